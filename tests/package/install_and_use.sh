@@ -1,0 +1,30 @@
+#!/usr/bin/env bash
+# install_and_use.sh BUILD_DIR COMPILER: installs the build into a temporary prefix, then compiles, links and runs
+# the host in consumer/ against it, once through find_package and once through pkg-config.
+set -euo pipefail
+build=$1
+compiler=$2
+consumer=$(dirname "$(readlink -f "$0")")/consumer
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+
+cmake --install "$build" --prefix "$prefix" >"$work/install.log"
+
+cmake -S "$consumer" -B "$work/found" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log"
+cmake --build "$work/found"
+"$work/found/consumer" "$work/root"
+
+pc=$(dirname "$(find "$prefix" -name bucketry.pc)")
+flags=$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs bucketry)
+# shellcheck disable=SC2086 # the flags are words
+"$compiler" -std=c++20 "$consumer/main.cpp" $flags -Wl,-rpath,"$(dirname "$pc")" -o "$work/configured"
+"$work/configured" "$work/root"
+
+# The soname is what dynamic linking will ask for, and the parts of the library stay hidden.
+library=$(find "$prefix" -name libbucketry.so)
+readelf -d "$library" | grep -F 'SONAME' | grep -F '[libbucketry.so.0]'
+if nm -DC --defined-only "$library" | grep -E ' bucketry::s3wire::(transport|wire|auth)::'; then
+    echo "these names should be hidden" >&2
+    exit 1
+fi
