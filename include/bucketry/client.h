@@ -36,19 +36,19 @@ struct BUCKETRY_API SCloudObjectInfo
 {
     SCloudObjectInfo(std::string name, std::uint64_t size, bool isFolder);
 
-    std::string m_name;                             ///< relative to the queried folder, without a trailing delimiter
-    std::uint64_t m_size;                           ///< bytes; 0 for a folder
-    bool m_isFolder;                                ///< a subfolder or a folder marker
-    datetime::CDateTime m_lastModified{true};       ///< no backend fills it in a folder listing
+    std::string m_name;                       ///< relative to the queried folder, without a trailing delimiter
+    std::uint64_t m_size;                     ///< bytes; 0 for a folder
+    bool m_isFolder;                          ///< a subfolder or a folder marker
+    datetime::CDateTime m_lastModified{true}; ///< no backend fills it in a folder listing
 };
 
 /// One stored version of one object. Delete markers are no versions.
 struct BUCKETRY_API SCloudObjectVersion
 {
-    std::string m_versionId;                        ///< the store's own, opaque
-    std::uint64_t m_size = 0;                       ///< bytes of this version
-    bool m_isFolder = false;                        ///< a folder marker: size 0 and a key that ends in the delimiter
-    datetime::CDateTime m_lastModified{true};       ///< UTC, as the store reports it; the sort key
+    std::string m_versionId;                  ///< the store's own, opaque
+    std::uint64_t m_size = 0;                 ///< bytes of this version
+    bool m_isFolder = false;                  ///< a folder marker: size 0 and a key that ends in the delimiter
+    datetime::CDateTime m_lastModified{true}; ///< UTC, as the store reports it; the sort key
 };
 
 /// One version of some object in a folder.
@@ -66,9 +66,9 @@ struct BUCKETRY_API SCloudObjectPathVersionPair
 /// A result row of the folder enumerations.
 struct BUCKETRY_API SObjectPath
 {
-    std::string m_fullPath;   ///< folder, "/", relative name
-    std::string m_name;       ///< relative to the enumerated folder
-    std::string m_versionId;  ///< empty if the client has no versioning
+    std::string m_fullPath;  ///< folder, "/", relative name
+    std::string m_name;      ///< relative to the enumerated folder
+    std::string m_versionId; ///< empty if the client has no versioning
     bool m_isFolder = false;
 };
 
@@ -96,9 +96,9 @@ enum class EArchiveRetrievalBehavior : std::uint32_t
 
 struct BUCKETRY_API SRetrieveArchiveOptions
 {
-    std::uint32_t m_days = 0;                                      ///< how long the restored copy stays available
+    std::uint32_t m_days = 0; ///< how long the restored copy stays available
     ArchiveRetrievalTier m_tier = ArchiveRetrievalTier::Default;
-    std::string m_roleName;                                        ///< under which a batch restore job runs; not read by a plain restore
+    std::string m_roleName; ///< under which a batch restore job runs; not read by a plain restore
 };
 
 struct BUCKETRY_API SArchiveRetrievalStatus
@@ -181,8 +181,8 @@ public:
 private:
     void LogNewDiff(long diffSec, datetime::CDateTime serverTime);
 
-    mutable boost::mutex m_mutex;             ///< guards all fields
-    std::optional<long> m_serverDiffSec;      ///< local time minus server time
+    mutable boost::mutex m_mutex;        ///< guards all fields
+    std::optional<long> m_serverDiffSec; ///< local time minus server time
     std::optional<long> m_lastLoggedDiffSec;
     mutable bool m_notAvailableLogged = false;
 };
@@ -246,7 +246,8 @@ class BUCKETRY_API ICloudRetryStrategy
 public:
     virtual ~ICloudRetryStrategy() = default;
     /// True: try again, not before `retryAt`, which has been set. `attempt` counts the failed attempts from 0.
-    virtual bool ShouldRetry(std::exception& error, unsigned int attempt, boost::chrono::steady_clock::time_point& retryAt) = 0;
+    virtual bool ShouldRetry(std::exception& error, unsigned int attempt,
+                             boost::chrono::steady_clock::time_point& retryAt) = 0;
 };
 
 /// The versioning operations of a client. A version is addressed by path and version id.
@@ -266,44 +267,52 @@ public:
     using immutable_till_t = std::optional<datetime::CDateTime>;
 
     virtual ~ICloudVersioningUtils() = default;
-    virtual task_t DownloadFileVersionAsync(std::string const& path, std::string const& version, bufs_t bufs, pool_t pool) = 0;
+    virtual task_t DownloadFileVersionAsync(std::string const& path, std::string const& version, bufs_t bufs,
+                                            pool_t pool) = 0;
     /// `length` bytes from `offset`.
-    virtual task_t DownloadFileVersionAsync(std::string const& path, std::string const& version, bufs_t bufs, pool_t pool,
-                                            unsigned long offset, unsigned long length) = 0;
-    virtual task_t UploadFileAsync(std::string const& path, bufs_t bufs, version_out_t version, immutable_till_t immutableTill) = 0;
+    virtual task_t DownloadFileVersionAsync(std::string const& path, std::string const& version, bufs_t bufs,
+                                            pool_t pool, unsigned long offset, unsigned long length) = 0;
+    virtual task_t UploadFileAsync(std::string const& path, bufs_t bufs, version_out_t version,
+                                   immutable_till_t immutableTill) = 0;
     virtual task_t UploadFileWithMetadataAsync(std::string const& path, bufs_t bufs, object_metadata_t const& metadata,
                                                version_out_t version, immutable_till_t immutableTill) = 0;
-    virtual task_t CopyFileVersionAsync(std::string const& sourcePath, std::string const& sourceVersion, std::string const& targetPath,
-                                        version_out_t version, immutable_till_t immutableTill) = 0;
+    virtual task_t CopyFileVersionAsync(std::string const& sourcePath, std::string const& sourceVersion,
+                                        std::string const& targetPath, version_out_t version,
+                                        immutable_till_t immutableTill) = 0;
     virtual task_t UpdateFileVersionImmutabilityAsync(std::string const& path, std::string const& version,
                                                       datetime::CDateTime immutableTill) = 0;
-    virtual task_t GetFileVersionImmutabilityAsync(std::string const& path, std::string const& version,
-                                                   std::shared_ptr<std::optional<datetime::CDateTime>> immutableTill) = 0;
+    virtual task_t GetFileVersionImmutabilityAsync(
+        std::string const& path, std::string const& version,
+        std::shared_ptr<std::optional<datetime::CDateTime>> immutableTill) = 0;
     virtual task_t GetFileVersionMetadataAsync(std::string const& path, std::string const& version,
                                                std::shared_ptr<object_metadata_t> metadata) = 0;
     virtual task_t DeleteFileVersionAsync(std::string const& path, std::string const& version) = 0;
     virtual task_t DeleteFileVersionListAsync(std::vector<SCloudObjectPathVersionPair> const& versions) = 0;
     virtual task_t DeleteFolderAllVersionsAsync(std::string const& path) = 0;
-    virtual task_t QueryFileVersionsAsync(std::string const& path, std::shared_ptr<std::vector<SCloudObjectVersion>> versions) = 0;
+    virtual task_t QueryFileVersionsAsync(std::string const& path,
+                                          std::shared_ptr<std::vector<SCloudObjectVersion>> versions) = 0;
     virtual task_t QueryFolderVersionsAsync(std::string const& path,
                                             std::shared_ptr<std::vector<SCloudObjectPathVersionPair>> versions) = 0;
     /// Calls back once per page, on a task thread, one page after the other.
-    virtual task_t QueryFolderVersionsAsync(std::string const& path,
-                                            std::function<void(std::vector<SCloudObjectPathVersionPair> const&)> onPage) = 0;
-    virtual task_t QuerySubfoldersAsync(std::string const& path, std::shared_ptr<std::vector<std::string>> subfolders) = 0;
+    virtual task_t QueryFolderVersionsAsync(
+        std::string const& path, std::function<void(std::vector<SCloudObjectPathVersionPair> const&)> onPage) = 0;
+    virtual task_t QuerySubfoldersAsync(std::string const& path,
+                                        std::shared_ptr<std::vector<std::string>> subfolders) = 0;
     virtual std::shared_ptr<ICloudDownload> StartDownload(std::string const& path, std::string const& version) = 0;
     /// `size`: the announced total size in bytes.
     virtual std::shared_ptr<ICloudUploadVersioned> StartUpload(std::string const& path, unsigned long size,
                                                                immutable_till_t immutableTill) = 0;
-    virtual task_t RetrieveArchiveAsync(std::string const& sourcePath, std::string const& version, std::string const& targetPath,
-                                        SRetrieveArchiveOptions const& options) = 0;
+    virtual task_t RetrieveArchiveAsync(std::string const& sourcePath, std::string const& version,
+                                        std::string const& targetPath, SRetrieveArchiveOptions const& options) = 0;
     virtual task_t GetArchiveRetrievalStatusAsync(std::string const& path, std::string const& version,
                                                   std::shared_ptr<SArchiveRetrievalStatus> status) = 0;
     /// Blocks. In bytes.
     virtual std::uint64_t GetFileVersionSize(std::string const& path, std::string const& version) = 0;
-    virtual task_t CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> const& source, std::string const& targetPath,
-                                            version_out_t version, immutable_till_t immutableTill) = 0;
-    virtual std::shared_ptr<ICloudInterRegionSource> GetFileInterRegionSource(std::string const& path, std::string const& version) = 0;
+    virtual task_t CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> const& source,
+                                            std::string const& targetPath, version_out_t version,
+                                            immutable_till_t immutableTill) = 0;
+    virtual std::shared_ptr<ICloudInterRegionSource> GetFileInterRegionSource(std::string const& path,
+                                                                              std::string const& version) = 0;
     virtual task_t CheckAndUpdateImmutabilityAsync(std::string const& path, std::string const& version,
                                                    datetime::CDateTime const& immutableTill) = 0;
     virtual task_t DeleteFileVersionIgnoreImmutabilityAsync(std::string const& path, std::string const& version) = 0;
@@ -339,7 +348,8 @@ public:
     /// Downloads a range of an object.
     /// \param offset  first byte, counted from 0
     /// \param length  in bytes; what 0 means, and a range that ends beyond the object, is said in each backend's header
-    virtual task_t DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool, unsigned long offset, unsigned long length) = 0;
+    virtual task_t DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool, unsigned long offset,
+                                     unsigned long length) = 0;
 
     /// Stores the buffer's content under the path, replacing what was there.
     virtual task_t UploadFileAsync(std::string const& path, bufs_t bufs) = 0;
@@ -380,7 +390,8 @@ public:
 
     /// The same.
     /// \param objects  must not be null; entries are appended, and are complete when the task has ended
-    virtual task_t QueryFolderAsync(std::string const& path, std::shared_ptr<std::vector<SCloudObjectInfo>> objects) = 0;
+    virtual task_t QueryFolderAsync(std::string const& path,
+                                    std::shared_ptr<std::vector<SCloudObjectInfo>> objects) = 0;
 
     /// The same, page by page.
     /// \param onPage  called once per page, on a task thread, one page after the other; what it throws fails the task
@@ -422,14 +433,16 @@ public:
     virtual bool IsFileInterRegionSourceCompatible(std::shared_ptr<ICloudInterRegionSource> source) = 0;
 
     /// Copies from another client's object to `targetPath` of this one.
-    virtual task_t CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> source, std::string const& targetPath) = 0;
+    virtual task_t CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> source,
+                                            std::string const& targetPath) = 0;
 
     /// Asks the store to restore an archived object.
     virtual task_t RetrieveArchiveAsync(std::string const& sourcePath, std::string const& targetPath,
                                         SRetrieveArchiveOptions const& options) = 0;
 
     /// \param status  filled when the task has ended
-    virtual task_t GetArchiveRetrievalStatusAsync(std::string const& path, std::shared_ptr<SArchiveRetrievalStatus> status) = 0;
+    virtual task_t GetArchiveRetrievalStatusAsync(std::string const& path,
+                                                  std::shared_ptr<SArchiveRetrievalStatus> status) = 0;
 
     virtual EArchiveRetrievalBehavior GetArchiveRetrievalBehavior() const = 0;
 
@@ -442,7 +455,8 @@ public:
     virtual std::shared_ptr<CServerTime> GetServerTime() = 0;
 
     /// Blocks.
-    virtual SBatchJobInfo StartBatchRestoreJob(SBatchManifestInfo const& manifest, SRetrieveArchiveOptions const& options) = 0;
+    virtual SBatchJobInfo StartBatchRestoreJob(SBatchManifestInfo const& manifest,
+                                               SRetrieveArchiveOptions const& options) = 0;
 
     /// Blocks.
     virtual SBatchJobStatus GetBatchJobStatus(SBatchJobInfo const& job) = 0;
@@ -472,7 +486,8 @@ public:
     std::string GetFullPath(std::string const& path) const;
 
     task_t DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool) override;
-    task_t DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool, unsigned long offset, unsigned long length) override;
+    task_t DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool, unsigned long offset,
+                             unsigned long length) override;
     task_t UploadFileAsync(std::string const& path, bufs_t bufs) override;
     task_t CopyFileAsync(std::string const& itemPath, std::string const& newPath) override;
     task_t DeleteFileAsync(std::string const& path) override;
@@ -500,15 +515,18 @@ public:
     bool IsVersioningEnabled() const override;
     std::shared_ptr<ICloudInterRegionSource> GetFileInterRegionSource(std::string const& path) override;
     bool IsFileInterRegionSourceCompatible(std::shared_ptr<ICloudInterRegionSource> source) override;
-    task_t CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> source, std::string const& targetPath) override;
+    task_t CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> source,
+                                    std::string const& targetPath) override;
     task_t RetrieveArchiveAsync(std::string const& sourcePath, std::string const& targetPath,
                                 SRetrieveArchiveOptions const& options) override;
-    task_t GetArchiveRetrievalStatusAsync(std::string const& path, std::shared_ptr<SArchiveRetrievalStatus> status) override;
+    task_t GetArchiveRetrievalStatusAsync(std::string const& path,
+                                          std::shared_ptr<SArchiveRetrievalStatus> status) override;
     EArchiveRetrievalBehavior GetArchiveRetrievalBehavior() const override;
     std::shared_ptr<ICloudLock> Lock(std::string const& path, SCloudLockParams const& params,
                                      std::shared_ptr<synch::completion_port_t> port) override;
     std::shared_ptr<CServerTime> GetServerTime() override;
-    SBatchJobInfo StartBatchRestoreJob(SBatchManifestInfo const& manifest, SRetrieveArchiveOptions const& options) override;
+    SBatchJobInfo StartBatchRestoreJob(SBatchManifestInfo const& manifest,
+                                       SRetrieveArchiveOptions const& options) override;
     SBatchJobStatus GetBatchJobStatus(SBatchJobInfo const& job) override;
 
 private:

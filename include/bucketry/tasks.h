@@ -48,7 +48,8 @@ class BUCKETRY_API IAsyncTaskUtils
 public:
     virtual ~IAsyncTaskUtils() = default;
     /// Throws exc::CRuntimeExc for a null task, or one of another implementation.
-    virtual std::shared_ptr<IAsyncTaskCollection> CreateTaskCollection(std::vector<std::shared_ptr<IAsyncTask>> const& tasks) = 0;
+    virtual std::shared_ptr<IAsyncTaskCollection> CreateTaskCollection(
+        std::vector<std::shared_ptr<IAsyncTask>> const& tasks) = 0;
     /// A task that does nothing; it has a thread, too, and may not be done yet when it is returned.
     virtual std::shared_ptr<IAsyncTask> CreateCompletedTask() = 0;
     /// Runs `function` on a thread of its own. Throws std::system_error if there is none.
@@ -75,7 +76,8 @@ public:
     std::shared_ptr<task::IAsyncTask> Then(std::function<void()>&& function) override;
     std::shared_ptr<task::IAsyncTask> ThenChain(std::function<std::shared_ptr<task::IAsyncTask>()>&& function) override;
     /// Throws std::bad_weak_ptr unless this task is owned by a std::shared_ptr.
-    std::shared_ptr<task::IAsyncTask> ThenTask(std::function<void(std::shared_ptr<task::IAsyncTask>)>&& function) override;
+    std::shared_ptr<task::IAsyncTask> ThenTask(
+        std::function<void(std::shared_ptr<task::IAsyncTask>)>&& function) override;
 
     web::Task<void> InnerTask() const;
 
@@ -106,7 +108,8 @@ private:
 class BUCKETRY_API CPplxTaskUtils final : public task::IAsyncTaskUtils
 {
 public:
-    std::shared_ptr<task::IAsyncTaskCollection> CreateTaskCollection(std::vector<std::shared_ptr<task::IAsyncTask>> const& tasks) override;
+    std::shared_ptr<task::IAsyncTaskCollection> CreateTaskCollection(
+        std::vector<std::shared_ptr<task::IAsyncTask>> const& tasks) override;
     std::shared_ptr<task::IAsyncTask> CreateCompletedTask() override;
     std::shared_ptr<task::IAsyncTask> CreateTask(std::function<void()>&& function) override;
 };

@@ -22,7 +22,8 @@ BUCKETRY_API std::shared_ptr<task::IAsyncTask> UploadAsync(ICloudClient& client,
                                                            std::optional<datetime::CDateTime> const& immutableTill,
                                                            std::string& versionId);
 /// The same; blocks.
-BUCKETRY_API void Upload(ICloudClient& client, std::string const& path, std::shared_ptr<io::block::CPooledBuf> const& data,
+BUCKETRY_API void Upload(ICloudClient& client, std::string const& path,
+                         std::shared_ptr<io::block::CPooledBuf> const& data,
                          std::optional<datetime::CDateTime> const& immutableTill, std::string& versionId);
 BUCKETRY_API void Upload(std::shared_ptr<ICloudClient> const& client, std::string const& path,
                          std::shared_ptr<io::block::CPooledBuf> const& data,
@@ -31,13 +32,13 @@ BUCKETRY_API void Upload(std::shared_ptr<ICloudClient> const& client, std::strin
 /// Downloads an object.
 /// \param versionId  which version; not looked at by a client without versions
 /// \param data       holds the object when the task has ended
-BUCKETRY_API std::shared_ptr<task::IAsyncTask> DownloadAsync(std::shared_ptr<ICloudClient> const& client, std::string const& path,
-                                                             std::string const& versionId,
+BUCKETRY_API std::shared_ptr<task::IAsyncTask> DownloadAsync(std::shared_ptr<ICloudClient> const& client,
+                                                             std::string const& path, std::string const& versionId,
                                                              std::shared_ptr<io::block::CPooledBuf> data,
                                                              std::shared_ptr<io::block::bufs_pool_t> pool);
 /// The same; blocks.
-BUCKETRY_API std::shared_ptr<io::block::CPooledBuf> Download(std::shared_ptr<ICloudClient> const& client, std::string const& path,
-                                                             std::string const& versionId,
+BUCKETRY_API std::shared_ptr<io::block::CPooledBuf> Download(std::shared_ptr<ICloudClient> const& client,
+                                                             std::string const& path, std::string const& versionId,
                                                              std::shared_ptr<io::block::bufs_pool_t> pool);
 
 /// One object as a sequential device, for reading or for writing. One thread at a time. Failures of the streams pass through.

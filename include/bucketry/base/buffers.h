@@ -114,11 +114,13 @@ BUCKETRY_API std::optional<EBufTransformType> buftransformtype_from_str(std::str
 namespace bucketry::pool
 {
 
-template <class T> class CObjPool;
+template <class T>
+class CObjPool;
 
 /// A reference-counted handle on an object of a CObjPool; the last one gives the object back. May be null. Copies may
 /// live on different threads; one handle is for one thread at a time.
-template <class T> class CPoolPtr
+template <class T>
+class CPoolPtr
 {
 public:
     CPoolPtr() noexcept = default;
@@ -138,10 +140,14 @@ private:
 
 /// Keeps up to `freeLimit` idle objects of a default-constructible class for reuse. Any thread. An object that is given
 /// back is cleared with T::Reset() first. The pool outlives its objects: handles keep it alive.
-template <class T> class CObjPool : public std::enable_shared_from_this<CObjPool<T>>
+template <class T>
+class CObjPool : public std::enable_shared_from_this<CObjPool<T>>
 {
 public:
-    static std::shared_ptr<CObjPool> Create(std::size_t freeLimit) { return std::shared_ptr<CObjPool>(new CObjPool(freeLimit)); }
+    static std::shared_ptr<CObjPool> Create(std::size_t freeLimit)
+    {
+        return std::shared_ptr<CObjPool>(new CObjPool(freeLimit));
+    }
 
     CPoolPtr<T> Alloc()
     {

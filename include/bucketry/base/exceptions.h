@@ -62,8 +62,7 @@ class BUCKETRY_API CRuntimeExc : public exc_base_t
 public:
     /// Takes a format for util::str_format and up to four texts or integers.
     template <class... TArgs>
-        requires(sizeof...(TArgs) <= 4)
-    explicit CRuntimeExc(std::string_view format, TArgs const&... arguments)
+    requires(sizeof...(TArgs) <= 4) explicit CRuntimeExc(std::string_view format, TArgs const&... arguments)
         : exc_base_t(util::str_format(format, arguments...))
     {
     }
@@ -99,19 +98,24 @@ namespace details
 /// Throws a copy of `error`, the last argument, with one more message line on top: the format, filled with the
 /// arguments between. The copy keeps the class and status of an exc_base_t; any other exception becomes a
 /// CRuntimeExc with the old text below the new line.
-template <class... TArgs> [[noreturn]] void RegenExc(std::string_view format, TArgs const&... argumentsThenError)
+template <class... TArgs>
+[[noreturn]] void RegenExc(std::string_view format, TArgs const&... argumentsThenError)
 {
     static_assert(sizeof...(TArgs) > 0, "the exception comes last");
     auto const all = std::forward_as_tuple(argumentsThenError...);
     constexpr std::size_t last = sizeof...(TArgs) - 1;
     static_assert(std::derived_from<std::tuple_element_t<last, std::tuple<TArgs...>>, std::exception>);
     std::string const line = [&]<std::size_t... I>(std::index_sequence<I...>)
-    { return util::str_format(format, std::get<I>(all)...); }(std::make_index_sequence<last>{});
+    {
+        return util::str_format(format, std::get<I>(all)...);
+    }
+    (std::make_index_sequence<last>{});
     details::RegenWithLine(line, std::get<last>(all));
 }
 
 /// The same as RegenExc; the name tells that the line belongs to a step of an operation rather than to its caller.
-template <class... TArgs> [[noreturn]] void RegenTraceExc(std::string_view format, TArgs const&... argumentsThenError)
+template <class... TArgs>
+[[noreturn]] void RegenTraceExc(std::string_view format, TArgs const&... argumentsThenError)
 {
     RegenExc(format, argumentsThenError...);
 }

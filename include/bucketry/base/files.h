@@ -93,7 +93,8 @@ public:
     std::vector<CFsItemInfo> EnumFiles(bool followLinks) const;
     /// `followLinks`: a link to a directory counts as one. `recursive`: at every depth, links never followed for that.
     /// `includeHidden`: names that begin with a dot as well. `skipUnreadable`: leave out what cannot be opened, else it is a failure.
-    std::vector<CFsItemInfo> EnumSubDirectories(bool followLinks, bool recursive, bool includeHidden, bool skipUnreadable) const;
+    std::vector<CFsItemInfo> EnumSubDirectories(bool followLinks, bool recursive, bool includeHidden,
+                                                bool skipUnreadable) const;
 
 private:
     std::string m_path;

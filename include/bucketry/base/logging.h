@@ -35,20 +35,20 @@ public:
     virtual void Write(ELevel level, std::string const& text) const noexcept = 0;
 
     template <class... TArgs>
-        requires(!(std::is_base_of_v<std::exception, TArgs> || ...))
-    void info(std::string_view format, TArgs const&... arguments) const
+    requires(!(std::is_base_of_v<std::exception, TArgs> || ...)) void info(std::string_view format,
+                                                                           TArgs const&... arguments) const
     {
         Write(ELevel::Info, util::str_format(format, arguments...));
     }
     template <class... TArgs>
-        requires(!(std::is_base_of_v<std::exception, TArgs> || ...))
-    void warn(std::string_view format, TArgs const&... arguments) const
+    requires(!(std::is_base_of_v<std::exception, TArgs> || ...)) void warn(std::string_view format,
+                                                                           TArgs const&... arguments) const
     {
         Write(ELevel::Warning, util::str_format(format, arguments...));
     }
     template <class... TArgs>
-        requires(!(std::is_base_of_v<std::exception, TArgs> || ...))
-    void err(std::string_view format, TArgs const&... arguments) const
+    requires(!(std::is_base_of_v<std::exception, TArgs> || ...)) void err(std::string_view format,
+                                                                          TArgs const&... arguments) const
     {
         Write(ELevel::Error, util::str_format(format, arguments...));
     }
@@ -88,7 +88,8 @@ public:
     /// The end line says that all went well.
     void ok();
     /// The same with a text of the caller's: a format and its arguments.
-    template <class... TArgs> void ok(std::string_view format, TArgs const&... arguments)
+    template <class... TArgs>
+    void ok(std::string_view format, TArgs const&... arguments)
     {
         SettleWith(util::str_format(format, arguments...));
     }

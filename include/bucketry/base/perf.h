@@ -38,6 +38,7 @@ BUCKETRY_API void SetSink(sink_t sink);
 BUCKETRY_API void OnEvent(int id) noexcept;
 BUCKETRY_API void OnEventEx(int id, CPerfEventArg const& first) noexcept;
 BUCKETRY_API void OnEventEx(int id, CPerfEventArg const& first, CPerfEventArg const& second) noexcept;
-BUCKETRY_API void OnEventEx(int id, CPerfEventArg const& first, CPerfEventArg const& second, CPerfEventArg const& third) noexcept;
+BUCKETRY_API void OnEventEx(int id, CPerfEventArg const& first, CPerfEventArg const& second,
+                            CPerfEventArg const& third) noexcept;
 
 } // namespace bucketry::perf

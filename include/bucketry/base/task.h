@@ -17,13 +17,15 @@
 namespace bucketry::web
 {
 
-template <class T> class Task;
+template <class T>
+class Task;
 
 namespace details
 {
 
 /// What all copies of a task share. The last holder of a context joins the task's thread.
-template <class T> class CTaskContext
+template <class T>
+class CTaskContext
 {
 public:
     CTaskContext() = default;
@@ -78,12 +80,13 @@ public:
     /// still being assigned. What the function captured goes before the task counts as done.
     void Start(std::function<T()>&& function)
     {
-        m_future = std::async(std::launch::async, [this, function = std::move(function)]() mutable -> T
-        {
-            CEnd const end(*this);
-            std::function<T()> const body = std::exchange(function, nullptr);
-            return body();
-        });
+        m_future = std::async(std::launch::async,
+                              [this, function = std::move(function)]() mutable -> T
+                              {
+                                  CEnd const end(*this);
+                                  std::function<T()> const body = std::exchange(function, nullptr);
+                                  return body();
+                              });
     }
 
 private:
@@ -127,13 +130,15 @@ private:
     bool m_isDone = false;
 };
 
-template <class T> struct STaskResult
+template <class T>
+struct STaskResult
 {
     using type = T;
     static constexpr bool isTask = false;
 };
 
-template <class T> struct STaskResult<Task<T>>
+template <class T>
+struct STaskResult<Task<T>>
 {
     using type = T;
     static constexpr bool isTask = true;
@@ -143,15 +148,20 @@ template <class T> struct STaskResult<Task<T>>
 
 /// A handle on a running body, copied by value; all copies share its result. Any thread may wait, and several may. Dropping
 /// the last copy of a running task blocks until its body has ended, so no body may own its own task.
-template <class T> class Task
+template <class T>
+class Task
 {
 public:
-    template <class U> using Context = details::CTaskContext<U>;
+    template <class U>
+    using Context = details::CTaskContext<U>;
     using VoidContext = details::CTaskContext<void>;
 
     /// Starts the body on a thread of its own. Throws std::system_error if no thread can be started. An empty function
     /// fails the task with std::bad_function_call.
-    explicit Task(std::function<T()>&& body) : m_context(std::make_shared<Context<T>>()) { m_context->Start(std::move(body)); }
+    explicit Task(std::function<T()>&& body) : m_context(std::make_shared<Context<T>>())
+    {
+        m_context->Start(std::move(body));
+    }
     Task(Task const&) = default;
     Task& operator=(Task const&) = default;
     Task(Task&&) noexcept = default;
@@ -166,17 +176,20 @@ public:
     ///   can see a failure.
     ///
     /// It returns an `R`, or a `Task<R>`: then the continuation ends when that task does, and fails if it fails.
-    template <class R, class TFunction> Task<R> then(TFunction&& function) const
+    template <class R, class TFunction>
+    Task<R> then(TFunction&& function) const
     {
         if constexpr (TakesValue<TFunction>())
         {
-            return Task<R>([parent = m_context, function = std::decay_t<TFunction>(std::forward<TFunction>(function))]() mutable -> R
-            { return AfterValue<R>(std::move(parent), function); });
+            return Task<R>([parent = m_context,
+                            function = std::decay_t<TFunction>(std::forward<TFunction>(function))]() mutable -> R
+                           { return AfterValue<R>(std::move(parent), function); });
         }
         else
         {
-            return Task<R>([parent = *this, function = std::decay_t<TFunction>(std::forward<TFunction>(function))]() mutable -> R
-            { return Unwrap<R>([&] { return function(parent); }); });
+            return Task<R>(
+                [parent = *this, function = std::decay_t<TFunction>(std::forward<TFunction>(function))]() mutable -> R
+                { return Unwrap<R>([&] { return function(parent); }); });
         }
     }
 
@@ -187,7 +200,8 @@ public:
     std::shared_ptr<Context<T>> const& GetContext() const { return m_context; }
 
 private:
-    template <class TFunction> static constexpr bool TakesValue()
+    template <class TFunction>
+    static constexpr bool TakesValue()
     {
         if constexpr (std::is_void_v<T>)
         {
@@ -199,7 +213,8 @@ private:
         }
     }
 
-    template <class R, class TFunction> static R AfterValue(std::shared_ptr<Context<T>>&& parent, TFunction& function)
+    template <class R, class TFunction>
+    static R AfterValue(std::shared_ptr<Context<T>>&& parent, TFunction& function)
     {
         if constexpr (std::is_void_v<T>)
         {
@@ -216,7 +231,8 @@ private:
     }
 
     /// The result of a continuation's function: its value, or the outcome of the task that it returns.
-    template <class R, class TCall> static R Unwrap(TCall&& call)
+    template <class R, class TCall>
+    static R Unwrap(TCall&& call)
     {
         if constexpr (details::STaskResult<std::invoke_result_t<TCall&>>::isTask)
         {
@@ -235,50 +251,55 @@ private:
 struct BUCKETRY_API TaskUtils
 {
     /// Ends when all have ended, however they ended.
-    template <class T> static Task<void> whenAll(std::vector<Task<T>> const& tasks)
+    template <class T>
+    static Task<void> whenAll(std::vector<Task<T>> const& tasks)
     {
-        return Task<void>([tasks]
-        {
-            for (Task<T> const& task : tasks)
-            {
-                task.wait();
-            }
-        });
-    }
-
-    /// Ends when one has ended, however it ended; at once for none. A task wakes only the latest of these that watches it.
-    template <class T> static Task<void> whenAny(std::vector<Task<T>> const& tasks)
-    {
-        return Task<void>([tasks]
-        {
-            auto const mutex = std::make_shared<std::mutex>();
-            auto const condition = std::make_shared<std::condition_variable>();
-            std::unique_lock lock(*mutex);
-            for (Task<T> const& task : tasks)
-            {
-                if (task.GetContext()->Watch(condition, mutex))
-                {
-                    return;
-                }
-            }
-            auto const isAnyDone = [&tasks]
+        return Task<void>(
+            [tasks]
             {
                 for (Task<T> const& task : tasks)
                 {
-                    if (task.GetContext()->IsDone())
+                    task.wait();
+                }
+            });
+    }
+
+    /// Ends when one has ended, however it ended; at once for none. A task wakes only the latest of these that watches it.
+    template <class T>
+    static Task<void> whenAny(std::vector<Task<T>> const& tasks)
+    {
+        return Task<void>(
+            [tasks]
+            {
+                auto const mutex = std::make_shared<std::mutex>();
+                auto const condition = std::make_shared<std::condition_variable>();
+                std::unique_lock lock(*mutex);
+                for (Task<T> const& task : tasks)
+                {
+                    if (task.GetContext()->Watch(condition, mutex))
                     {
-                        return true;
+                        return;
                     }
                 }
-                return tasks.empty();
-            };
-            condition->wait(lock, isAnyDone);
-        });
+                auto const isAnyDone = [&tasks]
+                {
+                    for (Task<T> const& task : tasks)
+                    {
+                        if (task.GetContext()->IsDone())
+                        {
+                            return true;
+                        }
+                    }
+                    return tasks.empty();
+                };
+                condition->wait(lock, isAnyDone);
+            });
     }
 };
 
 /// A task whose body only yields the value. It has a thread like any other.
-template <class T> Task<T> TaskFromResult(T value)
+template <class T>
+Task<T> TaskFromResult(T value)
 {
     return Task<T>([value = std::move(value)]() mutable { return std::move(value); });
 }

@@ -17,7 +17,8 @@ namespace details
 
 BUCKETRY_API std::string FillPlaceholders(std::string_view format, std::initializer_list<std::string> arguments);
 
-template <class T> std::string ToText(T const& value)
+template <class T>
+std::string ToText(T const& value)
 {
     if constexpr (std::is_convertible_v<T const&, std::string_view>)
     {
@@ -36,13 +37,15 @@ template <class T> std::string ToText(T const& value)
 /// a placeholder is not filled again. A placeholder may stand anywhere, in any order and any number of times; one
 /// without an argument stays as it is. The longest number counts, so `%12` is the twelfth argument.
 /// Integers are turned into decimal text first.
-template <class... TArgs> std::string str_format(std::string_view format, TArgs const&... arguments)
+template <class... TArgs>
+std::string str_format(std::string_view format, TArgs const&... arguments)
 {
     return details::FillPlaceholders(format, {details::ToText(arguments)...});
 }
 
 /// The decimal text of an integer.
-template <std::integral T> std::string str(T value)
+template <std::integral T>
+std::string str(T value)
 {
     return std::to_string(value);
 }

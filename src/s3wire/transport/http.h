@@ -63,7 +63,8 @@ struct SHttpRequest
     std::string m_url; ///< scheme://host[:port]/encoded-path[?encoded-query]
     CHeaders m_headers;
     SBody m_body;
-    IBodySink* m_sink = nullptr; ///< takes a 2xx body; without one, and for every other status, the body lands in `m_text`
+    IBodySink* m_sink =
+        nullptr; ///< takes a 2xx body; without one, and for every other status, the body lands in `m_text`
 };
 
 struct SHttpResponse

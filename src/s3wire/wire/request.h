@@ -24,14 +24,14 @@ struct SWireRequest
     transport::EHttpMethod m_method = transport::EHttpMethod::Get;
     EService m_service = EService::S3;
     std::string m_bucket; ///< bucket name, access point alias or ARN text; empty for service-level requests
-    std::string m_key;    ///< object key (S3) or path below the host without its leading "/" (other services); raw bytes
+    std::string m_key; ///< object key (S3) or path below the host without its leading "/" (other services); raw bytes
     std::vector<std::pair<std::string, std::string>> m_query; ///< raw names and values
     transport::CHeaders m_headers;
     transport::SBody m_body;
     transport::IBodySink* m_sink = nullptr;
-    bool m_idempotent = false;      ///< may be sent again when it is unknown whether the store has seen it
-    bool m_contentMd5 = false;      ///< the store demands Content-MD5
-    bool m_errorInside200 = false;  ///< a 200 may carry an <Error> body, which then counts as the failure
+    bool m_idempotent = false;     ///< may be sent again when it is unknown whether the store has seen it
+    bool m_contentMd5 = false;     ///< the store demands Content-MD5
+    bool m_errorInside200 = false; ///< a 200 may carry an <Error> body, which then counts as the failure
 };
 
 /// Signs, sends, retries, counts. A status of 300 and above, and an error inside a 200, come out as
