@@ -1,24 +1,24 @@
 #!/usr/bin/env bash
 # install_and_use.sh BUILD_DIR COMPILER: installs the build into a temporary prefix, then compiles, links and runs
-# the host in consumer/ against it, once through find_package and once through pkg-config.
+# the first example against it, once through find_package (consumer/) and once through pkg-config.
 set -euo pipefail
 build=$1
 compiler=$2
-consumer=$(dirname "$(readlink -f "$0")")/consumer
+here=$(dirname "$(readlink -f "$0")")
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 prefix=$work/prefix
 
 cmake --install "$build" --prefix "$prefix" >"$work/install.log"
 
-cmake -S "$consumer" -B "$work/found" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log"
+cmake -S "$here/consumer" -B "$work/found" -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_PREFIX_PATH="$prefix" >"$work/cmake.log"
 cmake --build "$work/found"
 "$work/found/consumer" "$work/root"
 
 pc=$(dirname "$(find "$prefix" -name bucketry.pc)")
 flags=$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs bucketry)
 # shellcheck disable=SC2086 # the flags are words
-"$compiler" -std=c++20 "$consumer/main.cpp" $flags -Wl,-rpath,"$(dirname "$pc")" -o "$work/configured"
+"$compiler" -std=c++20 "$here/../../examples/first_program.cpp" $flags -Wl,-rpath,"$(dirname "$pc")" -o "$work/configured"
 "$work/configured" "$work/root"
 
 # The soname is what dynamic linking will ask for, and the parts of the library stay hidden.
