@@ -44,14 +44,23 @@ private:
         unsigned char* m_data = nullptr;
         unsigned long m_capacity = 0;
     };
+    struct SIdle
+    {
+        unsigned char* m_data = nullptr;
+        std::uint64_t m_age = 0; ///< grows from block to block
+    };
+    using idle_t = std::multimap<unsigned long, SIdle>; ///< by capacity
     /// Room for at least `size` bytes; throws std::bad_alloc.
     SBlock Acquire(unsigned long size);
     void Release(SBlock block) noexcept;
+    idle_t::iterator Oldest();
+    static void FreeAll(idle_t const& blocks) noexcept;
 
     std::optional<std::uint64_t> const m_idleLimit;
     mutable std::mutex m_mutex;
-    std::multimap<unsigned long, SBlock> m_idle; ///< by capacity; guarded by m_mutex
-    std::uint64_t m_idleBytes = 0;               ///< guarded by m_mutex
+    idle_t m_idle;                 ///< guarded by m_mutex
+    std::uint64_t m_idleBytes = 0; ///< guarded by m_mutex
+    std::uint64_t m_nextAge = 0;   ///< guarded by m_mutex
 };
 
 /// A byte buffer in one contiguous block whose storage comes from a pool. One thread at a time.
@@ -114,11 +123,13 @@ BUCKETRY_API std::optional<EBufTransformType> buftransformtype_from_str(std::str
 namespace bucketry::pool
 {
 
-template <class T> class CObjPool;
+template <class T>
+class CObjPool;
 
 /// A reference-counted handle on an object of a CObjPool; the last one gives the object back. May be null. Copies may
 /// live on different threads; one handle is for one thread at a time.
-template <class T> class CPoolPtr
+template <class T>
+class CPoolPtr
 {
 public:
     CPoolPtr() noexcept = default;
@@ -138,10 +149,14 @@ private:
 
 /// Keeps up to `freeLimit` idle objects of a default-constructible class for reuse. Any thread. An object that is given
 /// back is cleared with T::Reset() first. The pool outlives its objects: handles keep it alive.
-template <class T> class CObjPool : public std::enable_shared_from_this<CObjPool<T>>
+template <class T>
+class CObjPool : public std::enable_shared_from_this<CObjPool<T>>
 {
 public:
-    static std::shared_ptr<CObjPool> Create(std::size_t freeLimit) { return std::shared_ptr<CObjPool>(new CObjPool(freeLimit)); }
+    static std::shared_ptr<CObjPool> Create(std::size_t freeLimit)
+    {
+        return std::shared_ptr<CObjPool>(new CObjPool(freeLimit));
+    }
 
     CPoolPtr<T> Alloc()
     {
