@@ -44,14 +44,23 @@ private:
         unsigned char* m_data = nullptr;
         unsigned long m_capacity = 0;
     };
+    struct SIdle
+    {
+        unsigned char* m_data = nullptr;
+        std::uint64_t m_age = 0; ///< grows from block to block
+    };
+    using idle_t = std::multimap<unsigned long, SIdle>; ///< by capacity
     /// Room for at least `size` bytes; throws std::bad_alloc.
     SBlock Acquire(unsigned long size);
     void Release(SBlock block) noexcept;
+    idle_t::iterator Oldest();
+    static void FreeAll(idle_t const& blocks) noexcept;
 
     std::optional<std::uint64_t> const m_idleLimit;
     mutable std::mutex m_mutex;
-    std::multimap<unsigned long, SBlock> m_idle; ///< by capacity; guarded by m_mutex
-    std::uint64_t m_idleBytes = 0;               ///< guarded by m_mutex
+    idle_t m_idle;                 ///< guarded by m_mutex
+    std::uint64_t m_idleBytes = 0; ///< guarded by m_mutex
+    std::uint64_t m_nextAge = 0;   ///< guarded by m_mutex
 };
 
 /// A byte buffer in one contiguous block whose storage comes from a pool. One thread at a time.
