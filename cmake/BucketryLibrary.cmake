@@ -10,6 +10,9 @@ target_link_libraries(bucketry PRIVATE ${BUCKETRY_ROOM_TARGETS} PUBLIC ${BUCKETR
 target_include_directories(bucketry PUBLIC "$<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/include>"
                                            "$<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>")
 set_target_properties(bucketry PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
-                                          LINKER_LANGUAGE CXX)
+                                          LINKER_LANGUAGE CXX LINK_DEPENDS "${CMAKE_SOURCE_DIR}/cmake/bucketry.map")
 target_link_options(bucketry PRIVATE LINKER:--as-needed
-                    $<$<NOT:$<BOOL:${BUCKETRY_SANITIZE}>>:LINKER:--no-undefined>)
+                    "LINKER:--version-script=${CMAKE_SOURCE_DIR}/cmake/bucketry.map")
+if(NOT BUCKETRY_SANITIZE) # whose runtime comes with the program
+    target_link_options(bucketry PRIVATE LINKER:--no-undefined)
+endif()

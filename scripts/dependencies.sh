@@ -5,7 +5,6 @@ to_build=(g++ cmake ninja-build libboost1.81-dev libboost-thread1.81-dev libboos
           zlib1g-dev libspdlog-dev libcli11-dev)
 to_test=("${to_build[@]}" ccache libgtest-dev libgmock-dev pkg-config git openssl spin)
 to_check=("${to_test[@]}" clang-14 libclang-rt-14-dev clang-format-14)
-to_bench=("${to_build[@]}" libbenchmark-dev)
 
 # install_missing PACKAGE...: touches neither the network nor the system if all of them are there.
 install_missing() {

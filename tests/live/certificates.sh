@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes the certificates of the live tests: certificates.sh DIR
 #   ca.pem           the authority clients are to trust; it signed all of these but the stranger's
-#   server.pem       good: localhost, *.localhost, 127.0.0.1
+#   server.pem       good: localhost, buckets.localhost, *.buckets.localhost, 127.0.0.1
 #   expired.pem      good names, ended yesterday
 #   other-name.pem   in date, for another host
 #   stranger.pem     good names, signed by stranger-ca.pem
@@ -10,7 +10,7 @@ set -euo pipefail
 cd "$1"
 
 new_key=(-newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes)
-good_names='DNS:localhost,DNS:*.localhost,IP:127.0.0.1'
+good_names='DNS:localhost,DNS:buckets.localhost,DNS:*.buckets.localhost,IP:127.0.0.1'
 
 authority() { # NAME
     openssl req -x509 "${new_key[@]}" -keyout "$1.key" -out "$1.pem" -days 30 -subj "/CN=live tests $1" \

@@ -13,6 +13,10 @@ here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 store=${BUCKETRY_LIVE_STORE:-memstore}
 patience=60 # seconds for each thing waited for
 
+# Where buckets are part of the host name. The gateway would know BUCKET.localhost, but clients refuse a certificate for
+# *.localhost, a wildcard of one label. It takes the first name that fits, by the alphabet: this must precede localhost.
+virtual_domain=buckets.localhost
+
 # In the order they start; they end in the opposite one.
 names=(mon osd gateway tls-expired tls-other-name tls-stranger)
 
@@ -221,19 +225,22 @@ make_cluster() {
 }
 
 administer() {
-    setpriv --pdeathsig TERM -- timeout "$patience" radosgw-admin -c "$directory/ceph.conf" "$@" \
-        >>"$directory/admin.log" 2>&1
+    setpriv --pdeathsig TERM -- timeout "$patience" radosgw-admin -c "$directory/ceph.conf" "$@" 2>>"$directory/admin.log"
 }
 
-# Two accounts, and a storage class beside STANDARD, which the gateway reads at its start.
+# Two accounts, and what the gateway reads at its start: a storage class beside STANDARD, a second host name.
 make_zone() {
-    administer user create --uid=owner --display-name=owner --caps='roles=*' \
-        --access-key="$BUCKETRY_LIVE_ACCESS_KEY" --secret-key="$BUCKETRY_LIVE_SECRET_KEY"
-    administer user create --uid=other --display-name=other \
-        --access-key="$BUCKETRY_LIVE_OTHER_ACCESS_KEY" --secret-key="$BUCKETRY_LIVE_OTHER_SECRET_KEY"
-    local class=(placement add --placement-id=default-placement --storage-class="$BUCKETRY_LIVE_STORAGE_CLASS")
-    administer zonegroup "${class[@]}" --rgw-zonegroup=default
-    administer zone "${class[@]}" --rgw-zone=default --data-pool=default.rgw.cold.data
+    {
+        administer user create --uid=owner --display-name=owner --caps='roles=*' \
+            --access-key="$BUCKETRY_LIVE_ACCESS_KEY" --secret-key="$BUCKETRY_LIVE_SECRET_KEY"
+        administer user create --uid=other --display-name=other \
+            --access-key="$BUCKETRY_LIVE_OTHER_ACCESS_KEY" --secret-key="$BUCKETRY_LIVE_OTHER_SECRET_KEY"
+        local class=(placement add --placement-id=default-placement --storage-class="$BUCKETRY_LIVE_STORAGE_CLASS")
+        administer zonegroup "${class[@]}" --rgw-zonegroup=default
+        administer zone "${class[@]}" --rgw-zone=default --data-pool=default.rgw.cold.data
+    } >>"$directory/admin.log"
+    administer zonegroup get | sed "s/\"hostnames\": \[\]/\"hostnames\": [\"$virtual_domain\"]/" >"$directory/zonegroup"
+    administer zonegroup set --infile="$directory/zonegroup" >>"$directory/admin.log"
 }
 
 # Sets what clients need to know and keeps it in DIR/env.
@@ -244,6 +251,8 @@ make_environment() {
     export BUCKETRY_LIVE_TOOL=$here/gateway.sh
     export BUCKETRY_LIVE_ENDPOINT=http://127.0.0.1:$http
     export BUCKETRY_LIVE_TLS_ENDPOINT=https://localhost:$https
+    export BUCKETRY_LIVE_VIRTUAL_ENDPOINT=http://$virtual_domain:$http
+    export BUCKETRY_LIVE_TLS_VIRTUAL_ENDPOINT=https://$virtual_domain:$https
     read -r port _ < <(ports_of tls-expired)
     export BUCKETRY_LIVE_TLS_EXPIRED=https://localhost:$port
     read -r port _ < <(ports_of tls-other-name)

@@ -21,10 +21,16 @@ flags=$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs bucketry)
 "$compiler" -std=c++20 "$here/../../examples/first_program.cpp" $flags -Wl,-rpath,"$(dirname "$pc")" -o "$work/configured"
 "$work/configured" "$work/root"
 
-# The soname is what dynamic linking will ask for, and the parts of the library stay hidden.
+# The soname is what dynamic linking will ask for; only our own names are visible, and no part of the closed layers.
 library=$(find "$prefix" -name libbucketry.so)
 readelf -d "$library" | grep -F 'SONAME' | grep -F '[libbucketry.so.0]'
-if nm -DC --defined-only "$library" | grep -E ' bucketry::s3wire::(transport|wire|auth)::'; then
+names=$(nm -DC --defined-only "$library" | cut -d ' ' -f 3-)
+grep -q '^bucketry::' <<<"$names"
+if grep -vE '^(bucketry::|.* (for|to) bucketry::)' <<<"$names" ||
+    grep -E 'bucketry::s3wire::(transport|wire|auth)::' <<<"$names"; then
     echo "these names should be hidden" >&2
     exit 1
 fi
+
+tool=$prefix/bin/bucketry
+[[ ! -e $tool ]] || "$tool" --help >"$work/help"
