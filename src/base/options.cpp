@@ -22,7 +22,7 @@ struct options_t::SState
     std::string m_instanceMetadataEndpoint; ///< guarded by m_mutex; empty for the default
     std::string m_googleStorageHost;        ///< guarded by m_mutex; empty for the default
 
-    std::string Text(std::string SState::const* field, char const* byDefault) const
+    std::string Text(std::string SState::*field, char const* byDefault) const
     {
         std::lock_guard const lock(m_mutex);
         return (this->*field).empty() ? byDefault : this->*field;
