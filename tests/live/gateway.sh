@@ -58,10 +58,13 @@ listeners() {
 
 pid_of() { cat "$directory/$1.pid" 2>/dev/null; }
 
-# A process that ended but was not reaped has no command line any more; one that took over its number has another.
+# Whether NAME runs, and its number was not taken over by a stranger.
 alive() {
-    local pid
-    pid=$(pid_of "$1") && grep -qsF "$directory/" "/proc/$pid/cmdline"
+    local process
+    process=/proc/$(pid_of "$1") || return 1
+    grep -qs '^State:.[^XZ]' "$process/status" || return 1
+    # For a moment, while a process becomes another program, there is no command line.
+    ! grep -qs . "$process/cmdline" || grep -qsF "$directory/" "$process/cmdline"
 }
 
 # Whether NAME itself listens, not somebody else on its port.
@@ -133,6 +136,7 @@ end_all() {
 # --- Making it -----------------------------------------------------------------------------------------------------
 
 store_settings() {
+    echo "[global]"
     case $store in
     memstore)
         echo "osd_objectstore = memstore"
@@ -181,7 +185,6 @@ objecter_tick_interval = 0.5
 paxos_propose_interval = 0.01
 # A full disk of the machine must not end the monitor.
 mon_data_avail_crit = 0
-$(store_settings)
 log_to_file = false
 admin_socket =
 run_dir = $directory
@@ -210,9 +213,12 @@ END
 }
 
 make_cluster() {
-    local id
+    local id mon
     id=$(</proc/sys/kernel/random/uuid)
-    configuration "$id" >"$directory/ceph.conf"
+    {
+        configuration "$id"
+        store_settings
+    } >"$directory/ceph.conf"
     read -r mon _ < <(ports_of mon)
     cd "$directory"
     mkdir mon osd rgw
@@ -231,7 +237,7 @@ administer() {
 # Two accounts, and what the gateway reads at its start: a storage class beside STANDARD, a second host name.
 make_zone() {
     {
-        administer user create --uid=owner --display-name=owner --caps='roles=*' \
+        administer user create --uid=owner --display-name=owner --caps='roles=*;user-policy=*' \
             --access-key="$BUCKETRY_LIVE_ACCESS_KEY" --secret-key="$BUCKETRY_LIVE_SECRET_KEY"
         administer user create --uid=other --display-name=other \
             --access-key="$BUCKETRY_LIVE_OTHER_ACCESS_KEY" --secret-key="$BUCKETRY_LIVE_OTHER_SECRET_KEY"
@@ -241,6 +247,16 @@ make_zone() {
     } >>"$directory/admin.log"
     administer zonegroup get | sed "s/\"hostnames\": \[\]/\"hostnames\": [\"$virtual_domain\"]/" >"$directory/zonegroup"
     administer zonegroup set --infile="$directory/zonegroup" >>"$directory/admin.log"
+}
+
+# Lets the owner ask for session tokens, which only a policy can; radosgw-admin cannot write one.
+allow_session_tokens() {
+    local policy='{"Version":"2012-10-17","Statement":[{"Effect":"Allow","Action":"sts:*","Resource":"*"}]}'
+    local body="Action=PutUserPolicy&UserName=owner&PolicyName=tokens&PolicyDocument=$policy"
+    curl --silent --show-error --fail --noproxy '*' --data-raw "$body" --output /dev/null \
+        --aws-sigv4 aws:amz:default:s3 --user "$BUCKETRY_LIVE_ACCESS_KEY:$BUCKETRY_LIVE_SECRET_KEY" \
+        --header "x-amz-content-sha256: $(printf %s "$body" | sha256sum | cut -d ' ' -f 1)" \
+        "$BUCKETRY_LIVE_ENDPOINT/"
 }
 
 # Sets what clients need to know and keeps it in DIR/env.
@@ -283,6 +299,7 @@ bring_up() {
     for name in "${names[@]:2}"; do
         begin "$name"
     done
+    allow_session_tokens
 }
 
 # Whether a process found a port of ours taken by somebody who was quicker.
@@ -300,7 +317,7 @@ start() {
         say "try $try met a port taken meanwhile"
         find "$directory" -mindepth 1 -delete
     done
-    tail -n 30 "$directory"/*.log >&2 || true
+    tail -n 30 "$directory"/*.log | grep . >&2 || true
     say "could not start"
     return 1
 }
