@@ -2,9 +2,9 @@
 # Installs what is missing, builds the library and its tool, and does the main job once: backs up a real tree (the
 # system's C and C++ headers, or the directory given) to a local root, verifies it, restores it, compares the two.
 set -euo pipefail
+tree=$(readlink -f "${1:-/usr/include}")
 cd "$(dirname "$(readlink -f "$0")")"
 . scripts/dependencies.sh
-tree=${1:-/usr/include}
 
 step() { printf '\n== %s\n' "$*"; }
 

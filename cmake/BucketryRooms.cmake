@@ -1,5 +1,6 @@
 # A room is one folder below src/, built as an object library `bucketry_<name>` ("/" becomes "_").
-# Each room target carries the property BUCKETRY_CLOSURE: the targets of itself and of all rooms below it.
+# Each room target carries the properties BUCKETRY_NAME and BUCKETRY_CLOSURE: the targets of itself and of all rooms
+# below it.
 
 set(BUCKETRY_ROOM_TARGETS "")
 
@@ -48,7 +49,8 @@ function(bucketry_add_room name)
                                                 "$<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/src>")
     target_link_libraries(${target} PUBLIC ${BUCKETRY_PUBLIC_LIBS} ${arg_LIBS})
     target_precompile_headers(${target} REUSE_FROM bucketry_pch)
-    set_target_properties(${target} PROPERTIES BUCKETRY_CLOSURE "${closure}" BUCKETRY_NESTED "${arg_NESTED}")
+    set_target_properties(${target} PROPERTIES BUCKETRY_NAME ${name} BUCKETRY_CLOSURE "${closure}"
+                                    BUCKETRY_NESTED "${arg_NESTED}")
     set(BUCKETRY_ROOM_TARGETS ${BUCKETRY_ROOM_TARGETS} ${target} PARENT_SCOPE)
 endfunction()
 
