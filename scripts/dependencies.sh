@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Sourced by the scripts at the root: what the project needs from Debian 12, and how to get only what is missing.
 
 to_build=(g++ cmake ninja-build libboost1.81-dev libboost-thread1.81-dev libboost-chrono1.81-dev
