@@ -35,7 +35,7 @@ SBackend MemoryBackend(bool keepsVersions)
     constexpr std::size_t page = 3;
     return {.name = keepsVersions ? "MemoryWithVersions" : "Memory",
             .traits = {.keepsVersions = keepsVersions, .listingPage = page, .moreNames = "\x01\n\xff\x7f"},
-            .make = [keepsVersions]
+            .make = [keepsVersions, page]
             { return std::make_shared<CMemoryClient>(std::make_shared<CMemoryStore>(keepsVersions), 16, page); }};
 }
 

@@ -55,7 +55,7 @@ TEST(ServerTime, LogsADriftOfHalfAMinute)
     testing::CLogCapture log;
     CServerTime time;
     std::size_t lines = 0;
-    for (auto const [diff, logged] : {std::pair(0L, true), {29L, false}, {30L, true}, {1L, false}, {0L, true}})
+    for (auto const& [diff, logged] : {std::pair(0L, true), {29L, false}, {30L, true}, {1L, false}, {0L, true}})
     {
         lines += logged ? 1 : 0;
         time.UpdateServerDiff(Earlier(clock, diff));
