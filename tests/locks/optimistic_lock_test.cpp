@@ -250,7 +250,7 @@ TEST_P(OptimisticLock, CanBeCancelledBeforeEachSliceOfEachWait)
         EXPECT_EQ(Sleeps().size(), before + slice);
         EXPECT_THAT(Sleeps(), Each(Le(2000)));
     }
-    m_onSleep = [this](std::size_t) { ADD_FAILURE(); };
+    m_onSleep = [](std::size_t) { ADD_FAILURE(); };
     m_params.m_sleepEnabled = false;
     m_timing.m_elapsedMsec = [n = 0UL]() mutable { return n++; };
     m_port.PostError(CRuntimeExc("not looked at"));
