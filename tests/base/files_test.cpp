@@ -8,9 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 using namespace bucketry;
 using namespace bucketry::util;
@@ -142,18 +140,6 @@ TEST_F(Files, ReadsAndWritesAreWholeOrFail)
     EXPECT_THAT(FailureOf([&] { Read("d"); }), HasSubstr("Is a directory"));
     EXPECT_THAT(FailureOf([&] { fs_file_size(At("d")); }), HasSubstr("Is a directory"));
     EXPECT_THAT(FailureOf([&] { Read("none"); }), HasSubstr("No such file"));
-}
-
-TEST_F(Files, MoveMoreThanOneCallTakes)
-{
-    std::uint64_t const size = (2UL << 30U) + 1;
-    ASSERT_EQ(::truncate((Write("sparse", ""), At("sparse")).c_str(), static_cast<off_t>(size)), 0);
-    auto file = posix_file_t::Open4Read(At("sparse"), false);
-    auto* const memory = static_cast<unsigned char*>(::operator new(size));
-    std::fill_n(memory, size, static_cast<unsigned char>(0xAA));
-    file.Read(memory, size);
-    EXPECT_EQ(memory[size - 1], 0);
-    ::operator delete(memory);
 }
 
 TEST_F(Files, CopiesReplaceTheTargetWithItsModeButNeverThemselves)
