@@ -48,16 +48,21 @@ std::shared_ptr<io::block::CPooledBuf> Filled(unsigned long bytes)
     return bufs;
 }
 
-/// The rounds of cp and of the library in turn: for each round cp's seconds and the library's, and the library's CPU.
+/// Rounds of cp and of the library in turn, each going first every other round, and each beginning with nothing left to
+/// write to the disk: for each round cp's seconds and the library's, and the library's CPU.
 std::vector<double> Rounds(SPlan const& plan, std::function<void()> const& own)
 {
+    auto const copy = [&] { bench::Run({"cp", plan.Path("big"), plan.Path("cp")}); };
     std::vector<double> numbers;
     for (int round = 0; round < plan.m_rounds; ++round)
     {
-        SCost const cost = bench::CostOf(own);
-        numbers.push_back(bench::CostOf([&] { bench::Run({"cp", plan.Path("big"), plan.Path("cp")}); }).m_wallSec);
-        numbers.push_back(cost.m_wallSec);
-        numbers.push_back(cost.m_cpuSec);
+        SCost cost[2];
+        for (int const way : {round % 2, 1 - round % 2})
+        {
+            ::sync();
+            cost[way] = bench::CostOf(way == 0 ? std::function<void()>(copy) : own);
+        }
+        numbers.insert(numbers.end(), {cost[0].m_wallSec, cost[1].m_wallSec, cost[1].m_cpuSec});
     }
     return numbers;
 }

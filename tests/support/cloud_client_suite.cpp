@@ -232,6 +232,7 @@ TEST_P(CloudClientSuite, StreamsMoveAnObjectInPiecesOrAreRefused)
     writer->write("abc", 3);
     writer->write(nullptr, 2);
     writer->write("de", 2);
+    EXPECT_FALSE(m_client->IsFileExist("job/object")) << "not before it is closed";
     writer->close();
 
     auto const reader = CCloudObjectIoDev::CreateForRead(m_client->StartDownload("job/object"));
