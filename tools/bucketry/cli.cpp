@@ -1,8 +1,11 @@
 #include "cli.h"
 
+#include "text.h"
+
 #include <algorithm>
 #include <exception>
 #include <string_view>
+#include <vector>
 
 namespace bucketry::tool
 {
@@ -35,21 +38,26 @@ int CCli::Run(int argc, char const* const* argv) noexcept
     }
     catch (CLI::ParseError const& error)
     {
-        bool const isHelp = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success);
-        bool const isJson = std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
-        if (isJson && !isHelp)
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) // --help and --version
         {
-            COutput(true, false).Error(error.what());
-            return ExitUsage;
+            return m_app.exit(error);
         }
-        m_app.exit(error);
-        return isHelp ? ExitOk : ExitUsage;
+        bool const isJson = std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
+        COutput(isJson, false).Error(TextOf(error) + " Try --help.");
+        return ExitUsage;
     }
     catch (std::exception const& error)
     {
         std::fprintf(stderr, "bucketry: %s\n", error.what());
         return ExitFailed;
     }
+}
+
+std::string CCli::TextOf(CLI::ParseError const& error) const
+{
+    std::vector<std::string> const unknown = m_app.remaining();
+    bool const isUnknownCommand = m_app.get_subcommands().empty() && !unknown.empty();
+    return isUnknownCommand ? "Unknown command: " + Printable(unknown.front()) + "." : error.what() + std::string(".");
 }
 
 int CCli::RunSelected()

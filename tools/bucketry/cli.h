@@ -35,6 +35,7 @@ public:
 
 private:
     int RunSelected();
+    std::string TextOf(CLI::ParseError const& error) const;
 
     CLI::App m_app;
     SGlobalOptions m_options;

@@ -8,7 +8,8 @@
 #include <fcntl.h>
 #include <openssl/evp.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <filesystem>
 #include <memory>
 
 namespace bucketry::tool
@@ -96,7 +97,7 @@ int Get(CHost& host, SObjectOptions const& options)
     std::string const path = ObjectPath(options.m_path);
     std::string const file = TargetFile(options.m_file, path);
     body_t const body = Fetch(host, path);
-    std::string const folder = file.starts_with('/') ? "/" + std::string(ParentOf(file)) : std::string(ParentOf(file));
+    std::string const folder = std::filesystem::path(file).parent_path();
     CFd const directory = OpenAt(AT_FDCWD, folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY, folder);
     CReplacementFile target(directory.Get(), std::string(BaseNameOf(file)), file, 0666);
     target.Write(body->GetData(), body->GetCount());
