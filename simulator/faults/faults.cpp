@@ -59,11 +59,9 @@ bool CFaults::SRule::Fires(SRoute const& route)
         return false;
     ++m_seen;
     bool const isCounted = (m_fault.m_nth == 0 || m_seen == m_fault.m_nth) &&
-                           (m_fault.m_every == 0 || m_seen % m_fault.m_every == 0) &&
-                           (m_fault.m_times == 0 || m_fired < m_fault.m_times);
+        (m_fault.m_every == 0 || m_seen % m_fault.m_every == 0) && (m_fault.m_times == 0 || m_fired < m_fault.m_times);
     // The upper 53 bits as a fraction, so that a seed means the same everywhere.
-    if (!isCounted ||
-        (m_fault.m_chance < 1 && static_cast<double>(m_random() >> 11) * 0x1p-53 >= m_fault.m_chance))
+    if (!isCounted || (m_fault.m_chance < 1 && static_cast<double>(m_random() >> 11) * 0x1p-53 >= m_fault.m_chance))
         return false;
     ++m_fired;
     return true;
@@ -98,8 +96,8 @@ std::optional<CStoreError> FaultRefusal(SFault const& fault, SRequest const& req
         if (!fault.m_region.empty())
             redirect.m_headers.emplace_back("x-amz-bucket-region", fault.m_region);
         if (!isPermanent)
-            redirect.m_headers.emplace_back("Location", (request.m_isTls ? "https://" : "http://") + fault.m_endpoint +
-                                                            request.m_target);
+            redirect.m_headers.emplace_back(
+                "Location", (request.m_isTls ? "https://" : "http://") + fault.m_endpoint + request.m_target);
         return redirect;
     }
     case EFaultAction::WrongRegion:

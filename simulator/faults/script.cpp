@@ -172,7 +172,8 @@ void ReadRedirect(SFault& fault, words_t& words)
 
 void ReadArguments(SFault& fault, words_t& words)
 {
-    auto const amount = [&](std::string const& what, std::int64_t least, bool isOptional) {
+    auto const amount = [&](std::string const& what, std::int64_t least, bool isOptional)
+    {
         std::string const text = TakeFirst(words, what, isOptional);
         return text.empty() ? 0 : Number<std::int64_t>(what, text, least, MAX_AMOUNT);
     };
@@ -239,8 +240,7 @@ std::string ActionName(EFaultAction action)
 }
 
 CFaultScriptError::CFaultScriptError(unsigned line, std::string const& reason)
-    : std::runtime_error("Fault script, line " + std::to_string(line) + ": " + reason + ".")
-    , m_line(line)
+    : std::runtime_error("Fault script, line " + std::to_string(line) + ": " + reason + "."), m_line(line)
 {
 }
 

@@ -70,7 +70,8 @@ SResponse RestoreObject(SCall& call)
     if (root.Child("Days"))
         days = root.DemandNumber("Days");
     auto const ownTier = root.TextOf("Tier");
-    std::string const tier = ownTier ? *ownTier : root.Child("GlacierJobParameters").TextOf("Tier").value_or("Standard");
+    std::string const tier =
+        ownTier ? *ownTier : root.Child("GlacierJobParameters").TextOf("Tier").value_or("Standard");
     bool const isReadable = AskForRestore(version, days, tier, call.m_now);
     return {.m_status = isReadable ? 200u : 202u};
 }

@@ -15,7 +15,7 @@ bool IsBucketName(std::string const& name)
     auto const isPlain = [](char c) { return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9'); };
     auto const isAllowed = [&](char c) { return isPlain(c) || c == '-' || c == '.'; };
     return name.size() >= 3 && name.size() <= 63 && std::all_of(name.begin(), name.end(), isAllowed) &&
-           isPlain(name.front()) && isPlain(name.back()) && name.find("..") == std::string::npos;
+        isPlain(name.front()) && isPlain(name.back()) && name.find("..") == std::string::npos;
 }
 
 std::string ReadLocationConstraint(SCall const& call)
@@ -41,8 +41,9 @@ void ReadDefaultRetention(CXmlReader::CElement const& rule, SBucket& bucket)
     bool const inYears = retention.TextOf("Years").has_value();
     auto const amount = retention.DemandNumber(inYears ? "Years" : "Days");
     if ((mode != "GOVERNANCE" && mode != "COMPLIANCE") || (inYears && retention.TextOf("Days")))
-        throw CStoreError(400, "MalformedXML", "The XML you provided was not well-formed or did not validate against our "
-                                               "published schema");
+        throw CStoreError(400, "MalformedXML",
+                          "The XML you provided was not well-formed or did not validate against our "
+                          "published schema");
     if (amount == 0 || amount > (inYears ? 100u : 36500u))
         throw CStoreError(400, "InvalidArgument", "Default retention period must be a positive integer value.");
     bucket.m_defaultCompliance = mode == "COMPLIANCE";
@@ -73,8 +74,9 @@ SResponse CreateBucket(SCall& call)
     {
         if (call.m_traits.m_creatingTwiceIsFine)
             return response;
-        throw CStoreError(409, "BucketAlreadyOwnedByYou", "Your previous request to create the named bucket succeeded "
-                                                          "and you already own it.")
+        throw CStoreError(409, "BucketAlreadyOwnedByYou",
+                          "Your previous request to create the named bucket succeeded "
+                          "and you already own it.")
             .With("BucketName", name);
     }
     SBucket& bucket = call.m_store.AddBucket(name);
@@ -129,11 +131,11 @@ SResponse PutBucketVersioning(SCall& call)
     SBucket& bucket = call.Bucket();
     std::string const status = CXmlReader(call.m_request.m_body, "VersioningConfiguration").Root().Demand("Status");
     if (status != "Enabled" && status != "Suspended")
-        throw CStoreError(400, "IllegalVersioningConfigurationException",
-                          "The Versioning element must be specified");
+        throw CStoreError(400, "IllegalVersioningConfigurationException", "The Versioning element must be specified");
     if (status == "Suspended" && bucket.m_objectLock)
-        throw CStoreError(409, "InvalidBucketState", "An Object Lock configuration is present on this bucket, so the "
-                                                     "versioning state cannot be changed.");
+        throw CStoreError(409, "InvalidBucketState",
+                          "An Object Lock configuration is present on this bucket, so the "
+                          "versioning state cannot be changed.");
     bucket.m_versioning = status == "Enabled" ? EVersioning::Enabled : EVersioning::Suspended;
     return {};
 }

@@ -31,9 +31,8 @@ void AddRefused(CXmlWriter& xml, std::string const& key, std::string const& vers
 bool IsInvalidId(SCall const& call, std::string const& versionId)
 {
     return call.m_traits.m_tellsMissingVersions && !versionId.empty() && versionId != "null" &&
-           !CStore::SequenceOf(versionId);
+        !CStore::SequenceOf(versionId);
 }
-
 
 SResponse DeleteListed(SCall& call)
 {
@@ -42,8 +41,9 @@ SResponse DeleteListed(SCall& call)
     auto const objects = body.Root().Children("Object");
     bool const isEmpty = objects.empty() && !call.m_traits.m_deleteListMayBeEmpty;
     if (isEmpty || objects.size() > MAX_DELETES)
-        throw CStoreError(400, "MalformedXML", "The XML you provided was not well-formed or did not validate against our "
-                                               "published schema");
+        throw CStoreError(400, "MalformedXML",
+                          "The XML you provided was not well-formed or did not validate against our "
+                          "published schema");
     bool const isQuiet = body.Root().TextOf("Quiet") == "true";
     // All keys are read before the first object goes, so that a list that can't be read deletes nothing.
     pairs_t items;
@@ -56,7 +56,8 @@ SResponse DeleteListed(SCall& call)
         try
         {
             if (key.empty())
-                throw CStoreError(400, "UserKeyMustBeSpecified", "The bucket POST must contain the specified field name.");
+                throw CStoreError(400, "UserKeyMustBeSpecified",
+                                  "The bucket POST must contain the specified field name.");
             if (IsInvalidId(call, versionId))
                 throw CStoreError(400, "NoSuchVersion", "The specified version does not exist.");
             auto const deleted = call.m_store.Delete(bucket, key, versionId, call.BypassesGovernance(), call.m_now);

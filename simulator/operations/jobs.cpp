@@ -193,7 +193,10 @@ SResponse DescribeJob(SCall& call)
     CXmlWriter xml("DescribeJobResult", CONTROL_NAMESPACE);
     xml.Open("Job").Text("JobId", job->m_id).Text("Status", status);
     if (!job->m_failure.empty())
-        xml.Open("FailureReasons").Open("member").Text("FailureCode", job->m_failure).Text("FailureReason", job->m_failure)
+        xml.Open("FailureReasons")
+            .Open("member")
+            .Text("FailureCode", job->m_failure)
+            .Text("FailureReason", job->m_failure)
             .Close()
             .Close();
     xml.Open("ProgressSummary").Number("TotalNumberOfTasks", job->m_succeeded + job->m_failed);

@@ -1,6 +1,6 @@
-#include "../store/listing.h"
 #include "../protocol/text.h"
 #include "../protocol/xml.h"
+#include "../store/listing.h"
 #include "call.h"
 
 namespace bucketry::simulator
@@ -29,9 +29,7 @@ class CListingWriter
 {
 public:
     CListingWriter(SCall const& call, std::string_view root)
-        : m_call(call)
-        , m_xml(root, S3_NAMESPACE)
-        , m_encodes(call.m_request.Query("encoding-type").has_value())
+        : m_call(call), m_xml(root, S3_NAMESPACE), m_encodes(call.m_request.Query("encoding-type").has_value())
     {
         if (m_encodes && call.m_request.QueryOr("encoding-type") != "url")
             throw CStoreError(400, "InvalidArgument", "Invalid Encoding Method specified in Request")
@@ -68,10 +66,7 @@ public:
         m_xml.Close();
     }
 
-    void Owner()
-    {
-        m_xml.Open("Owner").Text("ID", m_call.m_options.m_accountId).Text("DisplayName", "owner").Close();
-    }
+    void Owner() { m_xml.Open("Owner").Text("ID", m_call.m_options.m_accountId).Text("DisplayName", "owner").Close(); }
 
     void Object(SVersion const& version)
     {
@@ -81,10 +76,10 @@ public:
 
     void RestoreStatus(SVersion const& version)
     {
-        bool const isAsked = m_call.m_request.Header("x-amz-optional-object-attributes").find("RestoreStatus") !=
-                             std::string::npos;
-        bool const isTold = version.m_restore && (version.m_restore->IsOngoing(m_call.m_now) ||
-                                                  version.m_restore->IsReadable(m_call.m_now));
+        bool const isAsked =
+            m_call.m_request.Header("x-amz-optional-object-attributes").find("RestoreStatus") != std::string::npos;
+        bool const isTold = version.m_restore &&
+            (version.m_restore->IsOngoing(m_call.m_now) || version.m_restore->IsReadable(m_call.m_now));
         if (!isAsked || !isTold)
             return;
         bool const isOngoing = version.m_restore->IsOngoing(m_call.m_now);

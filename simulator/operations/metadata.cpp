@@ -44,10 +44,7 @@ std::string IsoSeconds(time_point_t time)
 
 } // namespace
 
-CMetadataService::CMetadataService(add_key_t addKey)
-    : m_addKey(std::move(addKey))
-{
-}
+CMetadataService::CMetadataService(add_key_t addKey) : m_addKey(std::move(addKey)) {}
 
 std::string CMetadataService::NewToken(std::chrono::seconds lifetime, time_point_t now)
 {

@@ -38,8 +38,9 @@ void CheckPartChecksum(SCall const& call, SUpload const& upload)
     std::string const actual = given.empty() ? "null" : given.begin()->first;
     std::string const expected = upload.m_checksumAlgorithm.empty() ? "null" : upload.m_checksumAlgorithm;
     if (actual != expected)
-        throw CStoreError(400, "InvalidRequest", "Checksum Type mismatch occurred, expected checksum Type: " + expected +
-                                                     ", actual checksum Type: " + actual);
+        throw CStoreError(400, "InvalidRequest",
+                          "Checksum Type mismatch occurred, expected checksum Type: " + expected +
+                              ", actual checksum Type: " + actual);
 }
 
 struct SChosenPart
@@ -50,9 +51,10 @@ struct SChosenPart
 
 CStoreError InvalidPart(SCall const& call, std::uint64_t number, std::string const& etag)
 {
-    return CStoreError(400, "InvalidPart", "One or more of the specified parts could not be found. The part may not have "
-                                           "been uploaded, or the specified entity tag may not match the part's entity "
-                                           "tag.")
+    return CStoreError(400, "InvalidPart",
+                       "One or more of the specified parts could not be found. The part may not have "
+                       "been uploaded, or the specified entity tag may not match the part's entity "
+                       "tag.")
         .With("UploadId", UploadId(call))
         .With("PartNumber", std::to_string(number))
         .With("ETag", etag);
@@ -61,7 +63,8 @@ CStoreError InvalidPart(SCall const& call, std::uint64_t number, std::string con
 std::string ChecksumElement(std::string const& algorithm)
 {
     std::string name = algorithm;
-    std::transform(name.begin(), name.end(), name.begin(), [](char c) { return c >= 'a' ? static_cast<char>(c - 32) : c; });
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](char c) { return c >= 'a' ? static_cast<char>(c - 32) : c; });
     return "Checksum" + name;
 }
 
@@ -77,10 +80,11 @@ SChosenPart ChoosePart(SCall const& call, SUpload const& upload, CXmlReader::CEl
     {
         auto const given = element.TextOf(ChecksumElement(algorithm));
         if (!given && upload.m_checksumType == "COMPOSITE")
-            throw CStoreError(400, "InvalidRequest", "The upload was created using a " + algorithm +
-                                                         " checksum. The complete request must include the checksum for "
-                                                         "each part. It was missing for part " +
-                                                         std::to_string(number) + " in the request.");
+            throw CStoreError(400, "InvalidRequest",
+                              "The upload was created using a " + algorithm +
+                                  " checksum. The complete request must include the checksum for "
+                                  "each part. It was missing for part " +
+                                  std::to_string(number) + " in the request.");
         if (given && *given != value)
             throw InvalidPart(call, number, etag);
     }
@@ -96,15 +100,17 @@ std::vector<SChosenPart> ChooseParts(SCall const& call, SUpload const& upload)
     {
         auto const number = element.DemandNumber("PartNumber");
         if (number <= previous && call.m_traits.m_checksPartOrder)
-            throw CStoreError(400, "InvalidPartOrder", "The list of parts was not in ascending order. Parts must be "
-                                                       "ordered by part number.")
+            throw CStoreError(400, "InvalidPartOrder",
+                              "The list of parts was not in ascending order. Parts must be "
+                              "ordered by part number.")
                 .With("UploadId", UploadId(call));
         chosen.push_back(ChoosePart(call, upload, element));
         previous = chosen.back().m_number;
     }
     if (chosen.empty())
-        throw CStoreError(400, "MalformedXML", "The XML you provided was not well-formed or did not validate against our "
-                                               "published schema");
+        throw CStoreError(400, "MalformedXML",
+                          "The XML you provided was not well-formed or did not validate against our "
+                          "published schema");
     std::sort(chosen.begin(), chosen.end(), [](auto const& a, auto const& b) { return a.m_number < b.m_number; });
     for (std::size_t i = 0; i + 1 < chosen.size(); ++i)
         if (chosen[i].m_part->m_data->size() < call.m_options.m_minPartSize)
@@ -183,17 +189,20 @@ blob_t CopiedBytes(SCall const& call, SVersion const& source)
     if (header.empty())
         return source.m_data;
     auto const dash = header.find('-');
-    auto const first = header.starts_with("bytes=") && dash != std::string::npos ? ParseNumber(header.substr(6, dash - 6))
-                                                                                 : std::nullopt;
+    auto const first = header.starts_with("bytes=") && dash != std::string::npos
+        ? ParseNumber(header.substr(6, dash - 6))
+        : std::nullopt;
     auto const last = first ? ParseNumber(header.substr(dash + 1)) : std::nullopt;
     if (!last || *first > *last)
-        throw CStoreError(400, "InvalidArgument", "The x-amz-copy-source-range value must be of the form bytes=first-last "
-                                                  "where first and last are the zero-based offsets of the first and last "
-                                                  "bytes to copy")
+        throw CStoreError(400, "InvalidArgument",
+                          "The x-amz-copy-source-range value must be of the form bytes=first-last "
+                          "where first and last are the zero-based offsets of the first and last "
+                          "bytes to copy")
             .With("ArgumentName", "x-amz-copy-source-range");
     if (*last >= source.m_data->size())
-        throw CStoreError(400, "InvalidArgument", "Range specified is not valid for source object of size: " +
-                                                      std::to_string(source.m_data->size()));
+        throw CStoreError(400, "InvalidArgument",
+                          "Range specified is not valid for source object of size: " +
+                              std::to_string(source.m_data->size()));
     return std::make_shared<std::string const>(source.m_data->substr(*first, *last - *first + 1));
 }
 
@@ -208,8 +217,9 @@ SResponse CreateMultipartUpload(SCall& call)
     std::string const type = call.m_request.Header("x-amz-checksum-type");
     bool const isUsed = call.m_traits.m_knowsChecksumHeaders && !algorithm.empty();
     if (isUsed && (!IsChecksumAlgorithm(algorithm) || (type == "FULL_OBJECT" && algorithm.starts_with("sha"))))
-        throw CStoreError(400, "InvalidRequest", "Checksum algorithm provided is unsupported. Please try again with any of "
-                                                 "the valid types: [CRC32, CRC32C, SHA1, SHA256]");
+        throw CStoreError(400, "InvalidRequest",
+                          "Checksum algorithm provided is unsupported. Please try again with any of "
+                          "the valid types: [CRC32, CRC32C, SHA1, SHA256]");
     upload.m_checksumAlgorithm = isUsed ? algorithm : "";
     upload.m_checksumType = type.empty() ? "COMPOSITE" : type;
 
@@ -230,8 +240,9 @@ SResponse UploadPart(SCall& call)
     SUpload& upload = call.Bucket().Upload(call.Key(), UploadId(call));
     CheckPartChecksum(call, upload);
     if (upload.m_attributes.m_lock.m_retention || upload.m_attributes.m_lock.m_legalHold)
-        DemandIntegrity(call, "Content-MD5 OR x-amz-checksum- HTTP header is required for Put Part requests with Object "
-                              "Lock parameters");
+        DemandIntegrity(call,
+                        "Content-MD5 OR x-amz-checksum- HTTP header is required for Put Part requests with Object "
+                        "Lock parameters");
     auto data = std::make_shared<std::string const>(std::move(call.m_request.m_body));
     SPart& part = StorePart(upload, number, std::move(data), call.m_payload.m_md5, call.m_now);
     part.m_checksums = call.m_payload.m_checksums;
@@ -274,9 +285,9 @@ SResponse CompleteMultipartUpload(SCall& call)
     Assemble(upload, chosen, version);
     std::string const announced = call.m_request.Header("x-amz-mp-object-size");
     if (!announced.empty() && announced != std::to_string(version.m_data->size()))
-        throw CStoreError(400, "InvalidRequest", "The provided 'x-amz-mp-object-size' header value " + announced +
-                                                     " does not match what was computed: " +
-                                                     std::to_string(version.m_data->size()));
+        throw CStoreError(400, "InvalidRequest",
+                          "The provided 'x-amz-mp-object-size' header value " + announced +
+                              " does not match what was computed: " + std::to_string(version.m_data->size()));
     version.m_attributes = upload.m_attributes;
     version.m_modified = call.m_now;
     SVersion const& written = call.m_store.Write(bucket, call.Key(), std::move(version));

@@ -204,8 +204,9 @@ SResponse PutObject(SCall& call)
     SVersion version;
     version.m_attributes = ReadAttributes(call, bucket, true);
     if (version.m_attributes.m_lock.m_retention || version.m_attributes.m_lock.m_legalHold)
-        DemandIntegrity(call, "Content-MD5 OR x-amz-checksum- HTTP header is required for Put Object requests with "
-                              "Object Lock parameters");
+        DemandIntegrity(call,
+                        "Content-MD5 OR x-amz-checksum- HTTP header is required for Put Object requests with "
+                        "Object Lock parameters");
     version.m_data = std::make_shared<std::string const>(std::move(call.m_request.m_body));
     version.m_etag = Hex(call.m_payload.m_md5);
     version.m_checksums = call.m_payload.m_checksums;
@@ -239,9 +240,10 @@ SResponse GetObject(SCall& call)
     if (range && response.m_length > 0)
     {
         response.m_status = 206;
-        response.Add("Content-Range", "bytes " + std::to_string(response.m_offset) + "-" +
-                                          std::to_string(response.m_offset + response.m_length - 1) + "/" +
-                                          std::to_string(version.m_data->size()));
+        response.Add("Content-Range",
+                     "bytes " + std::to_string(response.m_offset) + "-" +
+                         std::to_string(response.m_offset + response.m_length - 1) + "/" +
+                         std::to_string(version.m_data->size()));
     }
     if (!range && ToLower(call.m_request.Header("x-amz-checksum-mode")) == "enabled" && !version.m_checksums.empty())
     {
@@ -259,12 +261,15 @@ SResponse CopyObject(SCall& call)
     SVersion const& from = *source.m_version;
     bool const changes = IsReplaced(call) || call.m_request.HasHeader("x-amz-storage-class");
     if (source.m_isSameObject && !changes)
-        throw CStoreError(400, "InvalidRequest", "This copy request is illegal because it is trying to copy an object "
-                                                 "to itself without changing the object's metadata, storage class, "
-                                                 "website redirect location or encryption attributes.");
+        throw CStoreError(400, "InvalidRequest",
+                          "This copy request is illegal because it is trying to copy an object "
+                          "to itself without changing the object's metadata, storage class, "
+                          "website redirect location or encryption attributes.");
     if (from.m_data->size() > call.m_options.m_maxPutSize)
-        throw CStoreError(400, "InvalidRequest", "The specified copy source is larger than the maximum allowable size "
-                                                 "for a copy source: " + std::to_string(call.m_options.m_maxPutSize));
+        throw CStoreError(400, "InvalidRequest",
+                          "The specified copy source is larger than the maximum allowable size "
+                          "for a copy source: " +
+                              std::to_string(call.m_options.m_maxPutSize));
     auto const conditions = ReadConditions(call.m_request, "x-amz-copy-source-", from);
     if (call.m_traits.m_copyKnowsConditions && (conditions.m_fails || conditions.m_isUnchanged))
         throw FailedCondition();

@@ -13,10 +13,9 @@ constexpr std::size_t MAX_METADATA_SIZE = 2048;
 constexpr std::string_view METADATA_PREFIX = "x-amz-meta-";
 constexpr std::string_view CONTENT_HEADERS[] = {"content-type",     "content-encoding", "content-disposition",
                                                 "content-language", "cache-control",    "expires"};
-constexpr std::string_view STORAGE_CLASSES[] = {"STANDARD",            "REDUCED_REDUNDANCY", "STANDARD_IA",
-                                                "ONEZONE_IA",          "INTELLIGENT_TIERING", "GLACIER",
-                                                "GLACIER_IR",          "DEEP_ARCHIVE",        "OUTPOSTS",
-                                                "SNOW",                "EXPRESS_ONEZONE"};
+constexpr std::string_view STORAGE_CLASSES[] = {
+    "STANDARD",   "REDUCED_REDUNDANCY", "STANDARD_IA", "ONEZONE_IA", "INTELLIGENT_TIERING", "GLACIER",
+    "GLACIER_IR", "DEEP_ARCHIVE",       "OUTPOSTS",    "SNOW",       "EXPRESS_ONEZONE"};
 
 void ReadStorageClass(SCall const& call, SAttributes& attributes)
 {
@@ -25,9 +24,8 @@ void ReadStorageClass(SCall const& call, SAttributes& attributes)
         return;
     auto const& own = call.m_options.m_storageClasses;
     bool const isKnown = call.m_traits.m_knowsAllStorageClasses
-                             ? std::find(std::begin(STORAGE_CLASSES), std::end(STORAGE_CLASSES), name) !=
-                                   std::end(STORAGE_CLASSES)
-                             : std::find(own.begin(), own.end(), name) != own.end();
+        ? std::find(std::begin(STORAGE_CLASSES), std::end(STORAGE_CLASSES), name) != std::end(STORAGE_CLASSES)
+        : std::find(own.begin(), own.end(), name) != own.end();
     if (!isKnown)
         throw CStoreError(400, call.m_traits.m_knowsAllStorageClasses ? "InvalidStorageClass" : "InvalidArgument",
                           "The storage class you specified is not valid")
@@ -57,7 +55,8 @@ std::optional<SRetention> ReadRetentionHeaders(SCall const& call)
         throw InvalidLockArgument("The retain until date must be provided in ISO 8601 format",
                                   "x-amz-object-lock-retain-until-date");
     if (*until <= call.m_now)
-        throw InvalidLockArgument("The retain until date must be in the future!", "x-amz-object-lock-retain-until-date");
+        throw InvalidLockArgument("The retain until date must be in the future!",
+                                  "x-amz-object-lock-retain-until-date");
     return SRetention{mode == "COMPLIANCE", *until};
 }
 
@@ -95,7 +94,8 @@ std::optional<std::pair<std::string, std::string>> ResolveArn(std::string const&
         auto const dot = labels.find('.');
         auto const dash = labels.rfind('-', dot);
         std::string const resource = arn.substr(0, object);
-        std::string const account = ":" + labels.substr(dash + 1, dot == std::string::npos ? dot : dot - dash - 1) + ":";
+        std::string const account =
+            ":" + labels.substr(dash + 1, dot == std::string::npos ? dot : dot - dash - 1) + ":";
         std::string const outpost = dot == std::string::npos ? "" : "outpost/" + labels.substr(dot + 1);
         std::string const name = "accesspoint/" + labels.substr(0, dash);
         std::string const wanted = outpost.empty() ? name : outpost + "/" + name;
@@ -168,8 +168,9 @@ SVersion& DemandVersion(SCall const& call, SBucket& bucket)
     if (!call.m_traits.m_tellsMissingVersions)
         throw MissingVersion(call, {});
     CStoreError refusal = versionId.empty() ? MissingVersion(call, {})
-                                            : CStoreError(405, "MethodNotAllowed", "The specified method is not allowed "
-                                                                                   "against this resource.")
+                                            : CStoreError(405, "MethodNotAllowed",
+                                                          "The specified method is not allowed "
+                                                          "against this resource.")
                                                   .With("Method", call.m_request.m_method)
                                                   .With("ResourceType", "DeleteMarker");
     throw std::move(refusal).Header("x-amz-delete-marker", "true").Header("x-amz-version-id", version->m_id);
@@ -212,21 +213,24 @@ SCopySource FindCopySource(SCall const& call)
         decoded.erase(0, decoded.starts_with('/') ? 1 : 0);
         auto const slash = decoded.find('/');
         if (slash == 0 || slash == std::string::npos || slash + 1 == decoded.size())
-            throw CStoreError(400, "InvalidArgument", "Copy Source must mention the source bucket and key: sourcebucket/"
-                                                      "sourcekey")
+            throw CStoreError(400, "InvalidArgument",
+                              "Copy Source must mention the source bucket and key: sourcebucket/"
+                              "sourcekey")
                 .With("ArgumentName", "x-amz-copy-source");
         path = std::pair(decoded.substr(0, slash), decoded.substr(slash + 1));
     }
     SBucket& bucket = call.m_store.Bucket(path->first);
     SVersion const* const version = bucket.Find(path->second, versionId);
     if (version != nullptr && version->m_isDeleteMarker && !versionId.empty())
-        throw CStoreError(400, "InvalidRequest", "The source of a copy request may not specifically refer to a delete "
-                                                 "marker by version id.");
+        throw CStoreError(400, "InvalidRequest",
+                          "The source of a copy request may not specifically refer to a delete "
+                          "marker by version id.");
     if (version == nullptr || version->m_isDeleteMarker)
         throw MissingVersion(call, versionId);
     if (call.m_traits.m_hasArchive && !version->IsReadable(call.m_now))
-        throw CStoreError(403, "ObjectNotInActiveTierError", "The source object of the COPY operation is not in the "
-                                                             "active tier and is only stored in an archive class.");
+        throw CStoreError(403, "ObjectNotInActiveTierError",
+                          "The source object of the COPY operation is not in the "
+                          "active tier and is only stored in an archive class.");
     bool const isSame = bucket.m_name == call.m_route.m_bucket && path->second == call.Key() && versionId.empty();
     return {&bucket, version, isSame};
 }

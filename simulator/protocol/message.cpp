@@ -11,8 +11,8 @@ void SRequest::ParseTarget()
     m_hasValidTarget = m_target.starts_with('/');
     auto const question = m_target.find('?');
     m_path = m_target.substr(0, question);
-    std::string_view rest = question == std::string::npos ? std::string_view()
-                                                          : std::string_view(m_target).substr(question + 1);
+    std::string_view rest =
+        question == std::string::npos ? std::string_view() : std::string_view(m_target).substr(question + 1);
     while (!rest.empty())
     {
         auto const item = rest.substr(0, rest.find('&'));
@@ -21,7 +21,8 @@ void SRequest::ParseTarget()
             continue;
         auto const equals = item.find('=');
         auto name = PercentDecode(item.substr(0, equals), true);
-        auto value = PercentDecode(equals == std::string_view::npos ? std::string_view() : item.substr(equals + 1), true);
+        auto value =
+            PercentDecode(equals == std::string_view::npos ? std::string_view() : item.substr(equals + 1), true);
         m_hasValidTarget = m_hasValidTarget && name && value;
         if (name && value)
             m_query.emplace_back(std::move(*name), std::move(*value));

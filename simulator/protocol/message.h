@@ -45,8 +45,8 @@ struct SResponse
     blob_t m_blob{}; ///< if set, the body is `m_length` bytes of it from `m_offset` on
     std::uint64_t m_offset = 0;
     std::uint64_t m_length = 0;
-    bool m_isHead = false;    ///< length announced, no body sent
-    std::string m_errorCode{};  ///< for the log
+    bool m_isHead = false;     ///< length announced, no body sent
+    std::string m_errorCode{}; ///< for the log
 
     void Add(std::string name, std::string value) { m_headers.emplace_back(std::move(name), std::move(value)); }
     void AddUnlessEmpty(std::string name, std::string value)

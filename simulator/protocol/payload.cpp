@@ -55,7 +55,8 @@ void Unchunk(SRequest& request)
     {
         auto const colon = line.find(':');
         if (colon == std::string_view::npos)
-            throw CStoreError(400, "MalformedTrailerError", "The request contained trailing data that was not well-formed.");
+            throw CStoreError(400, "MalformedTrailerError",
+                              "The request contained trailing data that was not well-formed.");
         auto const value = line.substr(colon + 1);
         request.m_headers.emplace_back(ToLower(line.substr(0, colon)),
                                        value.substr(std::min(value.find_first_not_of(' '), value.size())));
@@ -116,12 +117,14 @@ void CheckChecksums(SRequest const& request, SPayload& payload)
         if (!given || given->size() != computed.size())
             throw CStoreError(400, "InvalidRequest", "Value for " + name + " header is invalid.");
         if (*given != computed)
-            throw CStoreError(400, "BadDigest", "The " + algorithm + " you specified did not match the calculated checksum.");
+            throw CStoreError(400, "BadDigest",
+                              "The " + algorithm + " you specified did not match the calculated checksum.");
         payload.m_checksums[algorithm] = value;
     }
     if (payload.m_checksums.size() > 1)
-        throw CStoreError(400, "InvalidRequest", "Expecting a single x-amz-checksum- header. Multiple checksum Types are "
-                                                 "not allowed.");
+        throw CStoreError(400, "InvalidRequest",
+                          "Expecting a single x-amz-checksum- header. Multiple checksum Types are "
+                          "not allowed.");
     payload.m_hasIntegrity = payload.m_hasIntegrity || !payload.m_checksums.empty();
 }
 

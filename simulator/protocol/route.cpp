@@ -64,10 +64,11 @@ constexpr SRow ROWS[] = {
 
 /// Sub-resources of S3 that this store doesn't have.
 constexpr std::string_view MISSING_SUBRESOURCES[] = {
-    "accelerate", "acl",           "analytics",         "attributes",   "cors",           "encryption",
-    "inventory",  "intelligent-tiering", "lifecycle",   "logging",      "metrics",        "notification",
-    "ownershipControls", "policy", "policyStatus",      "publicAccessBlock", "replication", "requestPayment",
-    "select",     "tagging",       "torrent",           "website"};
+    "accelerate",        "acl",          "analytics",           "attributes", "cors",
+    "encryption",        "inventory",    "intelligent-tiering", "lifecycle",  "logging",
+    "metrics",           "notification", "ownershipControls",   "policy",     "policyStatus",
+    "publicAccessBlock", "replication",  "requestPayment",      "select",     "tagging",
+    "torrent",           "website"};
 
 std::string HostName(SRequest const& request)
 {
@@ -86,8 +87,8 @@ std::string HostPrefix(std::string const& host, SHosts const& hosts)
             return before(host.size() - name.size() - 1);
     if (host.find(".amazonaws.com") == std::string::npos)
         return {};
-    for (std::string_view const service : {".s3-accesspoint.", ".s3-accesspoint-fips.", ".s3-outposts.", ".s3-control.",
-                                           ".s3.", ".s3-"})
+    for (std::string_view const service :
+         {".s3-accesspoint.", ".s3-accesspoint-fips.", ".s3-outposts.", ".s3-control.", ".s3.", ".s3-"})
         if (auto const at = host.find(service); at != std::string::npos)
             return before(at);
     return {};
@@ -134,7 +135,8 @@ bool IsMissingSubresource(SRequest const& request)
 
 SRoute Route(SRequest const& request, SHosts const& hosts, STraits const& traits)
 {
-    if (auto other = RouteOtherService(request); other && (traits.m_hasBatchJobs || other->m_operation != "DescribeJob"))
+    if (auto other = RouteOtherService(request);
+        other && (traits.m_hasBatchJobs || other->m_operation != "DescribeJob"))
         return *other;
 
     SRoute route;
@@ -178,8 +180,9 @@ void CheckRoute(SRoute const& route, SRequest const& request, STraits const& tra
     if (route.m_operation != "Unknown")
         return;
     if (IsMissingSubresource(request))
-        throw CStoreError(501, "NotImplemented", "A header or query you provided implies functionality that is not "
-                                                 "implemented.");
+        throw CStoreError(501, "NotImplemented",
+                          "A header or query you provided implies functionality that is not "
+                          "implemented.");
     throw CStoreError(405, "MethodNotAllowed", "The specified method is not allowed against this resource.")
         .With("Method", request.m_method);
 }

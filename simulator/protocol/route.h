@@ -22,7 +22,7 @@ struct SRoute
 /// Which hosts name buckets.
 struct SHosts
 {
-    std::vector<std::string> m_names{};                 ///< NAME.HOST is bucket NAME
+    std::vector<std::string> m_names{};                  ///< NAME.HOST is bucket NAME
     std::map<std::string, std::string> m_accessPoints{}; ///< first labels of the host, then the bucket
 };
 

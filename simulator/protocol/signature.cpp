@@ -66,8 +66,9 @@ SAuthorization ReadAuthorization(SRequest const& request)
     if (header.empty())
         throw CStoreError(403, "AccessDenied", "Access Denied");
     if (!header.starts_with(SCHEME))
-        throw CStoreError(400, "InvalidRequest", "The authorization mechanism you have provided is not supported. "
-                                                 "Please use AWS4-HMAC-SHA256.");
+        throw CStoreError(400, "InvalidRequest",
+                          "The authorization mechanism you have provided is not supported. "
+                          "Please use AWS4-HMAC-SHA256.");
     std::map<std::string, std::string> fields;
     for (auto const& field : Split(std::string_view(header).substr(SCHEME.size()), ','))
     {
@@ -92,7 +93,8 @@ SAccessKey DemandKey(SRequest const& request, SAuthorization const& authorizatio
     auto key = findKey(authorization.m_keyId);
     std::string const token = request.Header("x-amz-security-token");
     if (!key || (token.empty() && !key->m_sessionToken.empty()))
-        throw CStoreError(403, "InvalidAccessKeyId", "The AWS Access Key Id you provided does not exist in our records.")
+        throw CStoreError(403, "InvalidAccessKeyId",
+                          "The AWS Access Key Id you provided does not exist in our records.")
             .With("AWSAccessKeyId", authorization.m_keyId);
     if (token != key->m_sessionToken)
         throw CStoreError(400, "InvalidToken", "The provided token is malformed or otherwise invalid.")
@@ -136,9 +138,8 @@ std::string CheckTime(SRequest const& request, SAuthorization const& authorizati
 void CheckSignedHeaders(SRequest const& request, SAuthorization const& authorization, STraits const& traits)
 {
     auto const& names = authorization.m_signedHeaders;
-    auto const isSigned = [&](std::string const& name) {
-        return std::find(names.begin(), names.end(), name) != names.end();
-    };
+    auto const isSigned = [&](std::string const& name)
+    { return std::find(names.begin(), names.end(), name) != names.end(); };
     std::string missing = isSigned("host") ? "" : "host";
     for (auto const& [name, value] : request.m_headers)
     {
@@ -224,8 +225,8 @@ void CheckSignature(SRequest const& request, find_key_t const& findKey, SExpecte
     std::string const toSign =
         std::string(SCHEME) + "\n" + time + "\n" + authorization.Scope() + "\n" + Hex(Sha256(canonical));
     std::string signingKey = "AWS4" + key.m_secret;
-    for (std::string const& part : {authorization.m_date, authorization.m_region, authorization.m_service,
-                                    std::string("aws4_request"), toSign})
+    for (std::string const& part :
+         {authorization.m_date, authorization.m_region, authorization.m_service, std::string("aws4_request"), toSign})
         signingKey = HmacSha256(signingKey, part);
     if (Hex(signingKey) != authorization.m_signature)
         throw CStoreError(403, "SignatureDoesNotMatch",

@@ -30,8 +30,8 @@ void CheckSignature(SRequest const& request, find_key_t const& findKey, SExpecte
 /// replaced by its content. Throws CStoreError.
 struct SPayload
 {
-    std::string m_md5{};         ///< of the body, raw
-    bool m_hasIntegrity = false; ///< Content-MD5 or a checksum came with it
+    std::string m_md5{};                              ///< of the body, raw
+    bool m_hasIntegrity = false;                      ///< Content-MD5 or a checksum came with it
     std::map<std::string, std::string> m_checksums{}; ///< those that came with it: algorithm, base64
 };
 SPayload CheckPayload(SRequest& request, STraits const& traits, bool demandsHash);

@@ -51,8 +51,7 @@ CStoreError Malformed()
 } // namespace
 
 CXmlWriter::CXmlWriter(std::string_view root, std::string_view xmlns)
-    : m_text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n")
-    , m_open{std::string(root)}
+    : m_text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"), m_open{std::string(root)}
 {
     m_text.append("<").append(root);
     if (!xmlns.empty())

@@ -48,10 +48,7 @@ public:
     class CElement
     {
     public:
-        explicit CElement(tinyxml2::XMLElement const* element)
-            : m_element(element)
-        {
-        }
+        explicit CElement(tinyxml2::XMLElement const* element) : m_element(element) {}
         explicit operator bool() const { return m_element != nullptr; }
         /// An empty element if there is none.
         CElement Child(std::string_view name) const;

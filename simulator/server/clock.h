@@ -33,8 +33,8 @@ public:
 
 private:
     mutable std::mutex m_mutex;
-    std::optional<time_point_t> m_fixed;      // guarded by m_mutex
-    std::chrono::milliseconds m_offset{0};    // guarded by m_mutex
+    std::optional<time_point_t> m_fixed;   // guarded by m_mutex
+    std::chrono::milliseconds m_offset{0}; // guarded by m_mutex
 };
 
 } // namespace bucketry::simulator

@@ -12,10 +12,7 @@ namespace bucketry::simulator
 class CRequestLog
 {
 public:
-    explicit CRequestLog(std::size_t limit)
-        : m_limit(limit)
-    {
-    }
+    explicit CRequestLog(std::size_t limit) : m_limit(limit) {}
     void Add(SLoggedRequest request)
     {
         std::lock_guard const lock(m_mutex);

@@ -67,10 +67,7 @@ class CConnection
 {
 public:
     CConnection(TStream& stream, bool isTls, SServerParts const& parts, CStopSignal& stop)
-        : m_stream(stream)
-        , m_isTls(isTls)
-        , m_parts(parts)
-        , m_stop(stop)
+        : m_stream(stream), m_isTls(isTls), m_parts(parts), m_stop(stop)
     {
     }
 
@@ -189,7 +186,7 @@ private:
         if (hit.Is(EFaultAction::Stall))
             WaitForClose();
         bool const ends = hit.Is(EFaultAction::TruncateAnswer) || hit.Is(EFaultAction::WrongLength) ||
-                          hit.Is(EFaultAction::Stall) || hit.Is(EFaultAction::Close);
+            hit.Is(EFaultAction::Stall) || hit.Is(EFaultAction::Close);
         return !error && !ends;
     }
 
@@ -240,15 +237,16 @@ private:
     bool RefuseUnreadable(error_code const& error)
     {
         bool const isSyntax = error.category() == make_error_code(http::error::bad_method).category() &&
-                              error != http::error::end_of_stream && error != http::error::partial_message;
+            error != http::error::end_of_stream && error != http::error::partial_message;
         if (!isSyntax)
             return false;
         SExchange exchange;
         exchange.m_request.m_method = "?";
         exchange.m_route.m_operation = "Unknown";
         bool const isTooLong = error == http::error::header_limit;
-        return SendLast(exchange, CStoreError(400, isTooLong ? "RequestHeaderSectionTooLarge" : "BadRequest",
-                                              "An error occurred when parsing the HTTP request."));
+        return SendLast(exchange,
+                        CStoreError(400, isTooLong ? "RequestHeaderSectionTooLarge" : "BadRequest",
+                                    "An error occurred when parsing the HTTP request."));
     }
 
     bool RefuseTooLarge(SExchange const& exchange)
@@ -286,9 +284,7 @@ class CServer::CImpl
 {
 public:
     explicit CImpl(SServerParts const& parts)
-        : m_parts(parts)
-        , m_tls(asio::ssl::context::tls_server)
-        , m_acceptor(m_context)
+        : m_parts(parts), m_tls(asio::ssl::context::tls_server), m_acceptor(m_context)
     {
         if (!parts.m_options.m_certificateFile.empty())
         {
@@ -396,10 +392,7 @@ private:
     std::thread m_thread;
 };
 
-CServer::CServer(SServerParts const& parts)
-    : m_impl(std::make_unique<CImpl>(parts))
-{
-}
+CServer::CServer(SServerParts const& parts) : m_impl(std::make_unique<CImpl>(parts)) {}
 
 CServer::~CServer() = default;
 

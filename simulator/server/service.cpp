@@ -18,7 +18,8 @@ void CheckLength(SRequest const& request, STraits const& traits)
         throw CStoreError(501, "NotImplemented", "A header you provided implies functionality that is not implemented")
             .With("Header", "Transfer-Encoding");
     bool const needsLength = request.m_method == "PUT" || (request.m_method == "POST" && traits.m_demandsLengthAlways);
-    bool const hasLength = request.HasHeader("content-length") || (request.HasHeader("transfer-encoding") && isStreamed);
+    bool const hasLength =
+        request.HasHeader("content-length") || (request.HasHeader("transfer-encoding") && isStreamed);
     if ((needsLength && !hasLength) || (request.HasHeader("transfer-encoding") && traits.m_refusesChunkedWith411))
         throw CStoreError(411, "MissingContentLength", "You must provide the Content-Length HTTP header.");
 }
@@ -26,15 +27,16 @@ void CheckLength(SRequest const& request, STraits const& traits)
 bool IsOfOtherService(SRoute const& route)
 {
     return route.m_operation == "GetCallerIdentity" || route.m_operation == "CreateJob" ||
-           route.m_operation == "DescribeJob";
+        route.m_operation == "DescribeJob";
 }
 
 CStoreError Redirected(SBucket const& bucket)
 {
     bool const isPermanent = bucket.m_redirect == ERedirect::Permanent;
-    CStoreError redirect(isPermanent ? 301 : 307, isPermanent ? "PermanentRedirect" : "TemporaryRedirect",
-                         "The bucket you are attempting to access must be addressed using the specified endpoint. Please "
-                         "send all future requests to this endpoint.");
+    CStoreError redirect(
+        isPermanent ? 301 : 307, isPermanent ? "PermanentRedirect" : "TemporaryRedirect",
+        "The bucket you are attempting to access must be addressed using the specified endpoint. Please "
+        "send all future requests to this endpoint.");
     return std::move(redirect)
         .With("Endpoint", bucket.m_redirectEndpoint)
         .With("Bucket", bucket.m_name)
@@ -44,11 +46,11 @@ CStoreError Redirected(SBucket const& bucket)
 } // namespace
 
 CService::CService(SSimulatorOptions const& options, CClock const& clock)
-    : m_options(options)
-    , m_traits(TraitsOf(options.m_profile))
-    , m_clock(clock)
-    , m_hosts{.m_names = options.m_hostNames}
-    , m_metadata([this](SAccessKey const& key) { AddAccessKey(key); })
+    : m_options(options),
+      m_traits(TraitsOf(options.m_profile)),
+      m_clock(clock),
+      m_hosts{.m_names = options.m_hostNames},
+      m_metadata([this](SAccessKey const& key) { AddAccessKey(key); })
 {
     if (options.m_unsignedPayloadOverHttp)
         m_traits.m_takesUnsignedPayloadOverHttp = *options.m_unsignedPayloadOverHttp;
@@ -106,7 +108,8 @@ SResponse CService::Work(SRequest& request, SRoute const& route, time_point_t no
     if (route.m_isSigned)
     {
         SExpectedScope const scope{ExpectedRegion(route, request), route.m_service};
-        CheckSignature(request, [this](std::string const& id) { return FindKey(id); }, scope, m_traits, now);
+        CheckSignature(
+            request, [this](std::string const& id) { return FindKey(id); }, scope, m_traits, now);
         payload = CheckPayload(request, m_traits, route.m_service != "sts");
     }
     SHosts const hosts = Hosts();
@@ -125,8 +128,8 @@ std::string CService::ExpectedRegion(SRoute const& route, SRequest const& reques
     {
         CStoreError redirect = Redirected(*bucket);
         if (bucket->m_redirect == ERedirect::Temporary)
-            redirect.m_headers.emplace_back("Location", (request.m_isTls ? "https://" : "http://") +
-                                                            bucket->m_redirectEndpoint + request.m_target);
+            redirect.m_headers.emplace_back(
+                "Location", (request.m_isTls ? "https://" : "http://") + bucket->m_redirectEndpoint + request.m_target);
         throw redirect;
     }
     return bucket == nullptr || isElsewhere ? m_options.m_region : bucket->m_region;

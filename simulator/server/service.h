@@ -54,7 +54,7 @@ private:
     CClock const& m_clock;
     std::atomic<std::uint64_t> m_requests{0};
 
-    mutable std::mutex m_keysMutex; // taken after m_storeMutex, if both are
+    mutable std::mutex m_keysMutex;           // taken after m_storeMutex, if both are
     std::map<std::string, SAccessKey> m_keys; // guarded by m_keysMutex
     SHosts m_hosts;                           // guarded by m_keysMutex
 

@@ -8,10 +8,10 @@ namespace bucketry::simulator
 struct CSimulator::SState
 {
     explicit SState(SSimulatorOptions options)
-        : m_options(std::move(options))
-        , m_service(m_options, m_clock)
-        , m_log(m_options.m_logLimit)
-        , m_server(SServerParts{m_options, m_service, m_faults, m_log})
+        : m_options(std::move(options)),
+          m_service(m_options, m_clock),
+          m_log(m_options.m_logLimit),
+          m_server(SServerParts{m_options, m_service, m_faults, m_log})
     {
     }
 
@@ -23,10 +23,7 @@ struct CSimulator::SState
     CServer m_server; // ends first
 };
 
-CSimulator::CSimulator(SSimulatorOptions options)
-    : m_state(std::make_unique<SState>(std::move(options)))
-{
-}
+CSimulator::CSimulator(SSimulatorOptions options) : m_state(std::make_unique<SState>(std::move(options))) {}
 
 CSimulator::~CSimulator() = default;
 
@@ -103,21 +100,26 @@ std::uint64_t CSimulator::FaultsFired() const
 
 std::size_t CSimulator::ObjectCount(std::string const& bucket) const
 {
-    return m_state->m_service.UseBucket(bucket, [](SBucket const& found) {
-        return static_cast<std::size_t>(
-            std::count_if(found.m_objects.begin(), found.m_objects.end(),
-                          [](auto const& object) { return !object.second.back().m_isDeleteMarker; }));
-    });
+    return m_state->m_service.UseBucket(bucket,
+                                        [](SBucket const& found)
+                                        {
+                                            return static_cast<std::size_t>(
+                                                std::count_if(found.m_objects.begin(), found.m_objects.end(),
+                                                              [](auto const& object)
+                                                              { return !object.second.back().m_isDeleteMarker; }));
+                                        });
 }
 
 std::size_t CSimulator::VersionCount(std::string const& bucket) const
 {
-    return m_state->m_service.UseBucket(bucket, [](SBucket const& found) {
-        std::size_t count = 0;
-        for (auto const& object : found.m_objects)
-            count += object.second.size();
-        return count;
-    });
+    return m_state->m_service.UseBucket(bucket,
+                                        [](SBucket const& found)
+                                        {
+                                            std::size_t count = 0;
+                                            for (auto const& object : found.m_objects)
+                                                count += object.second.size();
+                                            return count;
+                                        });
 }
 
 std::size_t CSimulator::PendingUploads(std::string const& bucket) const
@@ -128,23 +130,27 @@ std::size_t CSimulator::PendingUploads(std::string const& bucket) const
 std::optional<std::string> CSimulator::ObjectContent(std::string const& bucket, std::string const& key,
                                                      std::string const& versionId) const
 {
-    return m_state->m_service.UseBucket(bucket, [&](SBucket& found) -> std::optional<std::string> {
-        SVersion const* const version = found.Find(key, versionId);
-        if (version == nullptr || version->m_isDeleteMarker)
-            return std::nullopt;
-        return *version->m_data;
-    });
+    return m_state->m_service.UseBucket(bucket,
+                                        [&](SBucket& found) -> std::optional<std::string>
+                                        {
+                                            SVersion const* const version = found.Find(key, versionId);
+                                            if (version == nullptr || version->m_isDeleteMarker)
+                                                return std::nullopt;
+                                            return *version->m_data;
+                                        });
 }
 
 void CSimulator::SetArchiveTier(std::string const& bucket, std::string const& key, std::string const& tier)
 {
-    m_state->m_service.UseBucket(bucket, [&](SBucket& found) {
-        SVersion* const version = found.Newest(key);
-        if (version == nullptr || version->m_isDeleteMarker)
-            throw std::invalid_argument("There is no object " + key + ".");
-        version->m_archiveTier = tier;
-        version->m_restore.reset();
-    });
+    m_state->m_service.UseBucket(bucket,
+                                 [&](SBucket& found)
+                                 {
+                                     SVersion* const version = found.Newest(key);
+                                     if (version == nullptr || version->m_isDeleteMarker)
+                                         throw std::invalid_argument("There is no object " + key + ".");
+                                     version->m_archiveTier = tier;
+                                     version->m_restore.reset();
+                                 });
 }
 
 void CSimulator::SetJobScript(std::vector<std::string> statuses)

@@ -108,7 +108,7 @@ struct SBucket
     ERedirect m_redirect = ERedirect::None;
     std::string m_redirectEndpoint;
     std::map<std::string, versions_t> m_objects;
-    std::map<std::string, SUpload> m_uploads;               ///< by upload id
+    std::map<std::string, SUpload> m_uploads;                               ///< by upload id
     std::map<std::string, std::pair<std::string, std::string>> m_completed; ///< upload id to key and version id
 
     /// Null if there is no such key.

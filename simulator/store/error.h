@@ -15,9 +15,7 @@ class CStoreError : public std::exception
 {
 public:
     CStoreError(unsigned status, std::string code, std::string message)
-        : m_status(status)
-        , m_code(std::move(code))
-        , m_message(std::move(message))
+        : m_status(status), m_code(std::move(code)), m_message(std::move(message))
     {
     }
 

@@ -25,7 +25,9 @@ std::string AfterPrefix(std::string prefix)
 SPage<SVersion> ListObjects(SBucket const& bucket, SListing const& listing)
 {
     return ListMap<decltype(bucket.m_objects), SVersion>(
-        bucket.m_objects, listing, false, [](std::string const&, SBucket::versions_t const& versions, auto const& take) {
+        bucket.m_objects, listing, false,
+        [](std::string const&, SBucket::versions_t const& versions, auto const& take)
+        {
             if (!versions.back().m_isDeleteMarker)
                 take(versions.back());
         });
@@ -52,7 +54,8 @@ SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, std
     }
     return ListMap<decltype(bucket.m_objects), SVersion>(
         bucket.m_objects, listing, before != 0,
-        [&](std::string const& key, SBucket::versions_t const& versions, auto const& take) {
+        [&](std::string const& key, SBucket::versions_t const& versions, auto const& take)
+        {
             bool const isMarker = key == listing.m_marker;
             for (auto version = versions.rbegin(); version != versions.rend(); ++version)
                 if (!(isMarker && version->m_sequence >= before) && !take(*version))
@@ -66,13 +69,14 @@ SUploadPage ListUploads(SBucket const& bucket, SListing const& listing, std::str
     for (auto const& [id, upload] : bucket.m_uploads)
         byKey[upload.m_key].push_back({id, &upload});
     for (auto& [key, uploads] : byKey)
-        std::sort(uploads.begin(), uploads.end(), [](SListedUpload const& a, SListedUpload const& b) {
-            return std::pair(a.m_upload->m_initiated, a.m_id) < std::pair(b.m_upload->m_initiated, b.m_id);
-        });
+        std::sort(uploads.begin(), uploads.end(),
+                  [](SListedUpload const& a, SListedUpload const& b)
+                  { return std::pair(a.m_upload->m_initiated, a.m_id) < std::pair(b.m_upload->m_initiated, b.m_id); });
 
     auto const page = ListMap<decltype(byKey), SListedUpload>(
         byKey, listing, !uploadMarker.empty(),
-        [&](std::string const& key, std::vector<SListedUpload> const& uploads, auto const& take) {
+        [&](std::string const& key, std::vector<SListedUpload> const& uploads, auto const& take)
+        {
             bool skips = key == listing.m_marker && !uploadMarker.empty();
             for (auto const& upload : uploads)
             {
@@ -82,7 +86,8 @@ SUploadPage ListUploads(SBucket const& bucket, SListing const& listing, std::str
             }
         });
 
-    SUploadPage result{.m_isTruncated = page.m_isTruncated};
+    SUploadPage result;
+    result.m_isTruncated = page.m_isTruncated;
     for (auto const& item : page.m_items)
     {
         if (item.m_entry == nullptr)

@@ -50,8 +50,10 @@ SPage<TEntry> ListMap(TMap const& map, SListing const& listing, bool includeMark
     while (at != map.end() && at->first.starts_with(listing.m_prefix))
     {
         std::string const prefix = CommonPrefix(listing, at->first);
-        bool const isPast = prefix.empty() ? at->first == listing.m_marker && !includeMarker : prefix == listing.m_marker;
-        auto const take = [&](TEntry const& entry) {
+        bool const isPast =
+            prefix.empty() ? at->first == listing.m_marker && !includeMarker : prefix == listing.m_marker;
+        auto const take = [&](TEntry const& entry)
+        {
             page.m_isTruncated = page.m_items.size() == listing.m_maxKeys;
             if (!page.m_isTruncated)
                 page.m_items.push_back({prefix.empty() ? at->first : prefix, prefix.empty() ? &entry : nullptr});
