@@ -80,6 +80,7 @@ SAuthorization ReadAuthorization(SRequest const& request)
     SAuthorization authorization;
     ReadCredential(fields["Credential"], authorization);
     authorization.m_signedHeaders = Split(fields["SignedHeaders"], ';');
+    std::sort(authorization.m_signedHeaders.begin(), authorization.m_signedHeaders.end());
     authorization.m_signature = fields["Signature"];
     if (authorization.m_signature.empty())
         throw MalformedHeader("the authorization header requires three components: Credential, SignedHeaders, and "
@@ -151,8 +152,6 @@ void CheckSignedHeaders(SRequest const& request, SAuthorization const& authoriza
     if (!missing.empty())
         throw CStoreError(403, "AccessDenied", "There were headers present in the request which were not signed")
             .With("HeadersNotSigned", missing);
-    if (!std::is_sorted(names.begin(), names.end()))
-        throw MalformedHeader("the SignedHeaders are not in order.");
 }
 
 std::string CanonicalQuery(SRequest const& request)

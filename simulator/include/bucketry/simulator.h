@@ -38,17 +38,17 @@ struct SAccessKey
 {
     std::string m_id = "AKIDEXAMPLE";
     std::string m_secret = "wJalrXUtnFEMI/K7MDENG+bPxRfiCYEXAMPLEKEY";
-    std::string m_sessionToken;
-    std::optional<time_point_t> m_expires; ///< by the simulator's clock; only with a session token
+    std::string m_sessionToken = {};
+    std::optional<time_point_t> m_expires = {}; ///< by the simulator's clock; only with a session token
 };
 
 struct SSimulatorOptions
 {
     EProfile m_profile = EProfile::S3;
     std::string m_address = "127.0.0.1";
-    std::uint16_t m_port = 0;      ///< 0: the system chooses
-    std::string m_certificateFile; ///< PEM; set both files for TLS
-    std::string m_privateKeyFile;
+    std::uint16_t m_port = 0;           ///< 0: the system chooses
+    std::string m_certificateFile = {}; ///< PEM; set both files for TLS
+    std::string m_privateKeyFile = {};
     std::string m_region = "us-east-1"; ///< of buckets that name none, and of requests without a bucket
     std::string m_accountId = "123456789012";
     std::vector<SAccessKey> m_accessKeys = {SAccessKey{}};
@@ -57,8 +57,8 @@ struct SSimulatorOptions
     std::uint64_t m_minPartSize = 5 * 1024 * 1024;
     std::uint64_t m_maxPutSize = 5ull * 1024 * 1024 * 1024;
     EConditionalWrites m_conditionalWrites = EConditionalWrites::Honour;
-    std::optional<bool> m_unsignedPayloadOverHttp; ///< not set: refused by the strict profile only
-    std::string m_roleName = "backup-role";        ///< of the metadata service; empty: the machine has no role
+    std::optional<bool> m_unsignedPayloadOverHttp = {}; ///< not set: refused by the strict profile only
+    std::string m_roleName = "backup-role";             ///< of the metadata service; empty: the machine has no role
     bool m_metadataTokenRequired = true;
     std::chrono::seconds m_roleKeysLifetime = std::chrono::hours(6);
     std::size_t m_logLimit = 100000; ///< the oldest requests are forgotten beyond it
@@ -74,34 +74,34 @@ enum class ERedirect
 struct SBucketOptions
 {
     bool m_versioning = false;
-    bool m_objectLock = false;          ///< switches versioning on
-    std::string m_defaultRetentionMode; ///< GOVERNANCE or COMPLIANCE, with a number of days
+    bool m_objectLock = false;               ///< switches versioning on
+    std::string m_defaultRetentionMode = {}; ///< GOVERNANCE or COMPLIANCE, with a number of days
     unsigned m_defaultRetentionDays = 0;
-    std::string m_region; ///< empty: the simulator's
+    std::string m_region = {}; ///< empty: the simulator's
     ERedirect m_redirect = ERedirect::None;
-    std::string m_redirectEndpoint; ///< host[:port] that the redirect names
+    std::string m_redirectEndpoint = {}; ///< host[:port] that the redirect names
 };
 
 /// Makes NAME-ACCOUNT.HOST, or with an outpost NAME-ACCOUNT.OUTPOST.HOST, lead to a bucket.
 struct SAccessPoint
 {
-    std::string m_name;
-    std::string m_outpostId;
-    std::string m_bucket;
+    std::string m_name = {};
+    std::string m_outpostId = {};
+    std::string m_bucket = {};
 };
 
 struct SLoggedRequest
 {
-    std::string m_method;
-    std::string m_target; ///< as sent
-    std::string m_operation;
-    std::string m_bucket;
-    std::string m_key;
-    std::vector<std::pair<std::string, std::string>> m_headers; ///< names in lower case
+    std::string m_method = {};
+    std::string m_target = {}; ///< as sent
+    std::string m_operation = {};
+    std::string m_bucket = {};
+    std::string m_key = {};
+    std::vector<std::pair<std::string, std::string>> m_headers = {}; ///< names in lower case
     std::uint64_t m_bodySize = 0;
     unsigned m_status = 0; ///< 0: no answer was sent
-    std::string m_errorCode;
-    std::string m_fault; ///< the action that hit it, as a script writes it
+    std::string m_errorCode = {};
+    std::string m_fault = {}; ///< the action that hit it, as a script writes it
 
     /// Empty if there is no such header. `name` in lower case.
     BUCKETRY_API std::string Header(std::string const& name) const;
@@ -143,12 +143,12 @@ struct SFault
 
     EFaultAction m_action = EFaultAction::Status;
     unsigned m_status = 503;
-    std::string m_code;
-    std::string m_message;
+    std::string m_code = {};
+    std::string m_message = {};
     std::int64_t m_amount = 0;
-    std::string m_region;
-    std::string m_endpoint;
-    std::optional<unsigned> m_retryAfter; ///< seconds
+    std::string m_region = {};
+    std::string m_endpoint = {};
+    std::optional<unsigned> m_retryAfter = {}; ///< seconds
 };
 
 /// A fault script that can't be read. `what()` names line and reason.
