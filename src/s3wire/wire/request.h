@@ -34,7 +34,7 @@ struct SWireRequest
     bool m_contentMd5 = false; ///< the store demands Content-MD5
     bool m_errorInside200 =
         false; ///< a 200 may carry an <Error> body, which then counts as the failure; so does an empty body
-    bool m_returnErrors = false; ///< an answer of 300 and above is returned instead of raised, after the usual repeats
+    bool m_returnRefusals = false; ///< any status comes back as the answer, after the usual repeats, without redirects
     std::uint64_t m_expectedSize = 0; ///< bytes that the answer will bring, if known
     std::string
         m_endpoint; ///< base URL instead of the client's own; the control endpoint for S3Control; STS: leave it empty
