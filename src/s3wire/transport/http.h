@@ -100,9 +100,8 @@ struct SHttpRequest
     std::string m_url;  ///< scheme://host[:port]/encoded-path[?encoded-query]
     CHeaders m_headers; ///< a "Host" among them replaces the one of the URL
     SBody m_body;
-    IBodySink* m_sink =
-        nullptr; ///< takes a 2xx body; without one, and for every other status, the body lands in `m_text`
-    std::uint64_t m_expectedSize = 0; ///< bytes that the answer will bring, if known: small answers get small buffers
+    IBodySink* m_sink = nullptr;      ///< takes a 2xx body; any other body lands in `m_text`
+    std::uint64_t m_expectedSize = 0; ///< bytes that the answer will bring, if known: small ones get small buffers
 };
 
 struct SHttpResponse
