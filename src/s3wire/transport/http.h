@@ -108,7 +108,9 @@ struct SHttpResponse
 {
     unsigned m_status = 0;
     CHeaders m_headers;
-    std::string m_text; ///< body that no sink took; one above 64 MiB is a failure
+    std::string m_text;                ///< body that no sink took; one above 64 MiB is a failure
+    std::uint64_t m_receivedBytes = 0; ///< of the body
+    unsigned m_connections = 0;        ///< opened for this exchange; 0 if one was there
 };
 
 /// The seam for tests: one blocking exchange. Any number of threads at once.
