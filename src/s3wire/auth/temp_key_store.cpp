@@ -55,7 +55,11 @@ std::shared_ptr<CSigningKeys const> CRoleKeyring::Keys()
     }
     bool const holds = present.m_keys && now < present.m_expiration;
     std::unique_lock fetching(m_fetching, std::defer_lock);
-    if (holds ? !fetching.try_lock() : (fetching.lock(), false))
+    if (!holds)
+    {
+        fetching.lock();
+    }
+    else if (!fetching.try_lock())
     {
         return present.m_keys;
     }
