@@ -6,7 +6,10 @@
 namespace bucketry::s3wire::transport
 {
 
-CConnectionPool::CConnectionPool(std::size_t maxIdle, clock_t now) : m_maxIdle(maxIdle), m_now(std::move(now)) {}
+CConnectionPool::CConnectionPool(std::size_t maxIdle, clock_t now) : m_maxIdle(maxIdle), m_now(std::move(now))
+{
+    InitHttpLibrary();
+}
 
 std::vector<CConnectionPool::SIdle> CConnectionPool::RemoveOld(std::chrono::steady_clock::time_point now)
 {

@@ -26,19 +26,6 @@ constexpr long largeBuffer = 512 * 1024;
 constexpr std::uint64_t inlineBody = 60 * 1024;
 constexpr std::size_t textLimit = 64u << 20;
 
-void InitCurlOnce()
-{
-    static std::once_flag once;
-    std::call_once(once,
-                   []
-                   {
-                       if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
-                       {
-                           throw exc::CRuntimeExc("The HTTP library can't be initialised.");
-                       }
-                   });
-}
-
 void Pause(io::CNetworkTrottlingCtx* throttling, std::size_t bytes)
 {
     if (throttling && throttling->GetLimitBytesPerSec() != 0)
@@ -256,9 +243,21 @@ EFailure KindOfCode(CURLcode code)
 
 } // namespace
 
+void InitHttpLibrary()
+{
+    static std::once_flag once;
+    std::call_once(once,
+                   []
+                   {
+                       if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK)
+                       {
+                           throw exc::CRuntimeExc("The HTTP library can't be initialised.");
+                       }
+                   });
+}
+
 CCurlHandle::CCurlHandle(std::shared_ptr<STransportSettings const> settings) : m_settings(std::move(settings))
 {
-    InitCurlOnce();
     m_curl.reset(curl_easy_init());
     if (!m_curl)
     {
