@@ -15,6 +15,12 @@ namespace
 constexpr std::size_t g_maxDepth = 64;
 constexpr std::string_view g_blanks = " \t\r\n";
 
+bool EndsName(char c)
+{
+    return c == '>' || c == '/' || c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '<' || c == '=' || c == '"' || c == '\'' || c == '&' ||
+           c == '!';
+}
+
 void AppendUtf8(std::uint32_t codePoint, std::string& text)
 {
     auto const add = [&](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
@@ -204,9 +210,10 @@ void CXmlReader::CloseTag()
 /// The local part of the name at this place.
 std::string_view CXmlReader::TakeName()
 {
-    std::size_t const end = std::min(m_text.find_first_of(" \t\r\n/><=\"'&!", m_position), m_text.size());
-    std::string_view name = m_text.substr(m_position, end - m_position);
-    m_position = end;
+    char const* const begin = m_text.data() + m_position;
+    char const* const end = std::find_if(begin, m_text.data() + m_text.size(), EndsName);
+    std::string_view const name(begin, static_cast<std::size_t>(end - begin));
+    m_position += name.size();
     if (name.empty())
     {
         Fail("malformed tag");
@@ -220,6 +227,10 @@ void CXmlReader::SkipAttributes()
 {
     for (;;)
     {
+        if (m_position < m_text.size() && m_text[m_position] == '>') // the usual tag has none
+        {
+            return;
+        }
         m_position = std::min(m_text.find_first_of("\"'/><", m_position), m_text.size());
         if (m_position == m_text.size() || m_text[m_position] == '<')
         {
