@@ -38,14 +38,13 @@ SWireRequest ListingRequest(char const* operation, SListing const& listing)
     return request;
 }
 
-/// Times of listings come with fractions of a second or without: leave them out.
-std::string WholeSeconds(std::string time)
+/// Times of listings come with fractions of a second or without.
+void DropFraction(std::string& time)
 {
     if (std::size_t const fraction = time.find('.'); fraction != std::string::npos && time.ends_with('Z'))
     {
         time.erase(fraction, time.size() - fraction - 1);
     }
-    return time;
 }
 
 std::uint64_t NumberOf(std::string const& text)
@@ -61,76 +60,37 @@ std::uint64_t NumberOf(std::string const& text)
 s3::SObjectMetadata ReadContents(CXmlReader& reader)
 {
     s3::SObjectMetadata entry;
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "Key")
-        {
-            entry.m_key = reader.Text();
-        }
-        else if (name == "Size")
-        {
-            entry.m_size = NumberOf(reader.Text());
-        }
-        else if (name == "LastModified")
-        {
-            entry.m_lastModified = WholeSeconds(reader.Text());
-        }
-        else if (name == "ETag")
-        {
-            entry.m_eTag = reader.Text();
-        }
-        else if (name == "StorageClass")
-        {
-            entry.m_storageClass = reader.Text();
-        }
-    });
+    std::string size;
+    reader.ReadFields({{"Key", &entry.m_key},
+                       {"LastModified", &entry.m_lastModified},
+                       {"ETag", &entry.m_eTag},
+                       {"Size", &size},
+                       {"StorageClass", &entry.m_storageClass}});
+    entry.m_size = NumberOf(size);
+    DropFraction(entry.m_lastModified);
     return entry;
 }
 
 s3::SObjectVersionEntry ReadVersion(CXmlReader& reader, bool isDeleteMarker)
 {
     s3::SObjectVersionEntry entry;
+    std::string size;
+    reader.ReadFields({{"Key", &entry.m_key},
+                       {"VersionId", &entry.m_versionId},
+                       {"LastModified", &entry.m_lastModified},
+                       {"ETag", &entry.m_eTag},
+                       {"Size", &size},
+                       {"StorageClass", &entry.m_storageClass}});
     entry.m_isDeleteMarker = isDeleteMarker;
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "Key")
-        {
-            entry.m_key = reader.Text();
-        }
-        else if (name == "VersionId")
-        {
-            entry.m_versionId = reader.Text();
-        }
-        else if (name == "Size")
-        {
-            entry.m_size = NumberOf(reader.Text());
-        }
-        else if (name == "LastModified")
-        {
-            entry.m_lastModified = WholeSeconds(reader.Text());
-        }
-        else if (name == "ETag")
-        {
-            entry.m_eTag = reader.Text();
-        }
-        else if (name == "StorageClass")
-        {
-            entry.m_storageClass = reader.Text();
-        }
-    });
+    entry.m_size = isDeleteMarker ? 0 : NumberOf(size);
+    DropFraction(entry.m_lastModified);
     return entry;
 }
 
 std::string ReadCommonPrefix(CXmlReader& reader)
 {
     std::string prefix;
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "Prefix")
-        {
-            prefix = reader.Text();
-        }
-    });
+    reader.ReadFields({{"Prefix", &prefix}});
     return prefix;
 }
 
@@ -156,14 +116,6 @@ void DecodePage(SObjectPage& page)
     DecodeListingText(page.m_header.m_marker);
 }
 
-void ExpectRoot(CXmlReader const& reader, std::string_view name)
-{
-    if (reader.Name() != name)
-    {
-        ThrowBadAnswer("[" + std::string(reader.Name()) + "] instead of " + std::string(name));
-    }
-}
-
 /// The last key or the last common prefix, whichever is greater: where a page of version 1 ends.
 std::string const* LastEntry(s3::SBucketContents const& contents)
 {
@@ -173,6 +125,19 @@ std::string const* LastEntry(s3::SBucketContents const& contents)
         last = &contents.m_commonPrefixes.back();
     }
     return last;
+}
+
+std::optional<SPagePosition> FollowedBy(bool truncated, SPagePosition next)
+{
+    if (!truncated)
+    {
+        return std::nullopt;
+    }
+    if (next.m_token.empty() && next.m_marker.empty())
+    {
+        ThrowBadAnswer("a page that is not the last, without a marker");
+    }
+    return next;
 }
 
 } // namespace
@@ -196,6 +161,8 @@ SWireRequest MakeListObjects(SListing const& listing, SPagePosition const& posit
 SObjectPage ReadListObjects(SHttpResponse const& answer)
 {
     SObjectPage page;
+    std::string truncated;
+    std::string maxKeys;
     CXmlReader reader(answer.m_text);
     ExpectRoot(reader, "ListBucketResult");
     reader.ForEachChild([&](std::string_view name)
@@ -203,50 +170,27 @@ SObjectPage ReadListObjects(SHttpResponse const& answer)
         if (name == "Contents")
         {
             page.m_contents.m_contents.push_back(ReadContents(reader));
+            return;
         }
-        else if (name == "CommonPrefixes")
+        if (name == "CommonPrefixes")
         {
             page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
+            return;
         }
-        else if (name == "IsTruncated")
-        {
-            page.m_truncated = reader.Text() == "true";
-        }
-        else if (name == "NextContinuationToken")
-        {
-            page.m_nextToken = reader.Text();
-        }
-        else if (name == "NextMarker")
-        {
-            page.m_nextMarker = reader.Text();
-        }
-        else if (name == "Marker")
-        {
-            page.m_olderForm = true;
-            page.m_header.m_marker = reader.Text();
-        }
-        else if (name == "EncodingType")
-        {
-            page.m_header.m_encodingType = reader.Text();
-        }
-        else if (name == "MaxKeys")
-        {
-            page.m_header.m_maxKeys = NumberOf(reader.Text());
-        }
-        else if (name == "Name")
-        {
-            page.m_header.m_name = reader.Text();
-        }
-        else if (name == "Prefix")
-        {
-            page.m_header.m_prefix = reader.Text();
-        }
-        else if (name == "Delimiter")
-        {
-            page.m_header.m_delimiter = reader.Text();
-        }
+        page.m_olderForm = page.m_olderForm || name == "Marker";
+        reader.ReadInto({{"IsTruncated", &truncated},
+                         {"NextContinuationToken", &page.m_nextToken},
+                         {"NextMarker", &page.m_nextMarker},
+                         {"Marker", &page.m_header.m_marker},
+                         {"EncodingType", &page.m_header.m_encodingType},
+                         {"MaxKeys", &maxKeys},
+                         {"Name", &page.m_header.m_name},
+                         {"Prefix", &page.m_header.m_prefix},
+                         {"Delimiter", &page.m_header.m_delimiter}});
     });
     reader.Finish();
+    page.m_truncated = truncated == "true";
+    page.m_header.m_maxKeys = ParseNumber(maxKeys).value_or(0);
     if (page.m_header.m_encodingType == "url")
     {
         DecodePage(page);
@@ -270,7 +214,8 @@ SWireRequest MakeListObjectVersions(SListing const& listing, SPagePosition const
 SVersionPage ReadListObjectVersions(SHttpResponse const& answer)
 {
     SVersionPage page;
-    bool encoded = false;
+    std::string truncated;
+    std::string encoding;
     CXmlReader reader(answer.m_text);
     ExpectRoot(reader, "ListVersionsResult");
     reader.ForEachChild([&](std::string_view name)
@@ -278,60 +223,41 @@ SVersionPage ReadListObjectVersions(SHttpResponse const& answer)
         if (name == "Version" || name == "DeleteMarker")
         {
             page.m_contents.m_versions.push_back(ReadVersion(reader, name == "DeleteMarker"));
+            return;
         }
-        else if (name == "CommonPrefixes")
+        if (name == "CommonPrefixes")
         {
             page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
+            return;
         }
-        else if (name == "IsTruncated")
-        {
-            page.m_truncated = reader.Text() == "true";
-        }
-        else if (name == "NextKeyMarker")
-        {
-            page.m_next.m_marker = reader.Text();
-        }
-        else if (name == "NextVersionIdMarker")
-        {
-            page.m_next.m_versionMarker = reader.Text();
-        }
-        else if (name == "EncodingType")
-        {
-            encoded = reader.Text() == "url";
-        }
+        reader.ReadInto({{"IsTruncated", &truncated},
+                         {"NextKeyMarker", &page.m_next.m_marker},
+                         {"NextVersionIdMarker", &page.m_next.m_versionMarker},
+                         {"EncodingType", &encoding}});
     });
     reader.Finish();
-    if (encoded)
+    page.m_truncated = truncated == "true";
+    if (encoding == "url")
     {
         DecodeEntries(page.m_contents.m_versions, page.m_contents.m_commonPrefixes);
         DecodeListingText(page.m_next.m_marker);
-    }
-    if (page.m_truncated && page.m_next.m_marker.empty())
-    {
-        ThrowBadAnswer("a page that is not the last, without a marker");
     }
     return page;
 }
 
 std::optional<SPagePosition> NextPosition(SObjectPage const& page)
 {
-    if (!page.m_truncated)
+    SPagePosition next{page.m_nextToken, page.m_nextMarker, ""};
+    if (std::string const* const last = LastEntry(page.m_contents); next.IsStart() && page.m_olderForm && last != nullptr)
     {
-        return std::nullopt;
+        next.m_marker = *last;
     }
-    SPagePosition next;
-    next.m_token = page.m_nextToken;
-    next.m_marker = page.m_nextMarker;
-    if (next.IsStart() && page.m_olderForm)
-    {
-        std::string const* const last = LastEntry(page.m_contents);
-        next.m_marker = last != nullptr ? *last : "";
-    }
-    if (next.IsStart())
-    {
-        ThrowBadAnswer("a page that is not the last, without a marker");
-    }
-    return next;
+    return FollowedBy(page.m_truncated, std::move(next));
+}
+
+std::optional<SPagePosition> NextPosition(SVersionPage const& page)
+{
+    return FollowedBy(page.m_truncated, page.m_next);
 }
 
 } // namespace bucketry::s3wire::wire

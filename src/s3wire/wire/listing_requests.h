@@ -58,8 +58,9 @@ SObjectPage ReadListObjects(transport::SHttpResponse const& answer);
 SWireRequest MakeListObjectVersions(SListing const& listing, SPagePosition const& position);
 SVersionPage ReadListObjectVersions(transport::SHttpResponse const& answer);
 
-/// Where the page that follows a page of objects begins; none if it was the last. Throws web::http::http_exception if the page says
+/// Where the page that follows begins; none if this was the last. Throws web::http::http_exception if the page says
 /// that more follows, but not where.
 std::optional<SPagePosition> NextPosition(SObjectPage const& page);
+std::optional<SPagePosition> NextPosition(SVersionPage const& page);
 
 } // namespace bucketry::s3wire::wire

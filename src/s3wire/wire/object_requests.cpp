@@ -4,7 +4,6 @@
 #include "bucketry/base/http.h"
 #include "s3wire/arn.h"
 #include "s3wire/wire/encoding.h"
-#include "s3wire/wire/xml_reader.h"
 #include "s3wire/wire/xml_writer.h"
 
 #include <algorithm>
@@ -19,13 +18,7 @@ using transport::EHttpMethod;
 using transport::SHttpResponse;
 
 constexpr std::size_t g_maxKeyBytes = 1024;
-constexpr std::size_t g_maxBucketBytes = 255;
 constexpr std::string_view g_metadataPrefix = "x-amz-meta-";
-
-bool IsBucketByte(char c)
-{
-    return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '.' || c == '_' || c == '-' || c == ':';
-}
 
 char const* ModeWord(s3::EObjectLockMode mode)
 {
@@ -37,13 +30,13 @@ s3::EObjectLockMode ModeOf(std::string_view word)
     return word == "COMPLIANCE" ? s3::EObjectLockMode::Compliance : s3::EObjectLockMode::Governance;
 }
 
-void AddHeader(SWireRequest& request, std::string name, std::string value)
+void AddHeader(SWireRequest& request, std::string_view name, std::string_view value)
 {
     if (!IsHeaderName(name) || !IsHeaderValue(value))
     {
         throw exc::CRuntimeExc("Not a valid header for %1: [%2]", request.m_operation, name);
     }
-    request.m_headers.Set(std::move(name), std::move(value));
+    request.m_headers.Set(name, value);
 }
 
 void AddStorageClass(SWireRequest& request, s3::CObjectStorageClass const& storageClass)
@@ -113,9 +106,9 @@ std::uint64_t ObjectSizeOf(SHttpResponse const& answer)
 std::map<std::string, std::string> MetadataOf(SHttpResponse const& answer)
 {
     std::map<std::string, std::string> metadata;
-    for (auto const& [name, value] : answer.m_headers)
+    for (auto const [name, value] : answer.m_headers)
     {
-        std::string lower = name;
+        std::string lower(name);
         std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
         if (lower.starts_with(g_metadataPrefix))
         {
@@ -152,9 +145,9 @@ void CheckBucket(std::string const& bucket)
     {
         arn.CheckIsValidS3ArnExc();
     }
-    else if (bucket.empty() || bucket.size() > g_maxBucketBytes || !std::all_of(bucket.begin(), bucket.end(), IsBucketByte))
+    else if (bucket.empty())
     {
-        throw exc::CRuntimeExc("Invalid bucket name [%1]", bucket);
+        throw exc::CRuntimeExc("The bucket name is empty");
     }
 }
 
@@ -230,12 +223,20 @@ void SetBlockBody(SWireRequest& request, std::shared_ptr<io::block::CPooledBuf c
 
 std::string HeaderOf(SHttpResponse const& answer, std::string_view name)
 {
-    return std::string(answer.m_headers.Find(name).value_or(std::string_view()));
+    return std::string(answer.m_headers.Get(name));
 }
 
 void ThrowBadAnswer(std::string const& what)
 {
     throw web::http::http_exception("The store's answer cannot be used: " + what);
+}
+
+void ExpectRoot(CXmlReader const& reader, std::string_view name)
+{
+    if (reader.Name() != name)
+    {
+        ThrowBadAnswer("[" + std::string(reader.Name()) + "] instead of " + std::string(name));
+    }
 }
 
 SWireRequest MakePutObject(SObjectRef const& object, SNewObject const& properties,
@@ -262,6 +263,7 @@ SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, st
         {
             throw exc::CRuntimeExc("The range of %1 bytes from %2 does not exist", range.m_length, range.m_offset);
         }
+        request.m_expectedSize = range.m_length;
         std::string const last = range.m_length == 0 ? "" : std::to_string(range.m_offset + range.m_length - 1);
         request.m_headers.Set("Range", "bytes=" + std::to_string(range.m_offset) + "-" + last);
     }
@@ -320,17 +322,8 @@ s3::SCopyObjectResult ReadCopyObject(SHttpResponse const& answer)
 {
     s3::SCopyObjectResult result{HeaderOf(answer, "x-amz-version-id"), ""};
     CXmlReader reader(answer.m_text);
-    if (reader.Name() != "CopyObjectResult")
-    {
-        ThrowBadAnswer("no CopyObjectResult");
-    }
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "ETag")
-        {
-            result.m_eTag = reader.Text();
-        }
-    });
+    ExpectRoot(reader, "CopyObjectResult");
+    reader.ReadFields({{"ETag", &result.m_eTag}});
     reader.Finish();
     return result;
 }
@@ -362,22 +355,13 @@ SWireRequest MakeGetObjectRetention(SObjectRef const& object)
 
 s3::SObjectLockConfig ReadGetObjectRetention(SHttpResponse const& answer)
 {
-    s3::SObjectLockConfig lock;
+    std::string mode;
+    std::string retainUntil;
     CXmlReader reader(answer.m_text);
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "Mode")
-        {
-            lock.m_enabled = true;
-            lock.m_mode = ModeOf(reader.Text());
-        }
-        else if (name == "RetainUntilDate")
-        {
-            lock.m_retainUntil = reader.Text();
-        }
-    });
+    ExpectRoot(reader, "Retention");
+    reader.ReadFields({{"Mode", &mode}, {"RetainUntilDate", &retainUntil}});
     reader.Finish();
-    return lock;
+    return s3::SObjectLockConfig(!mode.empty(), ModeOf(mode), retainUntil, false);
 }
 
 SWireRequest MakePutObjectLegalHold(SObjectRef const& object, bool hold)

@@ -2,6 +2,7 @@
 
 #include "bucketry/s3wire/records.h"
 #include "s3wire/wire/request.h"
+#include "s3wire/wire/xml_reader.h"
 
 #include <cstdint>
 #include <map>
@@ -40,7 +41,7 @@ struct SByteRange
     bool IsWhole() const { return m_offset == 0 && m_length == 0; }
 };
 
-/// Throw exc::CRuntimeExc for a bucket that no store has, an ARN that cannot be served, an empty key, one over 1024 bytes.
+/// Throw exc::CRuntimeExc for an empty bucket name, an ARN that cannot be served, an empty key, one over 1024 bytes.
 void CheckBucket(std::string const& bucket);
 void CheckKey(std::string const& key);
 
@@ -60,6 +61,8 @@ void SetBlockBody(SWireRequest& request, std::shared_ptr<io::block::CPooledBuf c
 std::string HeaderOf(transport::SHttpResponse const& answer, std::string_view name);
 /// Throws web::http::http_exception: the answer cannot be used.
 [[noreturn]] void ThrowBadAnswer(std::string const& what);
+/// Does so unless the reader stands on a root of that name.
+void ExpectRoot(CXmlReader const& reader, std::string_view name);
 
 SWireRequest MakePutObject(SObjectRef const& object, SNewObject const& properties,
                            std::shared_ptr<io::block::CPooledBuf const> const& content);

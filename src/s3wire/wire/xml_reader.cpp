@@ -86,6 +86,20 @@ std::string CXmlReader::Text()
     return text;
 }
 
+void CXmlReader::ReadInto(std::initializer_list<SXmlField> fields)
+{
+    auto const field = std::find_if(fields.begin(), fields.end(), [&](SXmlField const& f) { return f.m_name == Name(); });
+    if (field != fields.end())
+    {
+        *field->m_target = Text();
+    }
+}
+
+void CXmlReader::ReadFields(std::initializer_list<SXmlField> fields)
+{
+    ForEachChild([&](std::string_view) { ReadInto(fields); });
+}
+
 void CXmlReader::Finish()
 {
     if (!m_open.empty() || NextTag(nullptr))

@@ -1,12 +1,20 @@
 #pragma once
 
 #include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace bucketry::s3wire::wire
 {
+
+/// Where the text of a child element goes.
+struct SXmlField
+{
+    std::string_view m_name;
+    std::string* m_target;
+};
 
 /// Reads an XML document (XML 1.0, without DTD) front to back, in one pass and without a tree: listings are long. Names are
 /// local names. What is malformed, cut off or followed by more throws web::http::http_exception that says where.
@@ -35,6 +43,11 @@ public:
 
     /// The character data of the element, which is left. White space counts.
     std::string Text();
+
+    /// Takes the text of the element if it is one of the fields; else the element stays unread.
+    void ReadInto(std::initializer_list<SXmlField> fields);
+    /// The same with each child of the element, which is left.
+    void ReadFields(std::initializer_list<SXmlField> fields);
 
     /// To be called once the root has been left: nothing may follow.
     void Finish();
