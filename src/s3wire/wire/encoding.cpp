@@ -21,6 +21,26 @@ bool IsOneOf(char c, std::string_view set)
     return set.find(c) != std::string_view::npos;
 }
 
+std::string PercentEncode(std::string_view text, std::string_view unreserved)
+{
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string encoded;
+    encoded.reserve(text.size() + 16);
+    for (char const c : text)
+    {
+        if (IsAlphaNumeric(c) || IsOneOf(c, unreserved))
+        {
+            encoded.push_back(c);
+            continue;
+        }
+        auto const byte = static_cast<unsigned char>(c);
+        encoded.push_back('%');
+        encoded.push_back(digits[byte >> 4]);
+        encoded.push_back(digits[byte & 15]);
+    }
+    return encoded;
+}
+
 std::optional<char> HexByteAt(std::string_view text, std::size_t position)
 {
     unsigned value = 0;
@@ -45,15 +65,6 @@ std::string DecodeEscapes(std::string_view text, char escape, char space)
         i += byte ? 2 : 0;
     }
     return decoded;
-}
-
-std::string EncodeBase64(std::string_view bytes)
-{
-    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0'); // EVP_EncodeBlock ends with a zero
-    int const length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                                       reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<int>(bytes.size()));
-    text.resize(static_cast<std::size_t>(length));
-    return text;
 }
 
 std::optional<std::string> DecodeBase64(std::string_view text)
@@ -106,22 +117,12 @@ std::optional<std::string> TakeEncodedWord(std::string_view& text)
 
 std::string EncodePath(std::string_view text)
 {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string encoded;
-    encoded.reserve(text.size() + 16);
-    for (char const c : text)
-    {
-        if (IsAlphaNumeric(c) || IsOneOf(c, "-._~/"))
-        {
-            encoded.push_back(c);
-            continue;
-        }
-        auto const byte = static_cast<unsigned char>(c);
-        encoded.push_back('%');
-        encoded.push_back(digits[byte >> 4]);
-        encoded.push_back(digits[byte & 15]);
-    }
-    return encoded;
+    return PercentEncode(text, "-._~/");
+}
+
+std::string EncodeQuery(std::string_view text)
+{
+    return PercentEncode(text, "-._~");
 }
 
 void DecodeListingText(std::string& text)
@@ -130,6 +131,15 @@ void DecodeListingText(std::string& text)
     {
         text = DecodeEscapes(text, '%', '+');
     }
+}
+
+std::string EncodeBase64(std::string_view bytes)
+{
+    std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0'); // EVP_EncodeBlock ends with a zero
+    int const length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                                       reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<int>(bytes.size()));
+    text.resize(static_cast<std::size_t>(length));
+    return text;
 }
 
 std::string EncodeMetadataValue(std::string_view value)

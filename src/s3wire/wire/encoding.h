@@ -10,10 +10,15 @@ namespace bucketry::s3wire::wire
 
 /// Percent-encodes every byte but the unreserved ones (RFC 3986) and "/".
 std::string EncodePath(std::string_view text);
+/// The same, "/" too: names and values of a query.
+std::string EncodeQuery(std::string_view text);
 
 /// Undoes the encoding of a listing with encoding-type=url, which is that of a form: %XX, and "+" for a space. What is no
 /// such sequence stays.
 void DecodeListingText(std::string& text);
+
+/// Base64 (RFC 4648) with padding, on one line.
+std::string EncodeBase64(std::string_view bytes);
 
 /// A metadata value as a header can carry it: printable US-ASCII stays, anything else becomes a base64 encoded-word (RFC 2047).
 std::string EncodeMetadataValue(std::string_view value);

@@ -90,12 +90,12 @@ std::string QuotedAfter(std::string_view text, std::string_view begin)
     return std::string(rest.substr(0, rest.find('"')));
 }
 
-/// Size of the whole object: behind the "/" of Content-Range, or Content-Length.
-std::uint64_t ObjectSizeOf(SHttpResponse const& answer)
+/// Size of the whole object: behind the "/" of Content-Range, or Content-Length, or what came.
+std::uint64_t ObjectSizeOf(SHttpResponse const& answer, std::optional<std::uint64_t> received)
 {
     std::string const range = HeaderOf(answer, "Content-Range");
     std::string const text = range.empty() ? HeaderOf(answer, "Content-Length") : range.substr(range.find('/') + 1);
-    std::optional<std::uint64_t> const size = ParseNumber(text);
+    std::optional<std::uint64_t> const size = text.empty() ? received : ParseNumber(text);
     if (!size)
     {
         ThrowBadAnswer("no size of the object");
@@ -283,14 +283,14 @@ SWireRequest MakeHeadObject(SObjectRef const& object)
     return ObjectRequest("HeadObject", EHttpMethod::Head, object);
 }
 
-s3::SObjectData ReadObjectData(SHttpResponse const& answer)
+s3::SObjectData ReadObjectData(SHttpResponse const& answer, std::optional<std::uint64_t> received)
 {
     std::string const restore = HeaderOf(answer, "x-amz-restore");
     s3::SObjectData data;
     data.m_contentType = HeaderOf(answer, "Content-Type");
     data.m_eTag = HeaderOf(answer, "ETag");
     data.m_missingMetadata = ParseNumber(HeaderOf(answer, "x-amz-missing-meta")).value_or(0);
-    data.m_contentLength = ObjectSizeOf(answer);
+    data.m_contentLength = ObjectSizeOf(answer, received);
     data.m_restoreInProgress = QuotedAfter(restore, "ongoing-request=\"") == "true";
     data.m_restoreExpiryDate = QuotedAfter(restore, "expiry-date=\"");
     data.m_lastModified = HeaderOf(answer, "Last-Modified");

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 /// The operations on one object. Each has a builder, and a reader if its answer says anything: pure functions, without
@@ -71,8 +72,8 @@ s3::SPutObjectResult ReadPutObject(transport::SHttpResponse const& answer);
 /// `eTag` unless empty: only if the object still has it. `wantsChecksum` asks the store for the checksum it keeps.
 SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, std::string const& eTag, bool wantsChecksum);
 SWireRequest MakeHeadObject(SObjectRef const& object);
-/// Both answers: everything but the content.
-s3::SObjectData ReadObjectData(transport::SHttpResponse const& answer);
+/// Both answers: everything but the content. `received`: bytes of the content, for an answer that doesn't announce its length.
+s3::SObjectData ReadObjectData(transport::SHttpResponse const& answer, std::optional<std::uint64_t> received);
 
 SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target, s3::CObjectStorageClass const& storageClass,
                             s3::SObjectLockConfig const& lock, std::string const& metadataDirective);
