@@ -306,18 +306,18 @@ web::Task<void> CS3WireClient::CompatibleDeleteObjectsAllVersions(std::string co
 
 web::Task<SCreateJobResult> CS3WireClient::CreateBatchJob(SCreateJobRequest const& request) const
 {
-    return web::Task<SCreateJobResult>([operations = m_operations, body = wire::MakeCreateJob({}, request)]() mutable
+    return web::Task<SCreateJobResult>([operations = m_operations, body = wire::MakeCreateJob(request)]() mutable
     {
-        wire::Address(body, operations->GetControlAddress());
+        wire::AddControlAddress(body, operations->GetControlAddress());
         return operations->Exchange(body, wire::ReadCreateJob);
     });
 }
 
 web::Task<SDescribeJobResult> CS3WireClient::DescribeJob(std::string const& jobId) const
 {
-    return web::Task<SDescribeJobResult>([operations = m_operations, request = wire::MakeDescribeJob({}, jobId)]() mutable
+    return web::Task<SDescribeJobResult>([operations = m_operations, request = wire::MakeDescribeJob(jobId)]() mutable
     {
-        wire::Address(request, operations->GetControlAddress());
+        wire::AddControlAddress(request, operations->GetControlAddress());
         return operations->Exchange(request, wire::ReadDescribeJob);
     });
 }

@@ -14,15 +14,13 @@ using s3::SCreateJobRequest;
 using transport::EHttpMethod;
 using transport::SHttpResponse;
 
-SWireRequest ControlRequest(char const* operation, EHttpMethod method, SControlAddress const& address, std::string const& path)
+SWireRequest ControlRequest(char const* operation, EHttpMethod method, std::string const& path)
 {
     SWireRequest request;
     request.m_operation = operation;
     request.m_method = method;
     request.m_service = EService::S3Control;
     request.m_key = path;
-    request.m_endpoint = address.m_endpoint;
-    request.m_headers.Set("x-amz-account-id", address.m_accountId);
     request.m_idempotent = true; // the client request token makes it so for CreateJob
     request.m_errorInside200 = true;
     return request;
@@ -148,9 +146,15 @@ s3::SBucketRegion ReadGetBucketLocation(SHttpResponse const& answer)
     return {region.empty() ? "us-east-1" : region == "EU" ? "eu-west-1" : region};
 }
 
-SWireRequest MakeCreateJob(SControlAddress const& address, SCreateJobRequest const& job)
+void AddControlAddress(SWireRequest& request, SControlAddress const& address)
 {
-    SWireRequest request = ControlRequest("CreateJob", EHttpMethod::Post, address, "v20180820/jobs");
+    request.m_endpoint = address.m_endpoint;
+    request.m_headers.Set("x-amz-account-id", address.m_accountId);
+}
+
+SWireRequest MakeCreateJob(SCreateJobRequest const& job)
+{
+    SWireRequest request = ControlRequest("CreateJob", EHttpMethod::Post, "v20180820/jobs");
     SetXmlBody(request, XmlDocument("CreateJobRequest", g_s3ControlNamespace, [&](std::string& xml) { AppendJob(xml, job); }));
     request.m_contentMd5 = false;
     return request;
@@ -170,13 +174,13 @@ s3::SCreateJobResult ReadCreateJob(SHttpResponse const& answer)
     return result;
 }
 
-SWireRequest MakeDescribeJob(SControlAddress const& address, std::string const& jobId)
+SWireRequest MakeDescribeJob(std::string const& jobId)
 {
     if (jobId.empty())
     {
         throw exc::CRuntimeExc("The id of the batch job is empty");
     }
-    return ControlRequest("DescribeJob", EHttpMethod::Get, address, "v20180820/jobs/" + jobId);
+    return ControlRequest("DescribeJob", EHttpMethod::Get, "v20180820/jobs/" + jobId);
 }
 
 s3::SDescribeJobResult ReadDescribeJob(SHttpResponse const& answer)

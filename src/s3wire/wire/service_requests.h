@@ -22,10 +22,13 @@ struct SControlAddress
     std::string m_accountId;
 };
 
-SWireRequest MakeCreateJob(SControlAddress const& address, s3::SCreateJobRequest const& job);
+/// Requests for batch jobs are built first and addressed then: the account may have to be asked for.
+void AddControlAddress(SWireRequest& request, SControlAddress const& address);
+
+SWireRequest MakeCreateJob(s3::SCreateJobRequest const& job);
 s3::SCreateJobResult ReadCreateJob(transport::SHttpResponse const& answer);
 
-SWireRequest MakeDescribeJob(SControlAddress const& address, std::string const& jobId);
+SWireRequest MakeDescribeJob(std::string const& jobId);
 s3::SDescribeJobResult ReadDescribeJob(transport::SHttpResponse const& answer);
 
 SWireRequest MakeGetCallerIdentity();
