@@ -15,8 +15,10 @@ namespace
 /// Letters, digits and hyphens: what may become part of a host name.
 bool IsHostLabel(std::string_view text)
 {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c)
-    { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-'; });
+    return !text.empty() &&
+        std::all_of(text.begin(), text.end(),
+                    [](char c)
+                    { return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '-'; });
 }
 
 std::vector<std::string> SplitResource(std::string const& resource)

@@ -17,7 +17,8 @@ namespace
 constexpr std::size_t g_parallelDeletes = 8;
 
 /// Calls `body(index)` for each index below `count`, on this thread and a few others; the first exception ends it.
-template <class TBody> void ForEachInParallel(std::size_t count, std::size_t threads, TBody const& body)
+template <class TBody>
+void ForEachInParallel(std::size_t count, std::size_t threads, TBody const& body)
 {
     std::atomic<std::size_t> next{0};
     auto const work = [&]
@@ -51,13 +52,18 @@ template <class TBody> void ForEachInParallel(std::size_t count, std::size_t thr
 
 CBulkDelete::CBulkDelete(COperations const& operations, EDeleteStyle style, std::string bucket,
                          std::shared_ptr<progress::progress_base_t> progress, std::size_t total)
-    : m_operations(operations), m_style(style), m_bucket(std::move(bucket)), m_progress(std::move(progress)), m_total(total)
+    : m_operations(operations),
+      m_style(style),
+      m_bucket(std::move(bucket)),
+      m_progress(std::move(progress)),
+      m_total(total)
 {
 }
 
 void CBulkDelete::Delete(std::vector<wire::delete_item_t> items)
 {
-    auto const fits = [this](wire::delete_item_t const& item) { return m_style == EDeleteStyle::Batch && wire::FitsDeleteBody(item); };
+    auto const fits = [this](wire::delete_item_t const& item)
+    { return m_style == EDeleteStyle::Batch && wire::FitsDeleteBody(item); };
     auto const firstSingle = std::stable_partition(items.begin(), items.end(), fits);
     auto const inChunks = [](std::span<wire::delete_item_t const> rest, auto const& remove)
     {
@@ -133,7 +139,8 @@ void CBulkDelete::Finish() const
 {
     if (m_refused != 0)
     {
-        throw CS3WireException(util::str_format("%1 objects of [%2] were not deleted, the first of them %3", m_refused, m_bucket, m_firstText),
+        throw CS3WireException(util::str_format("%1 objects of [%2] were not deleted, the first of them %3", m_refused,
+                                                m_bucket, m_firstText),
                                static_cast<std::uint16_t>(m_firstStatus), m_firstCode);
     }
 }
@@ -153,8 +160,9 @@ void DeleteSingleObject(COperations const& operations, wire::SObjectRef const& o
     }
 }
 
-void DeletePrefix(COperations const& operations, EDeleteStyle style, std::string const& bucket, std::string const& prefix,
-                  bool allVersions, std::shared_ptr<progress::progress_base_t> const& progress)
+void DeletePrefix(COperations const& operations, EDeleteStyle style, std::string const& bucket,
+                  std::string const& prefix, bool allVersions,
+                  std::shared_ptr<progress::progress_base_t> const& progress)
 {
     CBulkDelete bulk(operations, style, bucket, progress, 0);
     wire::SListing listing;
@@ -170,19 +178,26 @@ void DeletePrefix(COperations const& operations, EDeleteStyle style, std::string
     };
     if (allVersions)
     {
-        ForEachVersionPage(operations, listing, {}, [&](s3::SBucketObjectVersions&& page)
-        {
-            remove(page.m_versions, [](s3::SObjectVersionEntry& entry)
-            { return wire::delete_item_t{std::move(entry.m_key), std::move(entry.m_versionId)}; });
-        });
+        ForEachVersionPage(operations, listing, {},
+                           [&](s3::SBucketObjectVersions&& page)
+                           {
+                               remove(
+                                   page.m_versions,
+                                   [](s3::SObjectVersionEntry& entry) {
+                                       return wire::delete_item_t{std::move(entry.m_key), std::move(entry.m_versionId)};
+                                   });
+                           });
     }
     else
     {
-        ForEachObjectPage(operations, listing, {}, style == EDeleteStyle::Single, [&](wire::SObjectPage&& page)
-        {
-            remove(page.m_contents.m_contents,
-                   [](s3::SObjectMetadata& entry) { return wire::delete_item_t{std::move(entry.m_key), ""}; });
-        });
+        ForEachObjectPage(operations, listing, {}, style == EDeleteStyle::Single,
+                          [&](wire::SObjectPage&& page)
+                          {
+                              remove(page.m_contents.m_contents,
+                                     [](s3::SObjectMetadata& entry) {
+                                         return wire::delete_item_t{std::move(entry.m_key), ""};
+                                     });
+                          });
     }
     bulk.Finish();
 }

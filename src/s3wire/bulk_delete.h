@@ -38,7 +38,8 @@ private:
     void DeleteSingles(std::span<wire::delete_item_t const> items);
     void DeleteOne(wire::delete_item_t const& item);
     void Advance(std::size_t count);
-    void Refuse(std::string const& key, std::string const& code, std::string const& message, unsigned status, std::size_t count);
+    void Refuse(std::string const& key, std::string const& code, std::string const& message, unsigned status,
+                std::size_t count);
 
     COperations const& m_operations;
     EDeleteStyle const m_style;
@@ -58,7 +59,8 @@ private:
 void DeleteSingleObject(COperations const& operations, wire::SObjectRef const& object);
 
 /// Delete what is under a prefix, page by page. `allVersions` with all versions and delete markers.
-void DeletePrefix(COperations const& operations, EDeleteStyle style, std::string const& bucket, std::string const& prefix,
-                  bool allVersions, std::shared_ptr<progress::progress_base_t> const& progress);
+void DeletePrefix(COperations const& operations, EDeleteStyle style, std::string const& bucket,
+                  std::string const& prefix, bool allVersions,
+                  std::shared_ptr<progress::progress_base_t> const& progress);
 
 } // namespace bucketry::s3wire

@@ -44,7 +44,8 @@ SObjectRef Object(std::string const& bucket, std::string const& key, std::string
     return {bucket, key, version};
 }
 
-wire::SListing Listing(std::string const& bucket, std::string const& prefix, std::string const& delimiter, unsigned long count)
+wire::SListing Listing(std::string const& bucket, std::string const& prefix, std::string const& delimiter,
+                       unsigned long count)
 {
     wire::CheckBucket(bucket);
     wire::SListing listing;
@@ -55,27 +56,31 @@ wire::SListing Listing(std::string const& bucket, std::string const& prefix, std
     return listing;
 }
 
-template <class TItems> void MoveTo(TItems& all, TItems& page)
+template <class TItems>
+void MoveTo(TItems& all, TItems& page)
 {
     std::move(page.begin(), page.end(), std::back_inserter(all));
 }
 
-web::Task<SBucket> ListWhole(std::shared_ptr<COperations> operations, wire::SListing listing, std::string const& marker, bool older)
+web::Task<SBucket> ListWhole(std::shared_ptr<COperations> operations, wire::SListing listing, std::string const& marker,
+                             bool older)
 {
-    return web::Task<SBucket>([operations = std::move(operations), listing = std::move(listing), marker, older]
-    {
-        std::optional<SBucket> all;
-        ForEachObjectPage(*operations, listing, {"", marker, ""}, older, [&](wire::SObjectPage&& page)
+    return web::Task<SBucket>(
+        [operations = std::move(operations), listing = std::move(listing), marker, older]
         {
-            if (!all)
-            {
-                all = std::move(page.m_header);
-            }
-            MoveTo(all->m_contents, page.m_contents.m_contents);
-            MoveTo(all->m_commonPrefixes, page.m_contents.m_commonPrefixes);
+            std::optional<SBucket> all;
+            ForEachObjectPage(*operations, listing, {"", marker, ""}, older,
+                              [&](wire::SObjectPage&& page)
+                              {
+                                  if (!all)
+                                  {
+                                      all = std::move(page.m_header);
+                                  }
+                                  MoveTo(all->m_contents, page.m_contents.m_contents);
+                                  MoveTo(all->m_commonPrefixes, page.m_contents.m_commonPrefixes);
+                              });
+            return std::move(*all);
         });
-        return std::move(*all);
-    });
 }
 
 web::Task<void> DeleteItems(std::shared_ptr<COperations> operations, EDeleteStyle style, std::string const& bucket,
@@ -85,20 +90,23 @@ web::Task<void> DeleteItems(std::shared_ptr<COperations> operations, EDeleteStyl
     {
         Object(bucket, item.m_key, item.m_versionId);
     }
-    return web::Task<void>([operations = std::move(operations), style, bucket, items = std::move(items), progress = std::move(progress)]
-    {
-        CBulkDelete bulk(*operations, style, bucket, progress, items.size());
-        bulk.Delete(items);
-        bulk.Finish();
-    });
+    return web::Task<void>(
+        [operations = std::move(operations), style, bucket, items = std::move(items), progress = std::move(progress)]
+        {
+            CBulkDelete bulk(*operations, style, bucket, progress, items.size());
+            bulk.Delete(items);
+            bulk.Finish();
+        });
 }
 
 web::Task<void> DeleteBelow(std::shared_ptr<COperations> operations, EDeleteStyle style, std::string const& bucket,
-                            std::string const& prefix, bool allVersions, std::shared_ptr<progress::progress_base_t> progress)
+                            std::string const& prefix, bool allVersions,
+                            std::shared_ptr<progress::progress_base_t> progress)
 {
     wire::CheckBucket(bucket);
-    return web::Task<void>([operations = std::move(operations), style, bucket, prefix, allVersions, progress = std::move(progress)]
-    { DeletePrefix(*operations, style, bucket, prefix, allVersions, progress); });
+    return web::Task<void>(
+        [operations = std::move(operations), style, bucket, prefix, allVersions, progress = std::move(progress)]
+        { DeletePrefix(*operations, style, bucket, prefix, allVersions, progress); });
 }
 
 SStoreTraits TraitsOf(std::string const& endpoint)
@@ -119,14 +127,16 @@ std::shared_ptr<COperations> Connect(SSenderSettings settings, std::string const
 CS3WireClient::CS3WireClient(std::string const& endpoint, std::string const& region, SProxyConfig const& proxy,
                              std::shared_ptr<IS3WireAuth> const& auth, certificates_t const& trustList,
                              std::shared_ptr<io::CNetworkTrottlingCtx> throttling, bool useVirtualHostedStyle)
-    : CS3WireClientBase(Connect({endpoint, region, proxy, auth, trustList, std::move(throttling), useVirtualHostedStyle}, endpoint))
+    : CS3WireClientBase(
+          Connect({endpoint, region, proxy, auth, trustList, std::move(throttling), useVirtualHostedStyle}, endpoint))
 {
 }
 
 CS3WireClient::CS3WireClient(CS3Arn const& arn, SProxyConfig const& proxy, std::shared_ptr<IS3WireAuth> const& auth,
                              certificates_t const& trustList, std::shared_ptr<io::CNetworkTrottlingCtx> throttling)
-    : CS3WireClientBase((arn.CheckIsValidS3ArnExc(), Connect({"", arn.m_region, proxy, auth, trustList, std::move(throttling), true},
-                                                             CS3EndpointCreator::CreateFromArnWithPrefix(arn))))
+    : CS3WireClientBase((arn.CheckIsValidS3ArnExc(),
+                         Connect({"", arn.m_region, proxy, auth, trustList, std::move(throttling), true},
+                                 CS3EndpointCreator::CreateFromArnWithPrefix(arn))))
 {
 }
 
@@ -141,69 +151,79 @@ web::Task<SObjectData> CS3WireClient::GetObject(std::string const& bucket, std::
                                                 std::shared_ptr<io::block::bufs_pool_t> pool, unsigned long offset,
                                                 unsigned long length, std::string const& version) const
 {
-    return web::Task<SObjectData>([operations = m_operations, object = Object(bucket, key, version), pool = std::move(pool),
-                                   range = wire::SByteRange{offset, length}]
-    { return operations->GetObject(object, pool, range); });
+    return web::Task<SObjectData>([operations = m_operations, object = Object(bucket, key, version),
+                                   pool = std::move(pool), range = wire::SByteRange{offset, length}]
+                                  { return operations->GetObject(object, pool, range); });
 }
 
 web::Task<SObjectData> CS3WireClient::GetObjectHead(std::string const& bucket, std::string const& key,
                                                     std::string const& version) const
 {
     return web::Task<SObjectData>([operations = m_operations, object = Object(bucket, key, version)]
-    { return operations->HeadObject(object); });
+                                  { return operations->HeadObject(object); });
 }
 
-web::Task<bool> CS3WireClient::IsObjectExist(std::string const& bucket, std::string const& key, std::string const& version) const
+web::Task<bool> CS3WireClient::IsObjectExist(std::string const& bucket, std::string const& key,
+                                             std::string const& version) const
 {
     return web::Task<bool>([operations = m_operations, object = Object(bucket, key, version)]
-    { return operations->IsObjectExist(object); });
+                           { return operations->IsObjectExist(object); });
 }
 
 web::Task<SPutObjectResult> CS3WireClient::PutObject(std::string const& bucket, std::string const& key,
-                                                     std::shared_ptr<io::block::CPooledBuf> content, metadata_t const& metadata,
-                                                     SObjectLockConfig const& lock, CObjectStorageClass const& storageClass,
-                                                     metadata_t const& headers, SPutObjectExtraAgruments const&) const
+                                                     std::shared_ptr<io::block::CPooledBuf> content,
+                                                     metadata_t const& metadata, SObjectLockConfig const& lock,
+                                                     CObjectStorageClass const& storageClass, metadata_t const& headers,
+                                                     SPutObjectExtraAgruments const&) const
 {
-    return web::Task<SPutObjectResult>([operations = m_operations, object = Object(bucket, key, ""), content = std::move(content),
-                                        properties = wire::SNewObject{metadata, headers, lock, storageClass}]
-    { return operations->PutObject(object, properties, content); });
+    return web::Task<SPutObjectResult>(
+        [operations = m_operations, object = Object(bucket, key, ""), content = std::move(content),
+         properties = wire::SNewObject{metadata, headers, lock, storageClass}]
+        { return operations->PutObject(object, properties, content); });
 }
 
 web::Task<SCopyObjectResult> CS3WireClient::CopyObject(std::string const& sourceBucket, std::string const& targetBucket,
                                                        std::string const& sourceKey, std::string const& targetKey,
-                                                       CObjectStorageClass const& storageClass, std::string const& sourceVersion,
-                                                       SObjectLockConfig const& lock, std::string const& metadataDirective) const
+                                                       CObjectStorageClass const& storageClass,
+                                                       std::string const& sourceVersion, SObjectLockConfig const& lock,
+                                                       std::string const& metadataDirective) const
 {
-    return web::Task<SCopyObjectResult>([operations = m_operations, source = Object(sourceBucket, sourceKey, sourceVersion),
-                                         target = Object(targetBucket, targetKey, ""), storageClass, lock, metadataDirective]
-    { return operations->CopyObject(source, target, storageClass, lock, metadataDirective); });
+    return web::Task<SCopyObjectResult>(
+        [operations = m_operations, source = Object(sourceBucket, sourceKey, sourceVersion),
+         target = Object(targetBucket, targetKey, ""), storageClass, lock, metadataDirective]
+        { return operations->CopyObject(source, target, storageClass, lock, metadataDirective); });
 }
 
-web::Task<void> CS3WireClient::DeleteObject(std::string const& bucket, std::string const& key, std::string const& version) const
+web::Task<void> CS3WireClient::DeleteObject(std::string const& bucket, std::string const& key,
+                                            std::string const& version) const
 {
     return web::Task<void>([operations = m_operations, object = Object(bucket, key, version)]
-    { operations->Exchange(wire::MakeDeleteObject(object)); });
+                           { operations->Exchange(wire::MakeDeleteObject(object)); });
 }
 
-web::Task<void> CS3WireClient::PutObjectRetention(std::string const& bucket, std::string const& key, EObjectLockMode mode,
-                                                  std::string const& retainUntil, std::string const& version) const
+web::Task<void> CS3WireClient::PutObjectRetention(std::string const& bucket, std::string const& key,
+                                                  EObjectLockMode mode, std::string const& retainUntil,
+                                                  std::string const& version) const
 {
     return web::Task<void>([operations = m_operations, object = Object(bucket, key, version), mode, retainUntil]
-    { operations->Exchange(wire::MakePutObjectRetention(object, mode, retainUntil)); });
+                           { operations->Exchange(wire::MakePutObjectRetention(object, mode, retainUntil)); });
 }
 
-web::Task<EPostObjectRestoreResponse> CS3WireClient::PostObjectRestore(std::string const& bucket, std::string const& key,
-                                                                       unsigned int days, EGlacierRetrievalTier tier,
+web::Task<EPostObjectRestoreResponse> CS3WireClient::PostObjectRestore(std::string const& bucket,
+                                                                       std::string const& key, unsigned int days,
+                                                                       EGlacierRetrievalTier tier,
                                                                        std::string const& version) const
 {
-    return web::Task<EPostObjectRestoreResponse>([operations = m_operations, object = Object(bucket, key, version), days, tier]
-    { return operations->Exchange(wire::MakeRestoreObject(object, days, tier), wire::ReadRestoreObject); });
+    return web::Task<EPostObjectRestoreResponse>(
+        [operations = m_operations, object = Object(bucket, key, version), days, tier]
+        { return operations->Exchange(wire::MakeRestoreObject(object, days, tier), wire::ReadRestoreObject); });
 }
 
 web::Task<SBucketRegion> CS3WireClient::GetBucketRegion(std::string const& bucket) const
 {
     wire::CheckBucket(bucket);
-    return web::Task<SBucketRegion>([operations = m_operations, bucket] { return operations->GetBucketRegion(bucket); });
+    return web::Task<SBucketRegion>([operations = m_operations, bucket]
+                                    { return operations->GetBucketRegion(bucket); });
 }
 
 std::string CS3WireClient::GetServerTimeUtc(std::string const& bucket) const
@@ -211,8 +231,9 @@ std::string CS3WireClient::GetServerTimeUtc(std::string const& bucket) const
     return m_operations->GetServerTimeUtc(bucket);
 }
 
-web::Task<SBucket> CS3WireClient::GetBucket(std::string const& bucket, std::string const& prefix, std::string const& delimiter,
-                                            std::string const& marker, unsigned long count) const
+web::Task<SBucket> CS3WireClient::GetBucket(std::string const& bucket, std::string const& prefix,
+                                            std::string const& delimiter, std::string const& marker,
+                                            unsigned long count) const
 {
     return ListWhole(m_operations, Listing(bucket, prefix, delimiter, count), marker, false);
 }
@@ -225,15 +246,16 @@ web::Task<SBucket> CS3WireClient::CompatibleGetBucket(std::string const& bucket,
 }
 
 web::Task<void> CS3WireClient::GetBucket(std::function<void(SBucketContents const&)> onPage, std::string const& bucket,
-                                         std::string const& prefix, std::string const& delimiter, std::string const& marker,
-                                         unsigned long count) const
+                                         std::string const& prefix, std::string const& delimiter,
+                                         std::string const& marker, unsigned long count) const
 {
-    return web::Task<void>([operations = m_operations, onPage = std::move(onPage), marker,
-                            listing = Listing(bucket, prefix, delimiter, count)]
-    {
-        ForEachObjectPage(*operations, listing, {"", marker, ""}, false,
-                          [&onPage](wire::SObjectPage&& page) { onPage(page.m_contents); });
-    });
+    return web::Task<void>(
+        [operations = m_operations, onPage = std::move(onPage), marker,
+         listing = Listing(bucket, prefix, delimiter, count)]
+        {
+            ForEachObjectPage(*operations, listing, {"", marker, ""}, false,
+                              [&onPage](wire::SObjectPage&& page) { onPage(page.m_contents); });
+        });
 }
 
 web::Task<void> CS3WireClient::GetBucketObjectVersions(std::function<void(SBucketObjectVersions const&)> onPage,
@@ -243,11 +265,11 @@ web::Task<void> CS3WireClient::GetBucketObjectVersions(std::function<void(SBucke
 {
     wire::SListing listing = Listing(bucket, prefix, delimiter, count);
     listing.m_google = m_operations->GetTraits().m_google;
-    return web::Task<void>([operations = m_operations, onPage = std::move(onPage), listing = std::move(listing),
-                            start = wire::SPagePosition{"", keyMarker, versionMarker}]
-    {
-        ForEachVersionPage(*operations, listing, start, [&onPage](SBucketObjectVersions&& page) { onPage(page); });
-    });
+    return web::Task<void>(
+        [operations = m_operations, onPage = std::move(onPage), listing = std::move(listing),
+         start = wire::SPagePosition{"", keyMarker, versionMarker}] {
+            ForEachVersionPage(*operations, listing, start, [&onPage](SBucketObjectVersions&& page) { onPage(page); });
+        });
 }
 
 web::Task<void> CS3WireClient::DeleteObjects(std::string const& bucket, SMultiObjectDeleteRequest const& request,
@@ -256,7 +278,8 @@ web::Task<void> CS3WireClient::DeleteObjects(std::string const& bucket, SMultiOb
     return DeleteItems(m_operations, EDeleteStyle::Batch, bucket, request.m_objects, std::move(progress));
 }
 
-web::Task<void> CS3WireClient::DeleteObjects(std::string const& bucket, std::string const& prefix, progress_t progress) const
+web::Task<void> CS3WireClient::DeleteObjects(std::string const& bucket, std::string const& prefix,
+                                             progress_t progress) const
 {
     return DeleteBelow(m_operations, EDeleteStyle::Batch, bucket, prefix, false, std::move(progress));
 }
@@ -271,7 +294,7 @@ web::Task<void> CS3WireClient::CompatibleDeleteObject(std::string const& bucket,
                                                       std::string const& version) const
 {
     return web::Task<void>([operations = m_operations, object = Object(bucket, key, version)]
-    { DeleteSingleObject(*operations, object); });
+                           { DeleteSingleObject(*operations, object); });
 }
 
 web::Task<void> CS3WireClient::CompatibleDeleteObjects(std::string const& bucket, std::vector<std::string> const& keys,
@@ -286,7 +309,8 @@ web::Task<void> CS3WireClient::CompatibleDeleteObjects(std::string const& bucket
     return DeleteItems(m_operations, EDeleteStyle::Single, bucket, std::move(items), std::move(progress));
 }
 
-web::Task<void> CS3WireClient::CompatibleDeleteObjects(std::string const& bucket, SMultiObjectDeleteRequest const& request,
+web::Task<void> CS3WireClient::CompatibleDeleteObjects(std::string const& bucket,
+                                                       SMultiObjectDeleteRequest const& request,
                                                        progress_t progress) const
 {
     return DeleteItems(m_operations, EDeleteStyle::Single, bucket, request.m_objects, std::move(progress));
@@ -306,20 +330,22 @@ web::Task<void> CS3WireClient::CompatibleDeleteObjectsAllVersions(std::string co
 
 web::Task<SCreateJobResult> CS3WireClient::CreateBatchJob(SCreateJobRequest const& request) const
 {
-    return web::Task<SCreateJobResult>([operations = m_operations, body = wire::MakeCreateJob(request)]() mutable
-    {
-        wire::AddControlAddress(body, operations->GetControlAddress());
-        return operations->Exchange(body, wire::ReadCreateJob);
-    });
+    return web::Task<SCreateJobResult>(
+        [operations = m_operations, body = wire::MakeCreateJob(request)]() mutable
+        {
+            wire::AddControlAddress(body, operations->GetControlAddress());
+            return operations->Exchange(body, wire::ReadCreateJob);
+        });
 }
 
 web::Task<SDescribeJobResult> CS3WireClient::DescribeJob(std::string const& jobId) const
 {
-    return web::Task<SDescribeJobResult>([operations = m_operations, request = wire::MakeDescribeJob(jobId)]() mutable
-    {
-        wire::AddControlAddress(request, operations->GetControlAddress());
-        return operations->Exchange(request, wire::ReadDescribeJob);
-    });
+    return web::Task<SDescribeJobResult>(
+        [operations = m_operations, request = wire::MakeDescribeJob(jobId)]() mutable
+        {
+            wire::AddControlAddress(request, operations->GetControlAddress());
+            return operations->Exchange(request, wire::ReadDescribeJob);
+        });
 }
 
 } // namespace bucketry::s3wire::s3

@@ -47,7 +47,8 @@ private:
 
 /// Throws web::http::http_exception unless the answer holds the bytes that were asked for: from `offset`, up to `length`
 /// of them (0: to the end). A store that ignores ranges answers 200 with the whole object.
-void CheckRange(transport::SHttpResponse const& answer, std::uint64_t offset, std::uint64_t length, std::uint64_t received);
+void CheckRange(transport::SHttpResponse const& answer, std::uint64_t offset, std::uint64_t length,
+                std::uint64_t received);
 
 /// Throws web::http::http_exception if the answer names a checksum of the whole object and the content has another one.
 /// CRC-32, SHA-1 and SHA-256 are known; nothing is hashed for an answer without them.

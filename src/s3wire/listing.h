@@ -28,8 +28,8 @@ private:
 ///
 /// `older` asks for version 1 from the start. A store that answers version 2 in the form of version 1 is followed by its
 /// markers.
-void ForEachObjectPage(COperations const& operations, wire::SListing const& listing, wire::SPagePosition const& start, bool older,
-                       std::function<void(wire::SObjectPage&&)> const& onPage);
+void ForEachObjectPage(COperations const& operations, wire::SListing const& listing, wire::SPagePosition const& start,
+                       bool older, std::function<void(wire::SObjectPage&&)> const& onPage);
 void ForEachVersionPage(COperations const& operations, wire::SListing const& listing, wire::SPagePosition const& start,
                         std::function<void(s3::SBucketObjectVersions&&)> const& onPage);
 

@@ -36,7 +36,7 @@ bool IsLocked(COperations& operations, SObjectRef const& object, SObjectLockConf
             return false;
         }
         return !wanted.m_enabled || (head.m_objectLock && Covers(*head.m_objectLock, wanted)) ||
-               Covers(operations.Exchange(wire::MakeGetObjectRetention(object), wire::ReadGetObjectRetention), wanted);
+            Covers(operations.Exchange(wire::MakeGetObjectRetention(object), wire::ReadGetObjectRetention), wanted);
     }
     catch (CS3WireException const& error)
     {
@@ -67,7 +67,8 @@ void SetLock(COperations& operations, SObjectRef const& object, SObjectLockConfi
 
 } // namespace
 
-void CLockAssurance::Ensure(COperations& operations, ELockRoute route, SObjectRef const& object, SObjectLockConfig const& lock)
+void CLockAssurance::Ensure(COperations& operations, ELockRoute route, SObjectRef const& object,
+                            SObjectLockConfig const& lock)
 {
     if (!lock.m_enabled && !lock.m_legalHold)
     {
@@ -83,7 +84,8 @@ void CLockAssurance::Ensure(COperations& operations, ELockRoute route, SObjectRe
         SetLock(operations, object, lock);
         if (headers == EHeaders::Unknown && !IsLocked(operations, object, lock))
         {
-            throw CS3WireException(util::str_format("The store does not keep the lock of [%1]", object.m_key), 501, "NotImplemented");
+            throw CS3WireException(util::str_format("The store does not keep the lock of [%1]", object.m_key), 501,
+                                   "NotImplemented");
         }
         Remember(route, object.m_bucket, EHeaders::Ignored);
     }

@@ -28,7 +28,8 @@ class CLockAssurance
 {
 public:
     /// Throws CS3WireException if the store neither took the lock nor takes it now. The object stays.
-    void Ensure(COperations& operations, ELockRoute route, wire::SObjectRef const& object, s3::SObjectLockConfig const& lock);
+    void Ensure(COperations& operations, ELockRoute route, wire::SObjectRef const& object,
+                s3::SObjectLockConfig const& lock);
 
 private:
     enum class EHeaders

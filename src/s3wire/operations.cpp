@@ -31,15 +31,16 @@ s3::SObjectData COperations::GetObject(SObjectRef const& object, std::shared_ptr
     CBlockSink sink(std::move(pool));
     wire::SWireRequest request = wire::MakeGetObject(object, range, "", m_traits.m_givesChecksums && range.IsWhole());
     request.m_sink = &sink;
-    return Exchange(request, [&](SHttpResponse const& answer)
-    {
-        std::shared_ptr<io::block::CPooledBuf> content = sink.Take();
-        CheckRange(answer, range.m_offset, range.m_length, content->GetCount());
-        CheckContent(answer, *content);
-        s3::SObjectData data = wire::ReadObjectData(answer, content->GetCount());
-        data.m_content = std::move(content);
-        return data;
-    });
+    return Exchange(request,
+                    [&](SHttpResponse const& answer)
+                    {
+                        std::shared_ptr<io::block::CPooledBuf> content = sink.Take();
+                        CheckRange(answer, range.m_offset, range.m_length, content->GetCount());
+                        CheckContent(answer, *content);
+                        s3::SObjectData data = wire::ReadObjectData(answer, content->GetCount());
+                        data.m_content = std::move(content);
+                        return data;
+                    });
 }
 
 std::size_t COperations::ReadObject(SObjectRef const& object, wire::SByteRange const& range, unsigned char* data,
@@ -48,17 +49,19 @@ std::size_t COperations::ReadObject(SObjectRef const& object, wire::SByteRange c
     CMemorySink sink(data, range.m_length);
     wire::SWireRequest request = wire::MakeGetObject(object, range, eTag, false);
     request.m_sink = &sink;
-    return Exchange(request, [&](SHttpResponse const& answer)
-    {
-        CheckRange(answer, range.m_offset, range.m_length, sink.GetSize());
-        eTag = wire::HeaderOf(answer, "ETag");
-        return sink.GetSize();
-    });
+    return Exchange(request,
+                    [&](SHttpResponse const& answer)
+                    {
+                        CheckRange(answer, range.m_offset, range.m_length, sink.GetSize());
+                        eTag = wire::HeaderOf(answer, "ETag");
+                        return sink.GetSize();
+                    });
 }
 
 s3::SObjectData COperations::HeadObject(SObjectRef const& object) const
 {
-    return Exchange(wire::MakeHeadObject(object), [](SHttpResponse const& answer) { return wire::ReadObjectData(answer, std::nullopt); });
+    return Exchange(wire::MakeHeadObject(object),
+                    [](SHttpResponse const& answer) { return wire::ReadObjectData(answer, std::nullopt); });
 }
 
 bool COperations::IsObjectExist(SObjectRef const& object) const
@@ -87,8 +90,8 @@ s3::SPutObjectResult COperations::PutObject(SObjectRef const& object, wire::SNew
 }
 
 s3::SCopyObjectResult COperations::CopyObject(SObjectRef const& source, SObjectRef const& target,
-                                              s3::CObjectStorageClass const& storageClass, s3::SObjectLockConfig const& lock,
-                                              std::string const& metadataDirective)
+                                              s3::CObjectStorageClass const& storageClass,
+                                              s3::SObjectLockConfig const& lock, std::string const& metadataDirective)
 {
     s3::SCopyObjectResult result =
         Exchange(wire::MakeCopyObject(source, target, storageClass, lock, metadataDirective), wire::ReadCopyObject);
@@ -127,8 +130,9 @@ std::string COperations::VersionOfCopy(SObjectRef const& target, std::string con
     }
 }
 
-s3::SMultipartUploadResult COperations::CompleteUpload(wire::SUploadRef const& upload, std::vector<std::string> const& eTags,
-                                                       std::uint64_t size, s3::SObjectLockConfig const& lock)
+s3::SMultipartUploadResult COperations::CompleteUpload(wire::SUploadRef const& upload,
+                                                       std::vector<std::string> const& eTags, std::uint64_t size,
+                                                       s3::SObjectLockConfig const& lock)
 {
     auto const complete = [&]() -> s3::SMultipartUploadResult
     {
@@ -183,13 +187,16 @@ std::optional<s3::SMultipartUploadResult> COperations::FindCompleted(wire::SUplo
 s3::SBucketRegion COperations::GetBucketRegion(std::string const& bucket) const
 {
     std::string const region =
-        Exchange(wire::MakeHeadBucket(bucket), [](SHttpResponse const& answer) { return wire::HeaderOf(answer, "x-amz-bucket-region"); });
-    return region.empty() ? Exchange(wire::MakeGetBucketLocation(bucket), wire::ReadGetBucketLocation) : s3::SBucketRegion{region};
+        Exchange(wire::MakeHeadBucket(bucket),
+                 [](SHttpResponse const& answer) { return wire::HeaderOf(answer, "x-amz-bucket-region"); });
+    return region.empty() ? Exchange(wire::MakeGetBucketLocation(bucket), wire::ReadGetBucketLocation)
+                          : s3::SBucketRegion{region};
 }
 
 std::string COperations::GetServerTimeUtc(std::string const& bucket) const
 {
-    return Exchange(wire::MakeHeadBucket(bucket), [](SHttpResponse const& answer) { return wire::HeaderOf(answer, "Date"); });
+    return Exchange(wire::MakeHeadBucket(bucket),
+                    [](SHttpResponse const& answer) { return wire::HeaderOf(answer, "Date"); });
 }
 
 void COperations::SetBatchParameters(std::string const& controlEndpoint, std::string const& accountId)

@@ -35,7 +35,8 @@ public:
     COperations(std::shared_ptr<wire::IWireSender> sender, SStoreTraits traits);
 
     /// Sends a request and reads the answer; a failure to read it names the operation.
-    template <class TReader> auto Exchange(wire::SWireRequest const& request, TReader&& read) const
+    template <class TReader>
+    auto Exchange(wire::SWireRequest const& request, TReader&& read) const
     {
         transport::SHttpResponse const answer = m_sender->Send(request);
         try
@@ -77,7 +78,8 @@ public:
     wire::SControlAddress GetControlAddress();
 
 private:
-    std::optional<s3::SMultipartUploadResult> FindCompleted(wire::SUploadRef const& upload, std::vector<std::string> const& eTags,
+    std::optional<s3::SMultipartUploadResult> FindCompleted(wire::SUploadRef const& upload,
+                                                            std::vector<std::string> const& eTags,
                                                             std::uint64_t size) const;
     std::string VersionOfCopy(wire::SObjectRef const& target, std::string const& eTag);
 
@@ -85,7 +87,7 @@ private:
     SStoreTraits const m_traits;
     CLockAssurance m_locks;
 
-    std::mutex m_mutex;                 ///< guards what follows
+    std::mutex m_mutex;                  ///< guards what follows
     std::set<std::string> m_unversioned; ///< buckets that gave no version id for an object that was looked at
 
     std::mutex m_accountMutex; ///< guards what follows, and lets one thread ask for the account

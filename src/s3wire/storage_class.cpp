@@ -34,9 +34,11 @@ SNamedClass const g_classes[] = {
     {EGoogleCSStorageClass::Archive, "GCS_ARCHIVE", "Google Cloud Storage ARCHIVE"},
 };
 
-template <class TValue> SNamedClass const& RowOf(TValue const& value)
+template <class TValue>
+SNamedClass const& RowOf(TValue const& value)
 {
-    auto const row = std::find_if(std::begin(g_classes), std::end(g_classes), [&](SNamedClass const& c) { return c.m_class == value; });
+    auto const row = std::find_if(std::begin(g_classes), std::end(g_classes),
+                                  [&](SNamedClass const& c) { return c.m_class == value; });
     if (row == std::end(g_classes))
     {
         throw exc::CRuntimeExc("Unknown storage class");
@@ -58,7 +60,8 @@ CObjectStorageClass::CObjectStorageClass(EGoogleCSStorageClass value) : m_class(
 
 CObjectStorageClass CObjectStorageClass::FromString(std::string const& text)
 {
-    auto const row = std::find_if(std::begin(g_classes), std::end(g_classes), [&](SNamedClass const& c) { return c.m_text == text; });
+    auto const row = std::find_if(std::begin(g_classes), std::end(g_classes),
+                                  [&](SNamedClass const& c) { return c.m_text == text; });
     if (row == std::end(g_classes))
     {
         throw exc::CRuntimeExc("Unknown storage class: %1", text);

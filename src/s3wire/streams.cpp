@@ -64,7 +64,10 @@ CS3WireWriteStream::CS3WireWriteStream(CS3WireClient& client, std::string const&
                                        unsigned long size, CObjectStorageClass const& storageClass,
                                        SObjectLockConfig const& lock, CS3WireClient::metadata_t const& metadata,
                                        CS3WireClient::metadata_t const& headers, SPutObjectExtraAgruments const&)
-    : m_client(client), m_upload{bucket, key, ""}, m_properties{metadata, headers, lock, storageClass}, m_announced(size)
+    : m_client(client),
+      m_upload{bucket, key, ""},
+      m_properties{metadata, headers, lock, storageClass},
+      m_announced(size)
 {
     wire::CheckBucket(bucket);
     wire::CheckKey(key);
@@ -90,13 +93,65 @@ CS3WireWriteStream::~CS3WireWriteStream()
     }
 }
 
+/// Runs a step unless the stream has failed before; a failure stays.
+template <class TStep>
+auto CS3WireWriteStream::Guarded(TStep const& step)
+{
+    if (m_failure)
+    {
+        std::rethrow_exception(m_failure);
+    }
+    try
+    {
+        return step();
+    }
+    catch (...)
+    {
+        m_failure = std::current_exception();
+        throw;
+    }
+}
+
+template <class TFill>
+void CS3WireWriteStream::Append(unsigned long size, TFill const& fill)
+{
+    Guarded(
+        [&]
+        {
+            if (m_finished)
+            {
+                throw exc::CRuntimeExc("The upload of [%1] is finished", m_upload.m_key);
+            }
+            while (size != 0)
+            {
+                if (m_block && m_block->GetCount() == PartSize())
+                {
+                    SendPart();
+                }
+                if (!m_block)
+                {
+                    unsigned long const room =
+                        m_announced > m_written ? std::min(m_announced - m_written, PartSize()) : PartSize();
+                    m_block = io::block::CPooledBuf::Alloc(room, io::block::bufs_pool_t::GetInst());
+                }
+                unsigned long const filled = m_block->GetCount();
+                unsigned long const count = std::min(size, PartSize() - filled);
+                m_block->SetCount(filled + count);
+                fill(m_block->GetData() + filled, count);
+                m_written += count;
+                size -= count;
+            }
+        });
+}
+
 void CS3WireWriteStream::Write(unsigned char const* data, unsigned long size)
 {
-    Append(size, [&data](unsigned char* to, unsigned long count)
-    {
-        std::memcpy(to, data, count);
-        data += count;
-    });
+    Append(size,
+           [&data](unsigned char* to, unsigned long count)
+           {
+               std::memcpy(to, data, count);
+               data += count;
+           });
 }
 
 void CS3WireWriteStream::WriteZeroes(unsigned long count)
@@ -115,64 +170,19 @@ std::optional<SMultipartUploadResult> CS3WireWriteStream::Finish()
     {
         return std::nullopt;
     }
-    return Guarded([this]() -> std::optional<SMultipartUploadResult>
-    {
-        if (m_announced != 0 && m_written != m_announced)
+    return Guarded(
+        [this]() -> std::optional<SMultipartUploadResult>
         {
-            throw exc::CRuntimeExc("The upload of [%1] has %2 bytes, but %3 were announced", m_upload.m_key, m_written, m_announced);
-        }
-        SMultipartUploadResult result = m_upload.m_uploadId.empty() ? FinishSingle() : FinishUpload();
-        m_finished = true;
-        m_block.reset();
-        return result;
-    });
-}
-
-/// Runs a step unless the stream has failed before; a failure stays.
-template <class TStep> auto CS3WireWriteStream::Guarded(TStep const& step)
-{
-    if (m_failure)
-    {
-        std::rethrow_exception(m_failure);
-    }
-    try
-    {
-        return step();
-    }
-    catch (...)
-    {
-        m_failure = std::current_exception();
-        throw;
-    }
-}
-
-template <class TFill> void CS3WireWriteStream::Append(unsigned long size, TFill const& fill)
-{
-    Guarded([&]
-    {
-        if (m_finished)
-        {
-            throw exc::CRuntimeExc("The upload of [%1] is finished", m_upload.m_key);
-        }
-        while (size != 0)
-        {
-            if (m_block && m_block->GetCount() == PartSize())
+            if (m_announced != 0 && m_written != m_announced)
             {
-                SendPart();
+                throw exc::CRuntimeExc("The upload of [%1] has %2 bytes, but %3 were announced", m_upload.m_key,
+                                       m_written, m_announced);
             }
-            if (!m_block)
-            {
-                unsigned long const room = m_announced > m_written ? std::min(m_announced - m_written, PartSize()) : PartSize();
-                m_block = io::block::CPooledBuf::Alloc(room, io::block::bufs_pool_t::GetInst());
-            }
-            unsigned long const filled = m_block->GetCount();
-            unsigned long const count = std::min(size, PartSize() - filled);
-            m_block->SetCount(filled + count);
-            fill(m_block->GetData() + filled, count);
-            m_written += count;
-            size -= count;
-        }
-    });
+            SMultipartUploadResult result = m_upload.m_uploadId.empty() ? FinishSingle() : FinishUpload();
+            m_finished = true;
+            m_block.reset();
+            return result;
+        });
 }
 
 /// The size of the part that fills.
@@ -206,7 +216,7 @@ void CS3WireWriteStream::SendPart()
     }
     bool const locked = m_properties.m_lock.m_enabled || m_properties.m_lock.m_legalHold;
     m_inFlight.emplace_back([operations, request = wire::MakeUploadPart(m_upload, m_partsSent + 1, m_block, locked)]
-    { return operations->Exchange(request, wire::ReadUploadPart); });
+                            { return operations->Exchange(request, wire::ReadUploadPart); });
     ++m_partsSent;
     m_block.reset();
 }
@@ -227,7 +237,8 @@ void CS3WireWriteStream::CollectAllParts()
 
 SMultipartUploadResult CS3WireWriteStream::FinishSingle()
 {
-    SPutObjectResult result = m_client.GetOperations()->PutObject({m_upload.m_bucket, m_upload.m_key, ""}, m_properties, m_block);
+    SPutObjectResult result =
+        m_client.GetOperations()->PutObject({m_upload.m_bucket, m_upload.m_key, ""}, m_properties, m_block);
     return {m_upload.m_bucket, m_upload.m_key, std::move(result.m_eTag), std::move(result.m_versionId)};
 }
 

@@ -21,7 +21,8 @@ namespace bucketry::s3wire::s3
 class CS3WireReadStream
 {
 public:
-    CS3WireReadStream(CS3WireClient client, std::string const& bucket, std::string const& key, std::string const& version);
+    CS3WireReadStream(CS3WireClient client, std::string const& bucket, std::string const& key,
+                      std::string const& version);
 
     unsigned long ObjectSize();
     /// Reads up to `length` bytes from `offset` and gives their number: fewer only at the end of the object, 0 behind it.
@@ -61,8 +62,10 @@ public:
     std::optional<SMultipartUploadResult> Finish();
 
 private:
-    template <class TFill> void Append(unsigned long size, TFill const& fill);
-    template <class TStep> auto Guarded(TStep const& step);
+    template <class TFill>
+    void Append(unsigned long size, TFill const& fill);
+    template <class TStep>
+    auto Guarded(TStep const& step);
     void SendPart();
     void CollectOldestPart();
     void CollectAllParts();

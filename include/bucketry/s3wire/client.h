@@ -84,9 +84,10 @@ public:
     /// object is cut there; one that begins there is refused with status 416. The content is checked against its announced
     /// length, and against its checksum where the store gives one.
     web::Task<SObjectData> GetObject(std::string const& bucket, std::string const& key,
-                                     std::shared_ptr<io::block::bufs_pool_t> pool, unsigned long offset, unsigned long length,
-                                     std::string const& version) const;
-    web::Task<SObjectData> GetObjectHead(std::string const& bucket, std::string const& key, std::string const& version) const;
+                                     std::shared_ptr<io::block::bufs_pool_t> pool, unsigned long offset,
+                                     unsigned long length, std::string const& version) const;
+    web::Task<SObjectData> GetObjectHead(std::string const& bucket, std::string const& key,
+                                         std::string const& version) const;
     /// False for status 404 only.
     web::Task<bool> IsObjectExist(std::string const& bucket, std::string const& key, std::string const& version) const;
     /// Keeps `content`, which may be null for an empty object, alive; nobody may change it before the task has ended.
@@ -103,8 +104,9 @@ public:
     /// `retainUntil` in ISO 8601, UTC.
     web::Task<void> PutObjectRetention(std::string const& bucket, std::string const& key, EObjectLockMode mode,
                                        std::string const& retainUntil, std::string const& version) const;
-    web::Task<EPostObjectRestoreResponse> PostObjectRestore(std::string const& bucket, std::string const& key, unsigned int days,
-                                                            EGlacierRetrievalTier tier, std::string const& version) const;
+    web::Task<EPostObjectRestoreResponse> PostObjectRestore(std::string const& bucket, std::string const& key,
+                                                            unsigned int days, EGlacierRetrievalTier tier,
+                                                            std::string const& version) const;
 
     web::Task<SBucketRegion> GetBucketRegion(std::string const& bucket) const;
     /// The Date header of the store, "%a, %d %b %Y %H:%M:%S GMT", of whatever answer comes; empty if none. Blocks.
@@ -117,26 +119,33 @@ public:
     web::Task<void> GetBucket(std::function<void(SBucketContents const&)> onPage, std::string const& bucket,
                               std::string const& prefix, std::string const& delimiter, std::string const& marker,
                               unsigned long count) const;
-    web::Task<void> GetBucketObjectVersions(std::function<void(SBucketObjectVersions const&)> onPage, std::string const& bucket,
-                                            std::string const& prefix, std::string const& delimiter, std::string const& keyMarker,
+    web::Task<void> GetBucketObjectVersions(std::function<void(SBucketObjectVersions const&)> onPage,
+                                            std::string const& bucket, std::string const& prefix,
+                                            std::string const& delimiter, std::string const& keyMarker,
                                             std::string const& versionMarker, unsigned long count) const;
     /// With the older of the two listings.
-    web::Task<SBucket> CompatibleGetBucket(std::string const& bucket, std::string const& prefix, std::string const& delimiter,
-                                           std::string const& marker, unsigned long count) const;
+    web::Task<SBucket> CompatibleGetBucket(std::string const& bucket, std::string const& prefix,
+                                           std::string const& delimiter, std::string const& marker,
+                                           unsigned long count) const;
 
     /// Deletes. An object that is not there is no failure. If the store refuses objects, the others are deleted all the same, and
     /// the task fails with code and status of the first refusal and the number of all. `progress` may be null. A prefix is
     /// deleted at every depth; an empty one is the whole bucket.
-    web::Task<void> DeleteObjects(std::string const& bucket, SMultiObjectDeleteRequest const& request, progress_t progress) const;
+    web::Task<void> DeleteObjects(std::string const& bucket, SMultiObjectDeleteRequest const& request,
+                                  progress_t progress) const;
     web::Task<void> DeleteObjects(std::string const& bucket, std::string const& prefix, progress_t progress) const;
-    web::Task<void> DeleteObjectsAllVersions(std::string const& bucket, std::string const& prefix, progress_t progress) const;
+    web::Task<void> DeleteObjectsAllVersions(std::string const& bucket, std::string const& prefix,
+                                             progress_t progress) const;
 
     /// The same for stores without batch deletes: one request for each object, a few at a time.
-    web::Task<void> CompatibleDeleteObject(std::string const& bucket, std::string const& key, std::string const& version) const;
-    web::Task<void> CompatibleDeleteObjects(std::string const& bucket, std::vector<std::string> const& keys, progress_t progress) const;
+    web::Task<void> CompatibleDeleteObject(std::string const& bucket, std::string const& key,
+                                           std::string const& version) const;
+    web::Task<void> CompatibleDeleteObjects(std::string const& bucket, std::vector<std::string> const& keys,
+                                            progress_t progress) const;
     web::Task<void> CompatibleDeleteObjects(std::string const& bucket, SMultiObjectDeleteRequest const& request,
                                             progress_t progress) const;
-    web::Task<void> CompatibleDeleteObjects(std::string const& bucket, std::string const& prefix, progress_t progress) const;
+    web::Task<void> CompatibleDeleteObjects(std::string const& bucket, std::string const& prefix,
+                                            progress_t progress) const;
     web::Task<void> CompatibleDeleteObjectsAllVersions(std::string const& bucket, std::string const& prefix,
                                                        progress_t progress) const;
 

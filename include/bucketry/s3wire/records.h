@@ -58,7 +58,7 @@ struct SObjectData
     std::uint64_t m_missingMetadata = 0; ///< metadata entries that fit into no header
     std::uint64_t m_contentLength = 0;   ///< size of the whole object in bytes, also if only a range was asked for
     bool m_restoreInProgress = false;    ///< an archive restore is still running
-    std::string m_restoreExpiryDate;     ///< when a restored copy goes, "%a, %d %b %Y %H:%M:%S GMT"; empty if there is none
+    std::string m_restoreExpiryDate; ///< when a restored copy goes, "%a, %d %b %Y %H:%M:%S GMT"; empty if there is none
     std::shared_ptr<io::block::CPooledBuf> m_content; ///< the bytes of GetObject; null from HEAD
     std::string m_lastModified;
     std::string m_versionId;
@@ -137,7 +137,7 @@ struct SMultipartUploadResult
 {
     std::string m_bucket;
     std::string m_key;
-    std::string m_result; ///< ETag of the object; may be empty
+    std::string m_result;    ///< ETag of the object; may be empty
     std::string m_versionId; ///< empty without versioning
 };
 
@@ -176,12 +176,13 @@ public:
 struct BUCKETRY_API SS3InitiateRestoreObject : IS3BatchOperation
 {
     SS3InitiateRestoreObject() = default;
-    SS3InitiateRestoreObject(std::uint32_t expirationInDays, bool hasExpiration, std::optional<std::string> glacierJobTier);
+    SS3InitiateRestoreObject(std::uint32_t expirationInDays, bool hasExpiration,
+                             std::optional<std::string> glacierJobTier);
     ~SS3InitiateRestoreObject() override;
     void AppendXml(std::string& xml) const override;
 
     std::uint32_t m_expirationInDays = 0;
-    bool m_hasExpiration = false; ///< false leaves the days out, as tiering archives want it
+    bool m_hasExpiration = false;                ///< false leaves the days out, as tiering archives want it
     std::optional<std::string> m_glacierJobTier; ///< "STANDARD" or "BULK"
 };
 
@@ -220,7 +221,7 @@ struct SDescribeJobResult
     std::uint64_t m_totalTasks = 0;
     std::uint64_t m_succeededTasks = 0;
     std::uint64_t m_failedTasks = 0;
-    std::string m_status; ///< the store's word
+    std::string m_status;         ///< the store's word
     std::string m_failureReasons; ///< codes and reasons, one line each
 };
 

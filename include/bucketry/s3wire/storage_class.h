@@ -63,10 +63,14 @@ public:
     /// True for a class of Google and for the default class.
     bool IsGoogleCS() const;
 
-    friend bool operator==(CObjectStorageClass const& left, CObjectStorageClass const& right) { return left.m_class == right.m_class; }
+    friend bool operator==(CObjectStorageClass const& left, CObjectStorageClass const& right)
+    {
+        return left.m_class == right.m_class;
+    }
 
 private:
-    boost::variant<EObjectStorageClass, EAmazonS3StorageClass, EGoogleCSStorageClass> m_class = EObjectStorageClass::Default;
+    boost::variant<EObjectStorageClass, EAmazonS3StorageClass, EGoogleCSStorageClass> m_class =
+        EObjectStorageClass::Default;
 };
 
 } // namespace bucketry::s3wire::s3

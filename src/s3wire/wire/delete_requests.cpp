@@ -12,20 +12,22 @@ namespace
 SRefusedItem ReadError(CXmlReader& reader)
 {
     SRefusedItem item;
-    reader.ReadFields({{"Key", &item.m_key}, {"VersionId", &item.m_versionId}, {"Code", &item.m_code}, {"Message", &item.m_message}});
+    reader.ReadFields(
+        {{"Key", &item.m_key}, {"VersionId", &item.m_versionId}, {"Code", &item.m_code}, {"Message", &item.m_message}});
     return item;
 }
 
 void AppendItem(std::string& xml, delete_item_t const& item)
 {
-    AppendXmlParent(xml, "Object", [&]
-    {
-        AppendXmlElement(xml, "Key", item.m_key);
-        if (!item.m_versionId.empty())
-        {
-            AppendXmlElement(xml, "VersionId", item.m_versionId);
-        }
-    });
+    AppendXmlParent(xml, "Object",
+                    [&]
+                    {
+                        AppendXmlElement(xml, "Key", item.m_key);
+                        if (!item.m_versionId.empty())
+                        {
+                            AppendXmlElement(xml, "VersionId", item.m_versionId);
+                        }
+                    });
 }
 
 } // namespace
@@ -43,16 +45,18 @@ SWireRequest MakeDeleteObjects(std::string const& bucket, std::span<delete_item_
     }
     SWireRequest request = BucketRequest("DeleteObjects", transport::EHttpMethod::Post, bucket);
     AddSubResource(request, "delete");
-    SetXmlBody(request, XmlDocument("Delete", g_s3Namespace, [&](std::string& xml)
-    {
-        xml.reserve(items.size() * 128);
-        xml.append("<Quiet>true</Quiet>");
-        for (delete_item_t const& item : items)
-        {
-            CheckKey(item.m_key);
-            AppendItem(xml, item);
-        }
-    }));
+    SetXmlBody(request,
+               XmlDocument("Delete", g_s3Namespace,
+                           [&](std::string& xml)
+                           {
+                               xml.reserve(items.size() * 128);
+                               xml.append("<Quiet>true</Quiet>");
+                               for (delete_item_t const& item : items)
+                               {
+                                   CheckKey(item.m_key);
+                                   AppendItem(xml, item);
+                               }
+                           }));
     request.m_errorInside200 = true;
     return request;
 }
@@ -62,13 +66,14 @@ std::vector<SRefusedItem> ReadDeleteObjects(transport::SHttpResponse const& answ
     std::vector<SRefusedItem> refused;
     CXmlReader reader(answer.m_text);
     ExpectRoot(reader, "DeleteResult");
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "Error")
+    reader.ForEachChild(
+        [&](std::string_view name)
         {
-            refused.push_back(ReadError(reader));
-        }
-    });
+            if (name == "Error")
+            {
+                refused.push_back(ReadError(reader));
+            }
+        });
     reader.Finish();
     return refused;
 }

@@ -21,26 +21,6 @@ bool IsOneOf(char c, std::string_view set)
     return set.find(c) != std::string_view::npos;
 }
 
-std::string PercentEncode(std::string_view text, std::string_view unreserved)
-{
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string encoded;
-    encoded.reserve(text.size() + 16);
-    for (char const c : text)
-    {
-        if (IsAlphaNumeric(c) || IsOneOf(c, unreserved))
-        {
-            encoded.push_back(c);
-            continue;
-        }
-        auto const byte = static_cast<unsigned char>(c);
-        encoded.push_back('%');
-        encoded.push_back(digits[byte >> 4]);
-        encoded.push_back(digits[byte & 15]);
-    }
-    return encoded;
-}
-
 std::optional<char> HexByteAt(std::string_view text, std::size_t position)
 {
     unsigned value = 0;
@@ -70,8 +50,9 @@ std::string DecodeEscapes(std::string_view text, char escape, char space)
 std::optional<std::string> DecodeBase64(std::string_view text)
 {
     std::string bytes(text.size() / 4 * 3, '\0');
-    int const length = EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
-                                       reinterpret_cast<unsigned char const*>(text.data()), static_cast<int>(text.size()));
+    int const length =
+        EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
+                        reinterpret_cast<unsigned char const*>(text.data()), static_cast<int>(text.size()));
     if (length < 0 || text.size() % 4 != 0)
     {
         return std::nullopt;
@@ -98,14 +79,16 @@ std::optional<std::string> TakeEncodedWord(std::string_view& text)
     }
     rest.remove_prefix(2);
     std::string charset(take("?"));
-    std::transform(charset.begin(), charset.end(), charset.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+    std::transform(charset.begin(), charset.end(), charset.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
     std::string_view const encoding = take("?");
     std::string_view const word = take("?=");
     if ((charset != "utf-8" && charset != "us-ascii") || encoding.size() != 1 || !IsOneOf(encoding[0], "BbQq"))
     {
         return std::nullopt;
     }
-    std::optional<std::string> decoded = IsOneOf(encoding[0], "Bb") ? DecodeBase64(word) : DecodeEscapes(word, '=', '_');
+    std::optional<std::string> decoded =
+        IsOneOf(encoding[0], "Bb") ? DecodeBase64(word) : DecodeEscapes(word, '=', '_');
     if (decoded)
     {
         text = rest;
@@ -117,12 +100,22 @@ std::optional<std::string> TakeEncodedWord(std::string_view& text)
 
 std::string EncodePath(std::string_view text)
 {
-    return PercentEncode(text, "-._~/");
-}
-
-std::string EncodeQuery(std::string_view text)
-{
-    return PercentEncode(text, "-._~");
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string encoded;
+    encoded.reserve(text.size() + 16);
+    for (char const c : text)
+    {
+        if (IsAlphaNumeric(c) || IsOneOf(c, "-._~/"))
+        {
+            encoded.push_back(c);
+            continue;
+        }
+        auto const byte = static_cast<unsigned char>(c);
+        encoded.push_back('%');
+        encoded.push_back(digits[byte >> 4]);
+        encoded.push_back(digits[byte & 15]);
+    }
+    return encoded;
 }
 
 void DecodeListingText(std::string& text)
@@ -136,8 +129,9 @@ void DecodeListingText(std::string& text)
 std::string EncodeBase64(std::string_view bytes)
 {
     std::string text((bytes.size() + 2) / 3 * 4 + 1, '\0'); // EVP_EncodeBlock ends with a zero
-    int const length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                                       reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<int>(bytes.size()));
+    int const length =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                        reinterpret_cast<unsigned char const*>(bytes.data()), static_cast<int>(bytes.size()));
     text.resize(static_cast<std::size_t>(length));
     return text;
 }
@@ -192,7 +186,8 @@ std::optional<std::uint64_t> ParseNumber(std::string_view text)
 bool IsHeaderName(std::string_view text)
 {
     return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return IsAlphaNumeric(c) || IsOneOf(c, "!#$%&'*+-.^_`|~"); });
+        std::all_of(text.begin(), text.end(),
+                    [](char c) { return IsAlphaNumeric(c) || IsOneOf(c, "!#$%&'*+-.^_`|~"); });
 }
 
 bool IsHeaderValue(std::string_view text)

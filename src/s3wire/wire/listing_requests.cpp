@@ -95,7 +95,8 @@ std::string ReadCommonPrefix(CXmlReader& reader)
 }
 
 /// The answer may say behind its entries that they are encoded, so all of them are decoded at the end.
-template <class TEntries> void DecodeEntries(TEntries& entries, std::vector<std::string>& prefixes)
+template <class TEntries>
+void DecodeEntries(TEntries& entries, std::vector<std::string>& prefixes)
 {
     for (auto& entry : entries)
     {
@@ -165,29 +166,30 @@ SObjectPage ReadListObjects(SHttpResponse const& answer)
     std::string maxKeys;
     CXmlReader reader(answer.m_text);
     ExpectRoot(reader, "ListBucketResult");
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "Contents")
+    reader.ForEachChild(
+        [&](std::string_view name)
         {
-            page.m_contents.m_contents.push_back(ReadContents(reader));
-            return;
-        }
-        if (name == "CommonPrefixes")
-        {
-            page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
-            return;
-        }
-        page.m_olderForm = page.m_olderForm || name == "Marker";
-        reader.ReadInto({{"IsTruncated", &truncated},
-                         {"NextContinuationToken", &page.m_nextToken},
-                         {"NextMarker", &page.m_nextMarker},
-                         {"Marker", &page.m_header.m_marker},
-                         {"EncodingType", &page.m_header.m_encodingType},
-                         {"MaxKeys", &maxKeys},
-                         {"Name", &page.m_header.m_name},
-                         {"Prefix", &page.m_header.m_prefix},
-                         {"Delimiter", &page.m_header.m_delimiter}});
-    });
+            if (name == "Contents")
+            {
+                page.m_contents.m_contents.push_back(ReadContents(reader));
+                return;
+            }
+            if (name == "CommonPrefixes")
+            {
+                page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
+                return;
+            }
+            page.m_olderForm = page.m_olderForm || name == "Marker";
+            reader.ReadInto({{"IsTruncated", &truncated},
+                             {"NextContinuationToken", &page.m_nextToken},
+                             {"NextMarker", &page.m_nextMarker},
+                             {"Marker", &page.m_header.m_marker},
+                             {"EncodingType", &page.m_header.m_encodingType},
+                             {"MaxKeys", &maxKeys},
+                             {"Name", &page.m_header.m_name},
+                             {"Prefix", &page.m_header.m_prefix},
+                             {"Delimiter", &page.m_header.m_delimiter}});
+        });
     reader.Finish();
     page.m_truncated = truncated == "true";
     page.m_header.m_maxKeys = ParseNumber(maxKeys).value_or(0);
@@ -218,23 +220,24 @@ SVersionPage ReadListObjectVersions(SHttpResponse const& answer)
     std::string encoding;
     CXmlReader reader(answer.m_text);
     ExpectRoot(reader, "ListVersionsResult");
-    reader.ForEachChild([&](std::string_view name)
-    {
-        if (name == "Version" || name == "DeleteMarker")
+    reader.ForEachChild(
+        [&](std::string_view name)
         {
-            page.m_contents.m_versions.push_back(ReadVersion(reader, name == "DeleteMarker"));
-            return;
-        }
-        if (name == "CommonPrefixes")
-        {
-            page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
-            return;
-        }
-        reader.ReadInto({{"IsTruncated", &truncated},
-                         {"NextKeyMarker", &page.m_next.m_marker},
-                         {"NextVersionIdMarker", &page.m_next.m_versionMarker},
-                         {"EncodingType", &encoding}});
-    });
+            if (name == "Version" || name == "DeleteMarker")
+            {
+                page.m_contents.m_versions.push_back(ReadVersion(reader, name == "DeleteMarker"));
+                return;
+            }
+            if (name == "CommonPrefixes")
+            {
+                page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
+                return;
+            }
+            reader.ReadInto({{"IsTruncated", &truncated},
+                             {"NextKeyMarker", &page.m_next.m_marker},
+                             {"NextVersionIdMarker", &page.m_next.m_versionMarker},
+                             {"EncodingType", &encoding}});
+        });
     reader.Finish();
     page.m_truncated = truncated == "true";
     if (encoding == "url")
@@ -248,7 +251,8 @@ SVersionPage ReadListObjectVersions(SHttpResponse const& answer)
 std::optional<SPagePosition> NextPosition(SObjectPage const& page)
 {
     SPagePosition next{page.m_nextToken, page.m_nextMarker, ""};
-    if (std::string const* const last = LastEntry(page.m_contents); next.IsStart() && page.m_olderForm && last != nullptr)
+    if (std::string const* const last = LastEntry(page.m_contents);
+        next.IsStart() && page.m_olderForm && last != nullptr)
     {
         next.m_marker = *last;
     }

@@ -96,18 +96,22 @@ std::string ReadUploadPart(SHttpResponse const& answer)
 SWireRequest MakeCompleteMultipartUpload(SUploadRef const& upload, std::vector<std::string> const& eTags)
 {
     SWireRequest request = UploadRequest("CompleteMultipartUpload", EHttpMethod::Post, upload);
-    SetXmlBody(request, XmlDocument("CompleteMultipartUpload", g_s3Namespace, [&](std::string& xml)
-    {
-        unsigned partNumber = 0;
-        for (std::string const& eTag : eTags)
-        {
-            AppendXmlParent(xml, "Part", [&]
-            {
-                AppendXmlElement(xml, "PartNumber", std::to_string(++partNumber));
-                AppendXmlElement(xml, "ETag", eTag);
-            });
-        }
-    }));
+    SetXmlBody(request,
+               XmlDocument("CompleteMultipartUpload", g_s3Namespace,
+                           [&](std::string& xml)
+                           {
+                               unsigned partNumber = 0;
+                               for (std::string const& eTag : eTags)
+                               {
+                                   AppendXmlParent(xml, "Part",
+                                                   [&]
+                                                   {
+                                                       AppendXmlElement(xml, "PartNumber",
+                                                                        std::to_string(++partNumber));
+                                                       AppendXmlElement(xml, "ETag", eTag);
+                                                   });
+                               }
+                           }));
     request.m_errorInside200 = true;
     return request;
 }

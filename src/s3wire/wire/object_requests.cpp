@@ -109,7 +109,8 @@ std::map<std::string, std::string> MetadataOf(SHttpResponse const& answer)
     for (auto const [name, value] : answer.m_headers)
     {
         std::string lower(name);
-        std::transform(lower.begin(), lower.end(), lower.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+        std::transform(lower.begin(), lower.end(), lower.begin(),
+                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
         if (lower.starts_with(g_metadataPrefix))
         {
             metadata.emplace(lower.substr(g_metadataPrefix.size()), DecodeMetadataValue(value));
@@ -126,7 +127,8 @@ std::optional<s3::SObjectLockConfig> LockOf(SHttpResponse const& answer)
     {
         return std::nullopt;
     }
-    return s3::SObjectLockConfig(!mode.empty(), ModeOf(mode), HeaderOf(answer, "x-amz-object-lock-retain-until-date"), hold);
+    return s3::SObjectLockConfig(!mode.empty(), ModeOf(mode), HeaderOf(answer, "x-amz-object-lock-retain-until-date"),
+                                 hold);
 }
 
 /// bucket/key with an optional version; through an access point its ARN with "/object/" and the key, encoded as one.
@@ -254,7 +256,8 @@ s3::SPutObjectResult ReadPutObject(SHttpResponse const& answer)
     return {HeaderOf(answer, "x-amz-version-id"), HeaderOf(answer, "ETag")};
 }
 
-SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, std::string const& eTag, bool wantsChecksum)
+SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, std::string const& eTag,
+                           bool wantsChecksum)
 {
     SWireRequest request = ObjectRequest("GetObject", EHttpMethod::Get, object);
     if (!range.IsWhole())
@@ -301,8 +304,9 @@ s3::SObjectData ReadObjectData(SHttpResponse const& answer, std::optional<std::u
     return data;
 }
 
-SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target, s3::CObjectStorageClass const& storageClass,
-                            s3::SObjectLockConfig const& lock, std::string const& metadataDirective)
+SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target,
+                            s3::CObjectStorageClass const& storageClass, s3::SObjectLockConfig const& lock,
+                            std::string const& metadataDirective)
 {
     CheckBucket(source.m_bucket);
     CheckKey(source.m_key);
@@ -337,11 +341,13 @@ SWireRequest MakePutObjectRetention(SObjectRef const& object, s3::EObjectLockMod
 {
     SWireRequest request = ObjectRequest("PutObjectRetention", EHttpMethod::Put, object);
     AddSubResource(request, "retention");
-    SetXmlBody(request, XmlDocument("Retention", g_s3Namespace, [&](std::string& xml)
-    {
-        AppendXmlElement(xml, "Mode", ModeWord(mode));
-        AppendXmlElement(xml, "RetainUntilDate", retainUntil);
-    }));
+    SetXmlBody(request,
+               XmlDocument("Retention", g_s3Namespace,
+                           [&](std::string& xml)
+                           {
+                               AppendXmlElement(xml, "Mode", ModeWord(mode));
+                               AppendXmlElement(xml, "RetainUntilDate", retainUntil);
+                           }));
     return request;
 }
 
@@ -368,8 +374,9 @@ SWireRequest MakePutObjectLegalHold(SObjectRef const& object, bool hold)
 {
     SWireRequest request = ObjectRequest("PutObjectLegalHold", EHttpMethod::Put, object);
     AddSubResource(request, "legal-hold");
-    SetXmlBody(request, XmlDocument("LegalHold", g_s3Namespace,
-                                     [&](std::string& xml) { AppendXmlElement(xml, "Status", hold ? "ON" : "OFF"); }));
+    SetXmlBody(request,
+               XmlDocument("LegalHold", g_s3Namespace,
+                           [&](std::string& xml) { AppendXmlElement(xml, "Status", hold ? "ON" : "OFF"); }));
     return request;
 }
 
@@ -383,17 +390,21 @@ SWireRequest MakeRestoreObject(SObjectRef const& object, unsigned days, s3::EGla
     }
     SWireRequest request = ObjectRequest("RestoreObject", EHttpMethod::Post, object);
     AddSubResource(request, "restore");
-    SetXmlBody(request, XmlDocument("RestoreRequest", g_s3Namespace, [&](std::string& xml)
-    {
-        AppendXmlElement(xml, "Days", std::to_string(days));
-        AppendXmlParent(xml, "GlacierJobParameters", [&] { AppendXmlElement(xml, "Tier", tiers[index]); });
-    }));
+    SetXmlBody(request,
+               XmlDocument("RestoreRequest", g_s3Namespace,
+                           [&](std::string& xml)
+                           {
+                               AppendXmlElement(xml, "Days", std::to_string(days));
+                               AppendXmlParent(xml, "GlacierJobParameters",
+                                               [&] { AppendXmlElement(xml, "Tier", tiers[index]); });
+                           }));
     return request;
 }
 
 s3::EPostObjectRestoreResponse ReadRestoreObject(SHttpResponse const& answer)
 {
-    return answer.m_status == 200 ? s3::EPostObjectRestoreResponse::AlreadyRestored : s3::EPostObjectRestoreResponse::Accepted;
+    return answer.m_status == 200 ? s3::EPostObjectRestoreResponse::AlreadyRestored
+                                  : s3::EPostObjectRestoreResponse::Accepted;
 }
 
 } // namespace bucketry::s3wire::wire

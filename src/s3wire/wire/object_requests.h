@@ -70,13 +70,15 @@ SWireRequest MakePutObject(SObjectRef const& object, SNewObject const& propertie
 s3::SPutObjectResult ReadPutObject(transport::SHttpResponse const& answer);
 
 /// `eTag` unless empty: only if the object still has it. `wantsChecksum` asks the store for the checksum it keeps.
-SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, std::string const& eTag, bool wantsChecksum);
+SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, std::string const& eTag,
+                           bool wantsChecksum);
 SWireRequest MakeHeadObject(SObjectRef const& object);
 /// Both answers: everything but the content. `received`: bytes of the content, for an answer that doesn't announce its length.
 s3::SObjectData ReadObjectData(transport::SHttpResponse const& answer, std::optional<std::uint64_t> received);
 
-SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target, s3::CObjectStorageClass const& storageClass,
-                            s3::SObjectLockConfig const& lock, std::string const& metadataDirective);
+SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target,
+                            s3::CObjectStorageClass const& storageClass, s3::SObjectLockConfig const& lock,
+                            std::string const& metadataDirective);
 s3::SCopyObjectResult ReadCopyObject(transport::SHttpResponse const& answer);
 
 SWireRequest MakeDeleteObject(SObjectRef const& object);

@@ -28,47 +28,53 @@ SWireRequest ControlRequest(char const* operation, EHttpMethod method, std::stri
 
 void AppendReport(std::string& xml, SCreateJobRequest const& job)
 {
-    AppendXmlParent(xml, "Report", [&]
-    {
-        if (job.m_reportEnabled)
-        {
-            AppendXmlElement(xml, "Bucket", job.m_reportBucket);
-            AppendXmlElement(xml, "Format", job.m_reportFormat);
-        }
-        AppendXmlElement(xml, "Enabled", job.m_reportEnabled ? "true" : "false");
-        if (job.m_reportEnabled)
-        {
-            AppendXmlElement(xml, "Prefix", job.m_reportPrefix);
-            AppendXmlElement(xml, "ReportScope", job.m_reportScope);
-        }
-    });
+    AppendXmlParent(xml, "Report",
+                    [&]
+                    {
+                        if (job.m_reportEnabled)
+                        {
+                            AppendXmlElement(xml, "Bucket", job.m_reportBucket);
+                            AppendXmlElement(xml, "Format", job.m_reportFormat);
+                        }
+                        AppendXmlElement(xml, "Enabled", job.m_reportEnabled ? "true" : "false");
+                        if (job.m_reportEnabled)
+                        {
+                            AppendXmlElement(xml, "Prefix", job.m_reportPrefix);
+                            AppendXmlElement(xml, "ReportScope", job.m_reportScope);
+                        }
+                    });
 }
 
 void AppendManifest(std::string& xml, SCreateJobRequest const& job)
 {
-    AppendXmlParent(xml, "Manifest", [&]
-    {
-        AppendXmlParent(xml, "Spec", [&]
-        {
-            AppendXmlElement(xml, "Format", job.m_manifestFormat);
-            AppendXmlParent(xml, "Fields", [&]
-            {
-                for (std::string const& field : job.m_manifestFields)
-                {
-                    AppendXmlElement(xml, "member", field);
-                }
-            });
-        });
-        AppendXmlParent(xml, "Location", [&]
-        {
-            AppendXmlElement(xml, "ObjectArn", job.m_manifestObjectArn);
-            if (job.m_manifestObjectVersionId)
-            {
-                AppendXmlElement(xml, "ObjectVersionId", *job.m_manifestObjectVersionId);
-            }
-            AppendXmlElement(xml, "ETag", job.m_manifestETag);
-        });
-    });
+    AppendXmlParent(xml, "Manifest",
+                    [&]
+                    {
+                        AppendXmlParent(xml, "Spec",
+                                        [&]
+                                        {
+                                            AppendXmlElement(xml, "Format", job.m_manifestFormat);
+                                            AppendXmlParent(xml, "Fields",
+                                                            [&]
+                                                            {
+                                                                for (std::string const& field : job.m_manifestFields)
+                                                                {
+                                                                    AppendXmlElement(xml, "member", field);
+                                                                }
+                                                            });
+                                        });
+                        AppendXmlParent(xml, "Location",
+                                        [&]
+                                        {
+                                            AppendXmlElement(xml, "ObjectArn", job.m_manifestObjectArn);
+                                            if (job.m_manifestObjectVersionId)
+                                            {
+                                                AppendXmlElement(xml, "ObjectVersionId",
+                                                                 *job.m_manifestObjectVersionId);
+                                            }
+                                            AppendXmlElement(xml, "ETag", job.m_manifestETag);
+                                        });
+                    });
 }
 
 void AppendJob(std::string& xml, SCreateJobRequest const& job)
@@ -77,13 +83,14 @@ void AppendJob(std::string& xml, SCreateJobRequest const& job)
     {
         AppendXmlElement(xml, "ConfirmationRequired", *job.m_confirmationRequired ? "true" : "false");
     }
-    AppendXmlParent(xml, "Operation", [&]
-    {
-        for (auto const& operation : job.m_operations)
-        {
-            operation->AppendXml(xml);
-        }
-    });
+    AppendXmlParent(xml, "Operation",
+                    [&]
+                    {
+                        for (auto const& operation : job.m_operations)
+                        {
+                            operation->AppendXml(xml);
+                        }
+                    });
     AppendReport(xml, job);
     AppendXmlElement(xml, "ClientRequestToken", job.m_clientRequestToken);
     AppendManifest(xml, job);
@@ -100,7 +107,8 @@ void ReadProgress(CXmlReader& reader, s3::SDescribeJobResult& job)
     std::string total;
     std::string succeeded;
     std::string failed;
-    reader.ReadFields({{"TotalNumberOfTasks", &total}, {"NumberOfTasksSucceeded", &succeeded}, {"NumberOfTasksFailed", &failed}});
+    reader.ReadFields(
+        {{"TotalNumberOfTasks", &total}, {"NumberOfTasksSucceeded", &succeeded}, {"NumberOfTasksFailed", &failed}});
     job.m_totalTasks = ParseNumber(total).value_or(0);
     job.m_succeededTasks = ParseNumber(succeeded).value_or(0);
     job.m_failedTasks = ParseNumber(failed).value_or(0);
@@ -108,16 +116,18 @@ void ReadProgress(CXmlReader& reader, s3::SDescribeJobResult& job)
 
 void ReadFailureReasons(CXmlReader& reader, std::string& reasons)
 {
-    reader.ForEachChild([&](std::string_view)
-    {
-        reasons.append(reasons.empty() ? "" : "\n");
-        std::string_view separator;
-        reader.ForEachChild([&](std::string_view)
+    reader.ForEachChild(
+        [&](std::string_view)
         {
-            reasons.append(separator).append(reader.Text());
-            separator = ": ";
+            reasons.append(reasons.empty() ? "" : "\n");
+            std::string_view separator;
+            reader.ForEachChild(
+                [&](std::string_view)
+                {
+                    reasons.append(separator).append(reader.Text());
+                    separator = ": ";
+                });
         });
-    });
 }
 
 } // namespace
@@ -155,7 +165,8 @@ void AddControlAddress(SWireRequest& request, SControlAddress const& address)
 SWireRequest MakeCreateJob(SCreateJobRequest const& job)
 {
     SWireRequest request = ControlRequest("CreateJob", EHttpMethod::Post, "v20180820/jobs");
-    SetXmlBody(request, XmlDocument("CreateJobRequest", g_s3ControlNamespace, [&](std::string& xml) { AppendJob(xml, job); }));
+    SetXmlBody(request,
+               XmlDocument("CreateJobRequest", g_s3ControlNamespace, [&](std::string& xml) { AppendJob(xml, job); }));
     request.m_contentMd5 = false;
     return request;
 }
@@ -188,28 +199,30 @@ s3::SDescribeJobResult ReadDescribeJob(SHttpResponse const& answer)
     s3::SDescribeJobResult job;
     CXmlReader reader(answer.m_text);
     ExpectRoot(reader, "DescribeJobResult");
-    reader.ForEachChild([&](std::string_view)
-    {
-        reader.ForEachChild([&](std::string_view name)
+    reader.ForEachChild(
+        [&](std::string_view)
         {
-            if (name == "ProgressSummary")
-            {
-                ReadProgress(reader, job);
-            }
-            else if (name == "FailureReasons")
-            {
-                ReadFailureReasons(reader, job.m_failureReasons);
-            }
-            else
-            {
-                reader.ReadInto({{"JobId", &job.m_jobId},
-                                 {"JobArn", &job.m_jobArn},
-                                 {"Description", &job.m_description},
-                                 {"RoleArn", &job.m_roleArn},
-                                 {"Status", &job.m_status}});
-            }
+            reader.ForEachChild(
+                [&](std::string_view name)
+                {
+                    if (name == "ProgressSummary")
+                    {
+                        ReadProgress(reader, job);
+                    }
+                    else if (name == "FailureReasons")
+                    {
+                        ReadFailureReasons(reader, job.m_failureReasons);
+                    }
+                    else
+                    {
+                        reader.ReadInto({{"JobId", &job.m_jobId},
+                                         {"JobArn", &job.m_jobArn},
+                                         {"Description", &job.m_description},
+                                         {"RoleArn", &job.m_roleArn},
+                                         {"Status", &job.m_status}});
+                    }
+                });
         });
-    });
     reader.Finish();
     if (job.m_status.empty())
     {
@@ -263,17 +276,18 @@ SS3InitiateRestoreObject::~SS3InitiateRestoreObject() = default;
 
 void SS3InitiateRestoreObject::AppendXml(std::string& xml) const
 {
-    wire::AppendXmlParent(xml, "S3InitiateRestoreObject", [&]
-    {
-        if (m_hasExpiration)
-        {
-            wire::AppendXmlElement(xml, "ExpirationInDays", std::to_string(m_expirationInDays));
-        }
-        if (m_glacierJobTier)
-        {
-            wire::AppendXmlElement(xml, "GlacierJobTier", *m_glacierJobTier);
-        }
-    });
+    wire::AppendXmlParent(xml, "S3InitiateRestoreObject",
+                          [&]
+                          {
+                              if (m_hasExpiration)
+                              {
+                                  wire::AppendXmlElement(xml, "ExpirationInDays", std::to_string(m_expirationInDays));
+                              }
+                              if (m_glacierJobTier)
+                              {
+                                  wire::AppendXmlElement(xml, "GlacierJobTier", *m_glacierJobTier);
+                              }
+                          });
 }
 
 } // namespace bucketry::s3wire::s3

@@ -17,8 +17,8 @@ constexpr std::string_view g_blanks = " \t\r\n";
 
 bool EndsName(char c)
 {
-    return c == '>' || c == '/' || c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '<' || c == '=' || c == '"' || c == '\'' || c == '&' ||
-           c == '!';
+    return c == '>' || c == '/' || c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '<' || c == '=' ||
+        c == '"' || c == '\'' || c == '&' || c == '!';
 }
 
 void AppendUtf8(std::uint32_t codePoint, std::string& text)
@@ -55,7 +55,8 @@ std::uint32_t CodePointOf(std::string_view reference)
     bool const hex = reference.starts_with('x');
     reference.remove_prefix(hex ? 1 : 0);
     std::uint32_t value = 0;
-    auto const [end, error] = std::from_chars(reference.data(), reference.data() + reference.size(), value, hex ? 16 : 10);
+    auto const [end, error] =
+        std::from_chars(reference.data(), reference.data() + reference.size(), value, hex ? 16 : 10);
     bool const whole = error == std::errc() && end == reference.data() + reference.size();
     bool const surrogate = value >= 0xD800 && value < 0xE000;
     return whole && !surrogate && value <= 0x10FFFF ? value : 0;
@@ -88,7 +89,8 @@ std::string CXmlReader::Text()
 
 void CXmlReader::ReadInto(std::initializer_list<SXmlField> fields)
 {
-    auto const field = std::find_if(fields.begin(), fields.end(), [&](SXmlField const& f) { return f.m_name == Name(); });
+    auto const field =
+        std::find_if(fields.begin(), fields.end(), [&](SXmlField const& f) { return f.m_name == Name(); });
     if (field != fields.end())
     {
         *field->m_target = Text();
@@ -289,7 +291,8 @@ void CXmlReader::AppendText(std::string_view raw, std::string* text)
 /// Behind a "&". Gives what follows the reference.
 std::string_view CXmlReader::AppendReference(std::string_view raw, std::string& text)
 {
-    static constexpr std::pair<std::string_view, char> named[] = {{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
+    static constexpr std::pair<std::string_view, char> named[] = {
+        {"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}};
 
     std::size_t const end = raw.find(';');
     if (end == std::string_view::npos)
@@ -308,7 +311,8 @@ std::string_view CXmlReader::AppendReference(std::string_view raw, std::string& 
         AppendUtf8(codePoint, text);
         return rest;
     }
-    auto const row = std::find_if(std::begin(named), std::end(named), [&](auto const& entry) { return entry.first == name; });
+    auto const row =
+        std::find_if(std::begin(named), std::end(named), [&](auto const& entry) { return entry.first == name; });
     if (row == std::end(named))
     {
         Fail("unknown reference");
@@ -319,7 +323,8 @@ std::string_view CXmlReader::AppendReference(std::string_view raw, std::string& 
 
 void CXmlReader::Fail(char const* what) const
 {
-    throw web::http::http_exception(util::str_format("The answer is not well-formed XML: %1 at byte %2", what, m_position));
+    throw web::http::http_exception(
+        util::str_format("The answer is not well-formed XML: %1 at byte %2", what, m_position));
 }
 
 } // namespace bucketry::s3wire::wire

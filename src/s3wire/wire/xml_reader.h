@@ -31,7 +31,8 @@ public:
 
     /// Calls `onChild(name)` for each child element of the one that the reader stands on, and leaves that one. The call may
     /// read the child with Text or ForEachChild, or not at all.
-    template <class TOnChild> void ForEachChild(TOnChild&& onChild)
+    template <class TOnChild>
+    void ForEachChild(TOnChild&& onChild)
     {
         std::size_t const depth = m_open.size();
         while (NextTag(nullptr))

@@ -20,7 +20,8 @@ void AppendXmlText(std::string& xml, std::string_view text);
 void AppendXmlElement(std::string& xml, std::string_view name, std::string_view text);
 
 /// Appends `<name>`, what `content` appends, and `</name>`.
-template <class TContent> void AppendXmlParent(std::string& xml, std::string_view name, TContent&& content)
+template <class TContent>
+void AppendXmlParent(std::string& xml, std::string_view name, TContent&& content)
 {
     xml.append("<").append(name).append(">");
     content();
@@ -28,7 +29,8 @@ template <class TContent> void AppendXmlParent(std::string& xml, std::string_vie
 }
 
 /// A document: the root element with its namespace around what `content` appends.
-template <class TContent> std::string XmlDocument(std::string_view root, std::string_view xmlNamespace, TContent&& content)
+template <class TContent>
+std::string XmlDocument(std::string_view root, std::string_view xmlNamespace, TContent&& content)
 {
     std::string xml;
     xml.append("<").append(root).append(" xmlns=\"").append(xmlNamespace).append("\">");
