@@ -1,6 +1,7 @@
 #include "s3wire/address.h"
 
 #include "bucketry/base/exceptions.h"
+#include "bucketry/base/text.h"
 #include "s3wire/arn.h"
 #include "s3wire/wire/encoding.h"
 
@@ -41,6 +42,12 @@ SEndpoint AmazonEndpoint(std::string const& service, std::string const& region)
     return {"https", service + "." + OrDefault(region) + suffix, "", ""};
 }
 
+/// In a query "/" is encoded, too.
+std::string EncodeQuery(std::string const& text)
+{
+    return util::str_replace(wire::EncodePath(text), "/", "%2F");
+}
+
 SAddress AddressOf(SEndpoint const& endpoint, std::string const& region)
 {
     return {endpoint.Origin(), endpoint.HostAndPort(), endpoint.m_path, region, endpoint.IsTls(), false};
@@ -74,7 +81,8 @@ SEndpoint ParseEndpoint(std::string const& text)
                        [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
         return part;
     };
-    SEndpoint endpoint{lower(parsed->scheme()), lower(parsed->encoded_host()), parsed->port(), parsed->encoded_path()};
+    SEndpoint endpoint{lower(std::string(parsed->scheme())), lower(std::string(parsed->encoded_host())),
+                       std::string(parsed->port()), std::string(parsed->encoded_path())};
     if (endpoint.m_scheme != "http" && endpoint.m_scheme != "https")
     {
         throw exc::CRuntimeExc("The endpoint [%1] has the unknown scheme [%2]: only http and https are served.", text,
@@ -180,7 +188,7 @@ std::string MakeQuery(std::vector<std::pair<std::string, std::string>> const& qu
     encoded.reserve(query.size());
     for (auto const& [name, value] : query)
     {
-        encoded.emplace_back(wire::EncodeQuery(name), wire::EncodeQuery(value));
+        encoded.emplace_back(EncodeQuery(name), EncodeQuery(value));
     }
     std::sort(encoded.begin(), encoded.end());
     std::string text;
