@@ -1,7 +1,6 @@
 #include "s3wire/address.h"
 
 #include "bucketry/base/exceptions.h"
-#include "bucketry/base/text.h"
 #include "s3wire/arn.h"
 #include "s3wire/wire/encoding.h"
 
@@ -40,12 +39,6 @@ SEndpoint AmazonEndpoint(std::string const& service, std::string const& region)
 {
     std::string const suffix = region.starts_with("cn-") ? ".amazonaws.com.cn" : ".amazonaws.com";
     return {"https", service + "." + OrDefault(region) + suffix, "", ""};
-}
-
-/// In a query "/" is encoded, too.
-std::string EncodeQuery(std::string const& text)
-{
-    return util::str_replace(wire::EncodePath(text), "/", "%2F");
 }
 
 SAddress AddressOf(SEndpoint const& endpoint, std::string const& region)
@@ -188,7 +181,7 @@ std::string MakeQuery(std::vector<std::pair<std::string, std::string>> const& qu
     encoded.reserve(query.size());
     for (auto const& [name, value] : query)
     {
-        encoded.emplace_back(EncodeQuery(name), EncodeQuery(value));
+        encoded.emplace_back(wire::EncodeQuery(name), wire::EncodeQuery(value));
     }
     std::sort(encoded.begin(), encoded.end());
     std::string text;

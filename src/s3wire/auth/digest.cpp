@@ -1,6 +1,7 @@
 #include "s3wire/auth/digest.h"
 
 #include "bucketry/base/exceptions.h"
+#include "s3wire/wire/encoding.h"
 
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
@@ -104,9 +105,7 @@ std::string Md5Base64(void const* data, std::size_t size)
 {
     std::array<unsigned char, 16> digest;
     Check(EVP_Digest(data, size, digest.data(), nullptr, EVP_md5(), nullptr));
-    std::array<unsigned char, 25> text; // 24 characters and a NUL
-    EVP_EncodeBlock(text.data(), digest.data(), static_cast<int>(digest.size()));
-    return std::string(AsText(text).substr(0, text.size() - 1));
+    return wire::EncodeBase64(AsText(digest));
 }
 
 } // namespace bucketry::s3wire
