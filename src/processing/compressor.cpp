@@ -44,9 +44,11 @@ unsigned long CompressZlib(CContentBuf& packed, CContentBuf const& plain, int le
 
 unsigned long DecompressZlib(CContentBuf& plain, CContentBuf const& packed)
 {
-    uLongf size = plain.GetSize();
+    unsigned char spare = 0; // without any room zlib does not read its input to the end
+    bool const isEmpty = plain.GetSize() == 0;
+    uLongf size = isEmpty ? 1 : plain.GetSize();
     uLong consumed = packed.GetSize();
-    CheckZlib(uncompress2(plain.GetContent(), &size, packed.GetContent(), &consumed), size);
+    CheckZlib(uncompress2(isEmpty ? &spare : plain.GetContent(), &size, packed.GetContent(), &consumed), size);
     if (consumed != packed.GetSize())
     {
         throw exc::CRuntimeExc("zlib: %1 bytes follow the compressed data", packed.GetSize() - consumed);
