@@ -27,28 +27,26 @@ struct SCodec
     unsigned long (*m_decompress)(CContentBuf& plain, CContentBuf const& packed);
 };
 
-unsigned long CheckZlib(int result, unsigned long size)
+void CheckZlib(int result)
 {
     if (result != Z_OK)
     {
         throw exc::CRuntimeExc("zlib: %1", zError(result));
     }
-    return size;
 }
 
 unsigned long CompressZlib(CContentBuf& packed, CContentBuf const& plain, int level)
 {
     uLongf size = packed.GetSize();
-    return CheckZlib(compress2(packed.GetContent(), &size, plain.GetContent(), plain.GetSize(), level), size);
+    CheckZlib(compress2(packed.GetContent(), &size, plain.GetContent(), plain.GetSize(), level));
+    return size;
 }
 
 unsigned long DecompressZlib(CContentBuf& plain, CContentBuf const& packed)
 {
-    unsigned char spare = 0; // without any room zlib does not read its input to the end
-    bool const isEmpty = plain.GetSize() == 0;
-    uLongf size = isEmpty ? 1 : plain.GetSize();
+    uLongf size = plain.GetSize();
     uLong consumed = packed.GetSize();
-    CheckZlib(uncompress2(isEmpty ? &spare : plain.GetContent(), &size, packed.GetContent(), &consumed), size);
+    CheckZlib(uncompress2(plain.GetContent(), &size, packed.GetContent(), &consumed));
     if (consumed != packed.GetSize())
     {
         throw exc::CRuntimeExc("zlib: %1 bytes follow the compressed data", packed.GetSize() - consumed);
