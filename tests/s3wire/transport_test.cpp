@@ -19,12 +19,12 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using testing::SRawAnswer;
 
-std::shared_ptr<CConnectionPool> const freshPool()
+std::shared_ptr<CConnectionPool> FreshPool()
 {
     return std::make_shared<CConnectionPool>();
 }
 
-STransportSettings Patient(CRawHttpServer const& server)
+STransportSettings SettingsFor(CRawHttpServer const& server)
 {
     STransportSettings settings;
     settings.m_origin = server.Url();
@@ -33,7 +33,7 @@ STransportSettings Patient(CRawHttpServer const& server)
 
 SHttpResponse Exchange(STransportSettings settings, SHttpRequest const& request)
 {
-    return CCurlTransport(std::move(settings), freshPool(), nullptr).Exchange(request);
+    return CCurlTransport(std::move(settings), FreshPool(), nullptr).Exchange(request);
 }
 
 SHttpRequest Get(std::string const& url)
@@ -43,6 +43,7 @@ SHttpRequest Get(std::string const& url)
     return request;
 }
 
+/// The body must outlive the request.
 SHttpRequest Put(std::string const& url, std::string const& body)
 {
     SHttpRequest request;
@@ -101,10 +102,11 @@ TEST(Headers, CompareNamesWithoutCaseAndKeepTheirOrder)
 TEST(Transport, SendsTheRequestAsItIsWritten)
 {
     CRawHttpServer server([](std::string const&) { return Answer(200, "", "x-amz-version-id:  v1 \r\n"); });
-    SHttpRequest request = Put(server.Url() + "//a/./b/../%2F?uploads=", "hello");
+    std::string const body = "hello";
+    SHttpRequest request = Put(server.Url() + "//a/./b/../%2F?uploads=", body);
     request.m_headers.Add("Host", "bucket.example.org");
     request.m_headers.Add("x-amz-meta-empty", "");
-    SHttpResponse const answer = Exchange(Patient(server), request);
+    SHttpResponse const answer = Exchange(SettingsFor(server), request);
     EXPECT_EQ(answer.m_status, 200u);
     EXPECT_EQ(answer.m_headers.Get("X-Amz-Version-Id"), "v1");
     EXPECT_EQ(answer.m_connections, 1u);
@@ -126,13 +128,14 @@ TEST(Transport, OneHandleServesEveryMethodInTurn)
             return request.starts_with("HEAD") ? SRawAnswer{"HTTP/1.1 200 X\r\nContent-Length: 7\r\n\r\n"}
                                                : Answer(200, "ok");
         });
-    CCurlTransport transport(Patient(server), freshPool(), nullptr);
+    CCurlTransport transport(SettingsFor(server), FreshPool(), nullptr);
     std::string const large(3 << 20, 'x');
+    std::string const none;
     for (EHttpMethod const method : {EHttpMethod::Put, EHttpMethod::Head, EHttpMethod::Post, EHttpMethod::Delete,
                                      EHttpMethod::Get, EHttpMethod::Put})
     {
         bool const hasBody = method == EHttpMethod::Put || method == EHttpMethod::Post;
-        SHttpRequest request = Put(server.Url() + "/k", hasBody ? large : "");
+        SHttpRequest request = Put(server.Url() + "/k", hasBody ? large : none);
         request.m_method = method;
         SHttpResponse const answer = transport.Exchange(request);
         EXPECT_EQ(answer.m_text, method == EHttpMethod::Head ? "" : "ok");
@@ -154,7 +157,7 @@ TEST(Transport, GivesASuccessBodyToTheSinkAndAnyOtherToTheText)
             }
             return request.find("/empty") != std::string::npos ? Answer(200) : Answer(404, "<Error/>");
         });
-    CCurlTransport transport(Patient(server), freshPool(), nullptr);
+    CCurlTransport transport(SettingsFor(server), FreshPool(), nullptr);
     auto const fetch = [&](char const* path, CRecordingSink& sink)
     {
         SHttpRequest request = Get(server.Url() + path);
@@ -182,22 +185,24 @@ TEST(Transport, AnAnswerThatIsCutIsAFailure)
     for (std::size_t const length : {std::size_t(20), whole.size() - 10, whole.size() - 1})
     {
         CRawHttpServer server([&](std::string const&) { return SRawAnswer{whole.substr(0, length), true}; });
-        ExpectFailure(EFailure::Lost, HasSubstr("/k"), [&] { Exchange(Patient(server), Get(server.Url() + "/k")); });
+        ExpectFailure(EFailure::Lost, HasSubstr("/k"),
+                      [&] { Exchange(SettingsFor(server), Get(server.Url() + "/k")); });
     }
     CRawHttpServer server(
         [&](std::string const&) {
             return SRawAnswer{"HTTP/1.1 200 X\r\nTransfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n", true};
         });
-    ExpectFailure(EFailure::Lost, HasSubstr("/k"), [&] { Exchange(Patient(server), Get(server.Url() + "/k")); });
+    ExpectFailure(EFailure::Lost, HasSubstr("/k"), [&] { Exchange(SettingsFor(server), Get(server.Url() + "/k")); });
 }
 
 TEST(Transport, ADeadIdleConnectionCostsARepeat)
 {
     CRawHttpServer server([](std::string const&) { return SRawAnswer{Answer(200, "ok").m_text, true}; });
-    CCurlTransport transport(Patient(server), freshPool(), nullptr);
+    CCurlTransport transport(SettingsFor(server), FreshPool(), nullptr);
+    std::string const body = "body";
     for (unsigned i = 1; i <= 3; ++i)
     {
-        EXPECT_EQ(transport.Exchange(Put(server.Url() + "/k", "body")).m_text, "ok");
+        EXPECT_EQ(transport.Exchange(Put(server.Url() + "/k", body)).m_text, "ok");
         EXPECT_EQ(server.ConnectionCount(), i);
     }
 }
@@ -208,10 +213,10 @@ TEST(Transport, GivesUpAStoreThatStalls)
         [](std::string const&) {
             return SRawAnswer{"HTTP/1.1 200 X\r\nContent-Length: 9\r\n\r\nabc", false, true};
         });
-    STransportSettings settings = Patient(server);
+    STransportSettings settings = SettingsFor(server);
     settings.m_limits.m_stall = std::chrono::seconds(1);
     ExpectFailure(EFailure::Lost, HasSubstr("too slow"), [&] { Exchange(settings, Get(server.Url())); });
-    settings = Patient(server);
+    settings = SettingsFor(server);
     settings.m_limits.m_total = std::chrono::milliseconds(50);
     ExpectFailure(EFailure::Lost, HasSubstr("Timeout"), [&] { Exchange(settings, Get(server.Url())); });
 }
@@ -232,7 +237,8 @@ TEST(Transport, TellsWhyThereIsNoConnection)
 TEST(Transport, TrustsTheListItIsGivenAndNothingElse)
 {
     CTestAuthority const authority;
-    CTestAuthority const stranger;
+    CTestAuthority const stranger("Somebody else");
+    CTestAuthority const impostor; // of the same name, as a renewed authority is
     auto const hello = [](std::string const&) { return Answer(200, "hello"); };
     CRawHttpServer const good(hello, authority.Issue("localhost"));
     CRawHttpServer const expired(hello, authority.Issue("localhost", -60));
@@ -245,6 +251,7 @@ TEST(Transport, TrustsTheListItIsGivenAndNothingElse)
     };
     EXPECT_EQ(ask(good, stranger.CertificatePem() + authority.CertificatePem()), "hello");
     ExpectFailure(EFailure::Settings, HasSubstr("issuer"), [&] { ask(good, stranger.CertificatePem()); });
+    ExpectFailure(EFailure::Settings, HasSubstr("certificate"), [&] { ask(good, impostor.CertificatePem()); });
     ExpectFailure(EFailure::Settings, HasSubstr("issuer"), [&] { ask(good, std::nullopt); });
     ExpectFailure(EFailure::Settings, HasSubstr("expired"), [&] { ask(expired, authority.CertificatePem()); });
     ExpectFailure(EFailure::Settings, HasSubstr("localhost"), [&] { ask(misnamed, authority.CertificatePem()); });
@@ -272,10 +279,11 @@ TEST(Transport, ThrottlesBothDirections)
     CRawHttpServer server([](std::string const&) { return Answer(200, std::string(20000, 'x')); });
     auto const throttling = std::make_shared<io::CNetworkTrottlingCtx>();
     throttling->SetLimitBytesPerSec(200'000);
-    CCurlTransport transport(Patient(server), freshPool(), throttling);
+    CCurlTransport transport(SettingsFor(server), FreshPool(), throttling);
     auto const start = std::chrono::steady_clock::now();
-    transport.Exchange(Put(server.Url(), std::string(20000, 'y')));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(100));
+    std::string const body(20000, 'y');
+    transport.Exchange(Put(server.Url(), body));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
 }
 
 TEST(ConnectionPool, SharesConnectionsBetweenThreadsAndClosesIdleOnes)
@@ -283,7 +291,7 @@ TEST(ConnectionPool, SharesConnectionsBetweenThreadsAndClosesIdleOnes)
     CRawHttpServer server([](std::string const&) { return Answer(200, "ok"); });
     auto now = std::chrono::steady_clock::now();
     auto const pool = std::make_shared<CConnectionPool>(8, [&] { return now; });
-    STransportSettings const settings = Patient(server);
+    STransportSettings const settings = SettingsFor(server);
     for (unsigned round = 0; round < 5; ++round)
     {
         std::vector<std::thread> threads;

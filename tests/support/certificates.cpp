@@ -81,7 +81,7 @@ SIdentity Make(std::string const& name, long validSeconds, SIdentity const& issu
 
 } // namespace
 
-CTestAuthority::CTestAuthority() : m_root(Make("Test authority", 3600, {})) {}
+CTestAuthority::CTestAuthority(std::string const& name) : m_root(Make(name, 3600, {})) {}
 
 CTestAuthority::~CTestAuthority() = default;
 

@@ -17,7 +17,7 @@ struct SIdentity
 class CTestAuthority
 {
 public:
-    CTestAuthority();
+    explicit CTestAuthority(std::string const& name = "Test authority");
     ~CTestAuthority();
 
     std::string const& CertificatePem() const { return m_root.m_certificate; }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <stdexcept>
 
 namespace bucketry::testing
@@ -152,6 +153,10 @@ void CRawHttpServer::Listen()
 
 void CRawHttpServer::Serve(SConnection& connection)
 {
+    sigset_t pipe; // what OpenSSL writes to a closed socket must not end the test
+    sigemptyset(&pipe);
+    sigaddset(&pipe, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
     if (m_tls)
     {
         connection.m_ssl.reset(SSL_new(static_cast<SSL_CTX*>(m_tls.get())));
@@ -170,6 +175,11 @@ void CRawHttpServer::Serve(SConnection& connection)
             headEnd == std::string::npos ? headEnd : headEnd + 4 + BodySize(text.substr(0, headEnd));
         if (end == std::string::npos || text.size() < end)
         {
+            bool const asks = text.size() == headEnd + 4 && text.find("Expect: 100-continue") != std::string::npos;
+            if (asks)
+            {
+                connection.Write("HTTP/1.1 100 Continue\r\n\r\n");
+            }
             more = connection.ReadMore(text);
             continue;
         }

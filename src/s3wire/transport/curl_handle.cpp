@@ -51,6 +51,9 @@ public:
     std::size_t GiveBody(char* buffer, std::size_t size);
     bool SeekBody(curl_off_t offset);
 
+    /// Whether the head of the answer has come to its end.
+    bool HasAnswer() const { return m_headEnded; }
+
     /// Runs a callback's work; false if it threw.
     template <class TWork>
     bool Guarded(TWork&& work) noexcept
@@ -75,18 +78,21 @@ private:
     SHttpRequest const& m_request;
     io::CNetworkTrottlingCtx* m_throttling;
     std::uint64_t m_sent = 0;
+    bool m_headEnded = false;
 };
 
 void CExchange::BeginAnswer(std::string_view statusLine)
 {
     m_response = {};
+    m_headEnded = false;
     std::size_t const at = std::min(statusLine.find(' '), statusLine.size() - 1) + 1;
     std::from_chars(statusLine.data() + at, statusLine.data() + statusLine.size(), m_response.m_status);
 }
 
 void CExchange::EndHeaders()
 {
-    if (m_response.m_status / 100 == 1 || (!Sinks() && m_request.m_method == EHttpMethod::Head))
+    m_headEnded = m_response.m_status / 100 != 1;
+    if (!m_headEnded || m_request.m_method == EHttpMethod::Head)
     {
         return;
     }
@@ -418,9 +424,9 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     {
         std::rethrow_exception(exchange.m_failure);
     }
-    if (code != CURLE_OK)
+    if (code != CURLE_OK || !exchange.HasAnswer())
     {
-        Raise(code, request);
+        Raise(code == CURLE_OK ? CURLE_GOT_NOTHING : code, request);
     }
     if (exchange.m_response.m_status == 407)
     {
@@ -446,6 +452,12 @@ void CCurlHandle::Raise(CURLcode code, SHttpRequest const& request)
     if (code == CURLE_OPERATION_TIMEDOUT && ready == 0)
     {
         kind = EFailure::NotSent;
+    }
+    // A certificate whose issuer has the name of a trusted one, but another key, is told as a failed computation only.
+    if (code == CURLE_SSL_CONNECT_ERROR && std::string_view(m_errorText.data()).find("asn1") != std::string_view::npos)
+    {
+        kind = EFailure::Settings;
+        std::strcpy(m_errorText.data(), "the certificate is not signed by a trusted one");
     }
     std::string message = "No answer from " + m_settings->m_origin + " to " + std::string(ToText(request.m_method)) +
         " " + request.m_url + ": " + curl_easy_strerror(code);
