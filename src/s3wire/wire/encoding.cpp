@@ -21,6 +21,26 @@ bool IsOneOf(char c, std::string_view set)
     return set.find(c) != std::string_view::npos;
 }
 
+std::string PercentEncode(std::string_view text, std::string_view unreserved)
+{
+    static constexpr char digits[] = "0123456789ABCDEF";
+    std::string encoded;
+    encoded.reserve(text.size() + 16);
+    for (char const c : text)
+    {
+        if (IsAlphaNumeric(c) || IsOneOf(c, unreserved))
+        {
+            encoded.push_back(c);
+            continue;
+        }
+        auto const byte = static_cast<unsigned char>(c);
+        encoded.push_back('%');
+        encoded.push_back(digits[byte >> 4]);
+        encoded.push_back(digits[byte & 15]);
+    }
+    return encoded;
+}
+
 std::optional<char> HexByteAt(std::string_view text, std::size_t position)
 {
     unsigned value = 0;
@@ -100,22 +120,12 @@ std::optional<std::string> TakeEncodedWord(std::string_view& text)
 
 std::string EncodePath(std::string_view text)
 {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string encoded;
-    encoded.reserve(text.size() + 16);
-    for (char const c : text)
-    {
-        if (IsAlphaNumeric(c) || IsOneOf(c, "-._~/"))
-        {
-            encoded.push_back(c);
-            continue;
-        }
-        auto const byte = static_cast<unsigned char>(c);
-        encoded.push_back('%');
-        encoded.push_back(digits[byte >> 4]);
-        encoded.push_back(digits[byte & 15]);
-    }
-    return encoded;
+    return PercentEncode(text, "-._~/");
+}
+
+std::string EncodeQuery(std::string_view text)
+{
+    return PercentEncode(text, "-._~");
 }
 
 void DecodeListingText(std::string& text)

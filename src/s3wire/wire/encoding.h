@@ -10,6 +10,8 @@ namespace bucketry::s3wire::wire
 
 /// Percent-encodes every byte but the unreserved ones (RFC 3986) and "/".
 std::string EncodePath(std::string_view text);
+/// The same, "/" too: names and values of a query.
+std::string EncodeQuery(std::string_view text);
 
 /// Undoes the encoding of a listing with encoding-type=url, which is that of a form: %XX, and "+" for a space. What is no
 /// such sequence stays.
