@@ -128,7 +128,7 @@ private:
         if (!error)
             http::read(m_stream, m_buffer, parser, error);
         if (error == http::error::body_limit)
-            return RefuseTooLarge(exchange);
+            return SendLast(exchange, RefusalOf(error));
         if (error)
             return LogCut(exchange);
         exchange.m_request.m_body = std::move(parser.get().body());
@@ -243,16 +243,16 @@ private:
         SExchange exchange;
         exchange.m_request.m_method = "?";
         exchange.m_route.m_operation = "Unknown";
-        bool const isTooLong = error == http::error::header_limit;
-        return SendLast(exchange,
-                        CStoreError(400, isTooLong ? "RequestHeaderSectionTooLarge" : "BadRequest",
-                                    "An error occurred when parsing the HTTP request."));
+        return SendLast(exchange, RefusalOf(error));
     }
 
-    bool RefuseTooLarge(SExchange const& exchange)
+    static CStoreError RefusalOf(error_code const& error)
     {
-        return SendLast(exchange,
-                        CStoreError(400, "EntityTooLarge", "Your proposed upload exceeds the maximum allowed size"));
+        if (error == http::error::body_limit)
+            return {400, "EntityTooLarge", "Your proposed upload exceeds the maximum allowed size"};
+        bool const isTooLong = error == http::error::header_limit;
+        return {400, isTooLong ? "RequestHeaderSectionTooLarge" : "BadRequest",
+                "An error occurred when parsing the HTTP request."};
     }
 
     /// Answers, and reads what still comes, so that the client sees the answer and not a reset. Always false.

@@ -55,16 +55,11 @@ TEST_F(SimulatedListings, GiveTheSameNamesWithEveryPageSize)
     for (std::string const size : {"1", "2", "3", "1000"})
     {
         auto const token = [](SAnswer const& page)
-        {
-            std::string text = page.Element("NextContinuationToken");
-            for (auto at = text.find('='); at != std::string::npos; at = text.find('='))
-                text.replace(at, 1, "%3D");
-            return "continuation-token=" + text + "&";
-        };
+        { return "continuation-token=" + Escaped(page.Element("NextContinuationToken")) + "&"; };
         EXPECT_EQ(All("", "list-type=2&max-keys=" + size, "Key", token), keys);
-        auto const last = [](SAnswer const& page) { return "marker=" + page.Elements("Key").back() + "&"; };
+        auto const last = [](SAnswer const& page) { return "marker=" + Escaped(page.Elements("Key").back()) + "&"; };
         EXPECT_EQ(All("", "max-keys=" + size, "Key", last), keys);
-        auto const marker = [&](SAnswer const& page) { return "marker=" + page.Element("NextMarker") + "&"; };
+        auto const marker = [&](SAnswer const& page) { return "marker=" + Escaped(page.Element("NextMarker")) + "&"; };
         EXPECT_EQ(All("delimiter=%2F&", "max-keys=" + size, "Key", marker), (names_t{"a", "e"})) << size;
         EXPECT_EQ(All("delimiter=%2F&", "max-keys=" + size, "CommonPrefixes", marker),
                   (names_t{"<Prefix>dir/</Prefix>", "<Prefix>last/</Prefix>"}))
@@ -100,7 +95,7 @@ TEST_F(SimulatedListings, NameEveryVersionOnceWithEveryPageSize)
             seen.insert(seen.end(), found.begin(), found.end());
             if (page.Element("IsTruncated") != "true")
                 break;
-            markers = "key-marker=" + page.Element("NextKeyMarker") + "&";
+            markers = "key-marker=" + Escaped(page.Element("NextKeyMarker")) + "&";
         }
         EXPECT_EQ(seen, expected) << size;
     }
@@ -112,7 +107,7 @@ TEST_F(SimulatedListings, NameEveryVersionOnceWithEveryPageSize)
 
 TEST_F(SimulatedListings, EncodeNamesOnlyWhenAsked)
 {
-    m_client.Put("/b/a%20b%2Bc%2Fd%01", "");
+    m_client.Put("/b/a%20b%2Bc/d%01", "");
     EXPECT_THAT(m_client.Get("/b").m_body, HasSubstr("<Key>a b+c/d&#x1;</Key>"));
     auto const encoded = m_client.Get("/b?delimiter=%2F&encoding-type=url");
     EXPECT_EQ(encoded.Element("EncodingType"), "url");
