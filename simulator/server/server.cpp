@@ -173,7 +173,7 @@ private:
         Log(exchange, isLost ? 0 : response.m_status, response.m_errorCode);
         if (isLost)
             return false;
-        std::string_view body = response.m_isHead ? std::string_view() : response.Body();
+        std::string_view body = response.m_isHead || IsBodiless(response) ? std::string_view() : response.Body();
         auto const amount = hit.m_fault ? hit.m_fault->m_amount : 0;
         if (hit.Is(EFaultAction::TruncateAnswer))
             body = body.substr(0, amount == 0 ? body.size() / 2 : static_cast<std::size_t>(amount));
@@ -199,6 +199,8 @@ private:
             m_stream.read_some(asio::buffer(block), error);
     }
 
+    static bool IsBodiless(SResponse const& response) { return response.m_status == 204 || response.m_status == 304; }
+
     static std::string Head(SResponse const& response, std::int64_t wrongBy)
     {
         std::string head = "HTTP/1.1 " + std::to_string(response.m_status) + " ";
@@ -207,7 +209,7 @@ private:
         for (auto const& [name, value] : response.m_headers)
             head.append(name).append(": ").append(value).append("\r\n");
         auto const length = static_cast<std::int64_t>(response.Body().size()) + wrongBy;
-        if (response.m_status != 204 && response.m_status != 304)
+        if (!IsBodiless(response))
             head += "Content-Length: " + std::to_string(std::max<std::int64_t>(length, 0)) + "\r\n";
         return head + "\r\n";
     }
