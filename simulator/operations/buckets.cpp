@@ -41,9 +41,7 @@ void ReadDefaultRetention(CXmlReader::CElement const& rule, SBucket& bucket)
     bool const inYears = retention.TextOf("Years").has_value();
     auto const amount = retention.DemandNumber(inYears ? "Years" : "Days");
     if ((mode != "GOVERNANCE" && mode != "COMPLIANCE") || (inYears && retention.TextOf("Days")))
-        throw CStoreError(400, "MalformedXML",
-                          "The XML you provided was not well-formed or did not validate against our "
-                          "published schema");
+        throw MalformedXml();
     if (amount == 0 || amount > (inYears ? 100u : 36500u))
         throw CStoreError(400, "InvalidArgument", "Default retention period must be a positive integer value.");
     bucket.m_defaultCompliance = mode == "COMPLIANCE";

@@ -41,9 +41,7 @@ SResponse DeleteListed(SCall& call)
     auto const objects = body.Root().Children("Object");
     bool const isEmpty = objects.empty() && !call.m_traits.m_deleteListMayBeEmpty;
     if (isEmpty || objects.size() > MAX_DELETES)
-        throw CStoreError(400, "MalformedXML",
-                          "The XML you provided was not well-formed or did not validate against our "
-                          "published schema");
+        throw MalformedXml();
     bool const isQuiet = body.Root().TextOf("Quiet") == "true";
     // All keys are read before the first object goes, so that a list that can't be read deletes nothing.
     pairs_t items;

@@ -19,12 +19,6 @@ CStoreError NoLock(SCall const& call)
     return {404, call.m_traits.m_noLockCode, "The specified object does not have a ObjectLock configuration"};
 }
 
-CStoreError Malformed()
-{
-    return {400, "MalformedXML",
-            "The XML you provided was not well-formed or did not validate against our published schema"};
-}
-
 /// Nothing for an empty element, which removes the retention.
 std::optional<SRetention> ReadRetention(SCall const& call)
 {
@@ -35,7 +29,7 @@ std::optional<SRetention> ReadRetention(SCall const& call)
         return std::nullopt;
     auto const until = ParseIsoTime(date.value_or(""));
     if (!until || (mode != "GOVERNANCE" && mode != "COMPLIANCE"))
-        throw Malformed();
+        throw MalformedXml();
     if (*until <= call.m_now)
         throw CStoreError(400, "InvalidArgument", "The retain until date must be in the future!");
     return SRetention{mode == "COMPLIANCE", *until};
@@ -78,7 +72,7 @@ SResponse PutObjectLegalHold(SCall& call)
     SLock& lock = DemandVersion(call, bucket).m_attributes.m_lock;
     std::string const status = CXmlReader(call.m_request.m_body, "LegalHold").Root().Demand("Status");
     if (status != "ON" && status != "OFF")
-        throw Malformed();
+        throw MalformedXml();
     lock.m_legalHold = status == "ON";
     return {};
 }

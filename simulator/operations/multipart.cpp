@@ -108,9 +108,7 @@ std::vector<SChosenPart> ChooseParts(SCall const& call, SUpload const& upload)
         previous = chosen.back().m_number;
     }
     if (chosen.empty())
-        throw CStoreError(400, "MalformedXML",
-                          "The XML you provided was not well-formed or did not validate against our "
-                          "published schema");
+        throw MalformedXml();
     std::sort(chosen.begin(), chosen.end(), [](auto const& a, auto const& b) { return a.m_number < b.m_number; });
     for (std::size_t i = 0; i + 1 < chosen.size(); ++i)
         if (chosen[i].m_part->m_data->size() < call.m_options.m_minPartSize)

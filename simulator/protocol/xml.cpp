@@ -4,7 +4,6 @@
 
 #include <tinyxml2.h>
 
-#include "../store/error.h"
 #include "text.h"
 
 namespace bucketry::simulator
@@ -42,13 +41,13 @@ std::string_view LocalName(tinyxml2::XMLElement const* element)
     return name.substr(name.find(':') + 1);
 }
 
-CStoreError Malformed()
+} // namespace
+
+CStoreError MalformedXml()
 {
     return {400, "MalformedXML",
             "The XML you provided was not well-formed or did not validate against our published schema"};
 }
-
-} // namespace
 
 CXmlWriter::CXmlWriter(std::string_view root, std::string_view xmlns)
     : m_text("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"), m_open{std::string(root)}
@@ -94,7 +93,7 @@ CXmlReader::CXmlReader(std::string const& text, std::string_view root)
     bool const isWhole = m_document->Parse(text.data(), text.size()) == tinyxml2::XML_SUCCESS;
     auto const* const element = m_document->RootElement();
     if (!isWhole || element == nullptr || LocalName(element) != root || element->NextSiblingElement() != nullptr)
-        throw Malformed();
+        throw MalformedXml();
 }
 
 CXmlReader::~CXmlReader() = default;
@@ -140,7 +139,7 @@ std::string CXmlReader::CElement::Demand(std::string_view name) const
 {
     auto text = TextOf(name);
     if (!text)
-        throw Malformed();
+        throw MalformedXml();
     return std::move(*text);
 }
 
@@ -148,7 +147,7 @@ std::uint64_t CXmlReader::CElement::DemandNumber(std::string_view name) const
 {
     auto const number = ParseNumber(Demand(name));
     if (!number)
-        throw Malformed();
+        throw MalformedXml();
     return *number;
 }
 

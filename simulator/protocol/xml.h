@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "../store/error.h"
+
 namespace tinyxml2
 {
 class XMLDocument;
@@ -17,6 +19,9 @@ namespace bucketry::simulator
 
 constexpr std::string_view S3_NAMESPACE = "http://s3.amazonaws.com/doc/2006-03-01/";
 constexpr std::string_view CONTROL_NAMESPACE = "http://awss3control.amazonaws.com/doc/2018-08-20/";
+
+/// The refusal of a document that isn't what it should be.
+CStoreError MalformedXml();
 
 /// Writes one document without white space between its elements.
 class CXmlWriter

@@ -128,7 +128,7 @@ private:
         if (!error)
             http::read(m_stream, m_buffer, parser, error);
         if (error == http::error::body_limit)
-            return RefuseTooLarge(exchange);
+            return SendLast(exchange, RefusalOf(error));
         if (error)
             return LogCut(exchange);
         exchange.m_request.m_body = std::move(parser.get().body());
@@ -173,7 +173,7 @@ private:
         Log(exchange, isLost ? 0 : response.m_status, response.m_errorCode);
         if (isLost)
             return false;
-        std::string_view body = response.m_isHead ? std::string_view() : response.Body();
+        std::string_view body = response.m_isHead || IsBodiless(response) ? std::string_view() : response.Body();
         auto const amount = hit.m_fault ? hit.m_fault->m_amount : 0;
         if (hit.Is(EFaultAction::TruncateAnswer))
             body = body.substr(0, amount == 0 ? body.size() / 2 : static_cast<std::size_t>(amount));
@@ -199,6 +199,8 @@ private:
             m_stream.read_some(asio::buffer(block), error);
     }
 
+    static bool IsBodiless(SResponse const& response) { return response.m_status == 204 || response.m_status == 304; }
+
     static std::string Head(SResponse const& response, std::int64_t wrongBy)
     {
         std::string head = "HTTP/1.1 " + std::to_string(response.m_status) + " ";
@@ -207,7 +209,7 @@ private:
         for (auto const& [name, value] : response.m_headers)
             head.append(name).append(": ").append(value).append("\r\n");
         auto const length = static_cast<std::int64_t>(response.Body().size()) + wrongBy;
-        if (response.m_status != 204 && response.m_status != 304)
+        if (!IsBodiless(response))
             head += "Content-Length: " + std::to_string(std::max<std::int64_t>(length, 0)) + "\r\n";
         return head + "\r\n";
     }
@@ -243,16 +245,16 @@ private:
         SExchange exchange;
         exchange.m_request.m_method = "?";
         exchange.m_route.m_operation = "Unknown";
-        bool const isTooLong = error == http::error::header_limit;
-        return SendLast(exchange,
-                        CStoreError(400, isTooLong ? "RequestHeaderSectionTooLarge" : "BadRequest",
-                                    "An error occurred when parsing the HTTP request."));
+        return SendLast(exchange, RefusalOf(error));
     }
 
-    bool RefuseTooLarge(SExchange const& exchange)
+    static CStoreError RefusalOf(error_code const& error)
     {
-        return SendLast(exchange,
-                        CStoreError(400, "EntityTooLarge", "Your proposed upload exceeds the maximum allowed size"));
+        if (error == http::error::body_limit)
+            return {400, "EntityTooLarge", "Your proposed upload exceeds the maximum allowed size"};
+        bool const isTooLong = error == http::error::header_limit;
+        return {400, isTooLong ? "RequestHeaderSectionTooLarge" : "BadRequest",
+                "An error occurred when parsing the HTTP request."};
     }
 
     /// Answers, and reads what still comes, so that the client sees the answer and not a reset. Always false.

@@ -102,9 +102,15 @@ SAnswer CClient::Send(std::string const& method, std::string const& target, std:
     std::string const user = m_key.m_id + ":" + m_key.m_secret;
     if (!m_key.m_sessionToken.empty())
         headers.push_back("x-amz-security-token: " + m_key.m_sessionToken);
-    auto const isHash = [](std::string const& header) { return header.starts_with("x-amz-content-sha256"); };
-    if (m_signs && m_service != "sts" && std::none_of(headers.begin(), headers.end(), isHash))
+    auto const has = [&](std::string const& name)
+    {
+        return std::any_of(headers.begin(), headers.end(),
+                           [&](std::string const& header) { return header.starts_with(name); });
+    };
+    if (m_signs && m_service != "sts" && !has("x-amz-content-sha256"))
         headers.push_back(HashHeader(body));
+    if (!has("Content-Type"))
+        headers.push_back("Content-Type:");
     headers.push_back("Expect:");
     curl_slist* lines = nullptr;
     for (auto const& header : headers)
@@ -143,6 +149,14 @@ std::string Md5Header(std::string const& body)
     std::string const digest = Digest(EVP_md5(), body);
     EVP_EncodeBlock(text, reinterpret_cast<unsigned char const*>(digest.data()), static_cast<int>(digest.size()));
     return std::string("Content-MD5: ") + reinterpret_cast<char const*>(text);
+}
+
+std::string Escaped(std::string const& text)
+{
+    char* const escaped = curl_easy_escape(nullptr, text.data(), static_cast<int>(text.size()));
+    std::string const copy = escaped;
+    curl_free(escaped);
+    return copy;
 }
 
 std::string RawExchange(std::uint16_t port, std::string const& bytes, std::string const& enough)

@@ -56,6 +56,9 @@ public:
 /// Content-MD5 as a header line.
 std::string Md5Header(std::string const& body);
 
+/// Encoded for a query.
+std::string Escaped(std::string const& text);
+
 /// Sends bytes as they are and reads all that comes back until the connection ends or `enough` has come.
 std::string RawExchange(std::uint16_t port, std::string const& bytes, std::string const& enough = "\r\n\r\n");
 
