@@ -21,6 +21,8 @@ namespace
 {
 
 constexpr long smallBuffer = 16 * 1024;
+/// For an answer of unknown size: the allocator still has such a block at hand, a larger one is mapped anew each time.
+constexpr long middleBuffer = 64 * 1024;
 constexpr long largeBuffer = 512 * 1024;
 /// A body up to this size goes out together with the headers, in one system call.
 constexpr std::uint64_t inlineBody = 60 * 1024;
@@ -401,6 +403,14 @@ void CCurlHandle::SetHeaders(SHttpRequest const& request)
     Set(CURLOPT_HTTPHEADER, m_headerLines.data());
 }
 
+long CCurlHandle::BufferFor(std::uint64_t expectedSize) const
+{
+    // Objects of one job are mostly alike, so the last one tells about the next whose size is not known.
+    std::uint64_t const likely =
+        expectedSize != 0 ? expectedSize : std::max<std::uint64_t>(m_lastReceived, middleBuffer);
+    return likely <= smallBuffer ? smallBuffer : likely <= 4 * middleBuffer ? middleBuffer : largeBuffer;
+}
+
 SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrottlingCtx* throttling)
 {
     CExchange exchange(request, throttling);
@@ -410,8 +420,7 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     Set(CURLOPT_HEADERDATA, &exchange);
     Set(CURLOPT_WRITEDATA, &exchange);
     bool const throttled = throttling && throttling->GetLimitBytesPerSec() != 0;
-    bool const largeAnswer = request.m_sink && (request.m_expectedSize == 0 || request.m_expectedSize > smallBuffer);
-    Set(CURLOPT_BUFFERSIZE, largeAnswer && !throttled ? largeBuffer : smallBuffer);
+    Set(CURLOPT_BUFFERSIZE, throttled || !request.m_sink ? smallBuffer : BufferFor(request.m_expectedSize));
     Set(CURLOPT_UPLOAD_BUFFERSIZE, request.m_body.m_size > inlineBody && !throttled ? largeBuffer : smallBuffer);
     if (request.m_body.m_size <= inlineBody)
     {
@@ -432,6 +441,7 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     {
         throw CTransportFailure(EFailure::Settings, "The proxy asks for other credentials (407): " + request.m_url);
     }
+    m_lastReceived = request.m_sink ? exchange.m_response.m_receivedBytes : m_lastReceived;
     long connections = 0;
     curl_easy_getinfo(m_curl.get(), CURLINFO_NUM_CONNECTS, &connections);
     exchange.m_response.m_connections = static_cast<unsigned>(connections);

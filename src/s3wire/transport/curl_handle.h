@@ -46,11 +46,13 @@ private:
     void SetUpTrust();
     void SetMethod(SHttpRequest const& request, void* exchange);
     void SetHeaders(SHttpRequest const& request);
+    long BufferFor(std::uint64_t expectedSize) const;
     [[noreturn]] void Raise(CURLcode code, SHttpRequest const& request);
 
     std::shared_ptr<STransportSettings const> m_settings;
     std::unique_ptr<CURL, SFree> m_curl;
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
+    std::uint64_t m_lastReceived = 0;      ///< by the last sink
     std::string m_headerText;              ///< the header lines of the running exchange, each with its end mark
     std::vector<curl_slist> m_headerLines; ///< point into m_headerText
 };
