@@ -1,3 +1,4 @@
+#include "bucketry/base/datetime.h"
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
