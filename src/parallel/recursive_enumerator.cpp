@@ -67,6 +67,13 @@ std::function<void(std::vector<TEntry> const&)> PageFunction(
     };
 }
 
+/// What to list for a folder that an entry named. One without a name of its own, as that of the key "a//x", ends in the
+/// delimiter, which a listing takes for the end of the folder above.
+std::string ListingPath(std::string const& folder)
+{
+    return folder.ends_with('/') ? folder + "/" : folder;
+}
+
 } // namespace
 
 CRecursiveObjectsEnumerator::CRecursiveObjectsEnumerator(std::string const& root,
@@ -83,10 +90,11 @@ void CRecursiveObjectsEnumerator::Process(std::function<void(std::vector<SObject
     {
         std::string const folder = std::move(pending.back());
         pending.pop_back();
+        std::string const path = folder == m_root ? folder : ListingPath(folder);
         auto const listing = versioned
             ? m_client->GetVersioningUtils()->QueryFolderVersionsAsync(
-                  folder, PageFunction<SCloudObjectPathVersionPair>(folder, pending, callback))
-            : m_client->QueryFolderAsync(folder, PageFunction<SCloudObjectInfo>(folder, pending, callback));
+                  path, PageFunction<SCloudObjectPathVersionPair>(folder, pending, callback))
+            : m_client->QueryFolderAsync(path, PageFunction<SCloudObjectInfo>(folder, pending, callback));
         listing->Wait();
     }
 }
