@@ -231,15 +231,6 @@ public:
     virtual ~ICloudInterRegionSource() = default;
 };
 
-/// The handle of a held lock.
-class BUCKETRY_API ICloudLock
-{
-public:
-    virtual ~ICloudLock() = default;
-    virtual void Unlock() = 0;
-    virtual guid::guid_t GetLockId() const = 0;
-};
-
 /// Says which failures are worth another attempt, and when.
 class BUCKETRY_API ICloudRetryStrategy
 {
