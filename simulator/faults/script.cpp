@@ -47,6 +47,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+std::string Quoted(std::string const& word)
+{
+    return std::string(1, '"').append(word).append(1, '"');
+}
+
 /// Words between blanks; blanks inside double quotes don't count, and "#" ends the line.
 words_t SplitWords(std::string const& line)
 {
@@ -147,7 +152,7 @@ EFaultAction ReadAction(words_t& words)
     for (auto const& known : ACTIONS)
         if (known.m_name == name)
             return known.m_action;
-    throw CReason("there is no action \"" + name + "\"");
+    throw CReason("there is no action " + Quoted(name));
 }
 
 constexpr std::int64_t MAX_AMOUNT = std::numeric_limits<int>::max();
@@ -211,7 +216,7 @@ void ReadArguments(SFault& fault, words_t& words)
 SFault ReadRule(words_t words)
 {
     if (words.front() != "on")
-        throw CReason("a rule begins with \"on\", not with \"" + words.front() + "\"");
+        throw CReason("a rule begins with \"on\", not with " + Quoted(words.front()));
     words.erase(words.begin());
     SFault fault;
     fault.m_operation = TakeFirst(words, "the operation");
@@ -220,12 +225,12 @@ SFault ReadRule(words_t words)
         auto const equals = word.find('=');
         std::string const name = word.substr(0, equals);
         if (equals == std::string::npos || !ReadSelector(fault, name, word.substr(equals + 1)))
-            throw CReason("\"" + word + "\" doesn't tell which requests are meant");
+            throw CReason(Quoted(word) + " doesn't tell which requests are meant");
     }
     fault.m_action = ReadAction(words);
     ReadArguments(fault, words);
     if (!words.empty())
-        throw CReason("\"" + words.front() + "\" is too much");
+        throw CReason(Quoted(words.front()) + " is too much");
     return fault;
 }
 
