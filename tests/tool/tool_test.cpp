@@ -3,7 +3,9 @@
 
 #include <fcntl.h>
 #include <linux/capability.h>
+#include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -165,6 +167,7 @@ protected:
     }
 
     fs::path m_work;
+    rlim_t m_fileSizeLimit = RLIM_INFINITY; ///< for the program, in bytes
 
 private:
     [[noreturn]] void Become(std::vector<std::string>& arguments, std::string const& out, std::string const& err)
@@ -177,7 +180,9 @@ private:
         words.push_back(nullptr);
         ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
         ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
-        if (::chdir(m_work.c_str()) == 0 && DropPowersOverFiles())
+        rlimit const limit{m_fileSizeLimit, RLIM_INFINITY};
+        ::signal(SIGXFSZ, SIG_IGN);
+        if (::chdir(m_work.c_str()) == 0 && ::setrlimit(RLIMIT_FSIZE, &limit) == 0 && DropPowersOverFiles())
         {
             ::execv(words.front(), words.data());
         }
@@ -323,6 +328,24 @@ TEST_F(Tool, ABackupThatDidNotEndIsNeverTakenForWhole)
     EXPECT_FALSE(fs::exists(m_work / "copy2"));
     fs::remove(m_work / "root/b/manifest");
     ExpectFailure(1, "the manifest is missing", {"verify", "tree", "b"});
+}
+
+TEST_F(Tool, ABackupThatRunsOutOfRoomIsNotWhole)
+{
+    MakeTree();
+    ExpectOk({"backup", "tree", "b"});
+    std::vector<std::string> const before = Describe(m_work / "tree");
+    WriteText(m_work / "tree/zz", std::string(1 << 20, 'z'));
+    m_fileSizeLimit = 100000; // a write beyond it fails as on a full disk
+    ExpectFailure(1, "zz", {"backup", "tree", "b"});
+    m_fileSizeLimit = RLIM_INFINITY;
+    ExpectFailure(1, "has left objects here", {"verify", "tree", "b"});
+    ExpectOk({"restore", "b", "copy"}); // the former backup
+    EXPECT_EQ(Describe(m_work / "copy"), before);
+    ExpectOk({"backup", "tree", "b"});
+    m_fileSizeLimit = 100000;
+    ExpectFailure(1, "Could not be restored, File too large: [other/zz]", {"restore", "b", "other"});
+    EXPECT_EQ(Describe(m_work / "other"), before);
 }
 
 TEST_F(Tool, WhatCannotBeReadIsNamedAndTheRestGoesOn)
