@@ -24,6 +24,11 @@ struct SExample
     char const* m_signature;
 };
 
+void PrintTo(SExample const& example, std::ostream* out)
+{
+    *out << example.m_name;
+}
+
 /// The examples of "Signature Calculations for the Authorization Header" in the Amazon S3 API Reference.
 class PublishedExamples : public ::testing::TestWithParam<SExample>
 {
