@@ -1,4 +1,5 @@
 #include "support/expect_failure.h"
+#include "support/memory_client.h"
 
 #include "bucketry/transfer.h"
 
@@ -27,23 +28,6 @@ struct SDownload final : ICloudDownload
     bool m_fails = false;
 };
 
-struct SUpload final : ICloudUpload
-{
-    void Write(unsigned char const* data, unsigned long size) override
-    {
-        m_log += std::string(reinterpret_cast<char const*>(data), size);
-    }
-    void WriteZeroes(unsigned long size) override { m_log += "0*" + std::to_string(size); }
-    void Flush() override { m_log += "|"; }
-    std::optional<std::string> Finish() override
-    {
-        m_log += ".";
-        return std::nullopt;
-    }
-
-    std::string m_log;
-};
-
 } // namespace
 
 TEST(ObjectIoDev, ReadsInSequenceUpToTheEnd)
@@ -62,25 +46,14 @@ TEST(ObjectIoDev, ReadsInSequenceUpToTheEnd)
     device->close();
 }
 
-TEST(ObjectIoDev, WritesAndFinishesOnlyWhenClosed)
-{
-    auto const stream = std::make_shared<SUpload>();
-    auto const device = CCloudObjectIoDev::CreateForWrite(stream);
-    EXPECT_EQ(device->write("abc", 3), 3U);
-    EXPECT_EQ(device->write(nullptr, 4096), 4096U);
-    EXPECT_EQ(stream->m_log, "abc0*4096");
-    device->close();
-    device->close();
-    EXPECT_EQ(stream->m_log, "abc0*4096..");
-}
-
 TEST(ObjectIoDev, NeedsTheStreamOfItsDirection)
 {
     char buffer[1];
     auto const noDownload = "CCloudObjectIoDev: download stream is not initialized";
     auto const noUpload = "CCloudObjectIoDev: upload stream is not initialized";
     auto const reader = CCloudObjectIoDev::CreateForRead(std::make_shared<SDownload>());
-    auto const writer = CCloudObjectIoDev::CreateForWrite(std::make_shared<SUpload>());
+    testing::CMemoryClient client(std::make_shared<testing::CMemoryStore>(false));
+    auto const writer = CCloudObjectIoDev::CreateForWrite(client.StartUpload("object", 1));
     testing::ExpectFailure<exc::CRuntimeExc>(noDownload, [&] { CCloudObjectIoDev::CreateForRead(nullptr); });
     testing::ExpectFailure<exc::CRuntimeExc>(noUpload, [&] { CCloudObjectIoDev::CreateForWrite(nullptr); });
     testing::ExpectFailure<exc::CRuntimeExc>(noDownload, [&] { writer->read(buffer, 1); });

@@ -24,10 +24,10 @@ flags=$(PKG_CONFIG_PATH=$pc pkg-config --cflags --libs bucketry)
 # The soname is what dynamic linking will ask for; only our own names are visible, and no part of the closed layers.
 library=$(find "$prefix" -name libbucketry.so)
 readelf -d "$library" | grep -F 'SONAME' | grep -F '[libbucketry.so.0]'
-names=$(nm -DC --defined-only "$library" | cut -d ' ' -f 3-)
-grep -q '^bucketry::' <<<"$names"
-if grep -vE '^(bucketry::|.* (for|to) bucketry::)' <<<"$names" ||
-    grep -E 'bucketry::s3wire::(transport|wire|auth)::' <<<"$names"; then
+names=$(nm -D --defined-only "$library" | cut -d ' ' -f 3-)
+grep -q '^_ZN8bucketry' <<<"$names"
+if grep -vE '^_Z[A-Za-z0-9_]*NK?8bucketry' <<<"$names" ||
+    c++filt <<<"$names" | grep -E '^bucketry::s3wire::(transport|wire|auth)::'; then
     echo "these names should be hidden" >&2
     exit 1
 fi

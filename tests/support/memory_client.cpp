@@ -414,14 +414,7 @@ public:
             {
                 std::vector<SCloudObjectPathVersionPair> all;
                 self->m_store->Do("QueryFolderVersionsAsync(" + path + ")",
-                                  [&]
-                                  {
-                                      for (std::string const& key : self->m_store->KeysBelow(PrefixOf(path)))
-                                      {
-                                          std::ranges::move(self->VersionsOf(key, key.substr(PrefixOf(path).size())),
-                                                            std::back_inserter(all));
-                                      }
-                                  });
+                                  [&] { all = self->ChildrenOf(PrefixOf(path)); });
                 InPages(all, self->m_pageSize, onPage);
             });
     }
@@ -536,6 +529,30 @@ private:
             }
         }
         return pairs;
+    }
+
+    /// The versions of the objects directly below the prefix, then the subfolders; without the folder's own marker.
+    std::vector<SCloudObjectPathVersionPair> ChildrenOf(std::string const& prefix) const
+    {
+        std::vector<SCloudObjectPathVersionPair> children;
+        std::set<std::string> folders;
+        for (std::string const& key : m_store->KeysBelow(prefix))
+        {
+            std::string const name = key.substr(prefix.size());
+            if (auto const end = name.find('/'); end != std::string::npos)
+            {
+                folders.insert(name.substr(0, end));
+            }
+            else if (!name.empty())
+            {
+                std::ranges::move(VersionsOf(key, name), std::back_inserter(children));
+            }
+        }
+        for (std::string const& folder : folders)
+        {
+            children.emplace_back(folder, "", 0, true, datetime::CDateTime(true));
+        }
+        return children;
     }
 
     std::shared_ptr<CMemoryStore> const m_store;

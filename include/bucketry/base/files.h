@@ -89,10 +89,12 @@ class BUCKETRY_API CFsDirectoryInfo
 public:
     explicit CFsDirectoryInfo(std::string path);
 
-    /// Everything that is no directory. `followLinks`: a link counts as what it leads to; else it counts as a file.
+    /// Everything that is no directory. `followLinks`: a link counts as what it leads to, and one that leads to nothing is
+    /// left out; else it counts as a file.
     std::vector<CFsItemInfo> EnumFiles(bool followLinks) const;
     /// `followLinks`: a link to a directory counts as one. `recursive`: at every depth, links never followed for that.
-    /// `includeHidden`: names that begin with a dot as well. `skipUnreadable`: leave out what cannot be opened, else it is a failure.
+    /// `includeHidden`: names that begin with a dot as well. `skipUnreadable`, for `recursive` only: leave out what may not be
+    /// opened, else it is a failure.
     std::vector<CFsItemInfo> EnumSubDirectories(bool followLinks, bool recursive, bool includeHidden,
                                                 bool skipUnreadable) const;
 

@@ -2,6 +2,7 @@
 
 #include "bucketry/base/export.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <functional>
 #include <future>
@@ -131,18 +132,9 @@ private:
 };
 
 template <class T>
-struct STaskResult
-{
-    using type = T;
-    static constexpr bool isTask = false;
-};
-
+inline constexpr bool IsTask = false;
 template <class T>
-struct STaskResult<Task<T>>
-{
-    using type = T;
-    static constexpr bool isTask = true;
-};
+inline constexpr bool IsTask<Task<T>> = true;
 
 } // namespace details
 
@@ -234,7 +226,7 @@ private:
     template <class R, class TCall>
     static R Unwrap(TCall&& call)
     {
-        if constexpr (details::STaskResult<std::invoke_result_t<TCall&>>::isTask)
+        if constexpr (details::IsTask<std::invoke_result_t<TCall&>>)
         {
             return call().get();
         }
@@ -281,18 +273,8 @@ struct BUCKETRY_API TaskUtils
                         return;
                     }
                 }
-                auto const isAnyDone = [&tasks]
-                {
-                    for (Task<T> const& task : tasks)
-                    {
-                        if (task.GetContext()->IsDone())
-                        {
-                            return true;
-                        }
-                    }
-                    return tasks.empty();
-                };
-                condition->wait(lock, isAnyDone);
+                auto const isDone = [](Task<T> const& task) { return task.GetContext()->IsDone(); };
+                condition->wait(lock, [&] { return tasks.empty() || std::ranges::any_of(tasks, isDone); });
             });
     }
 };

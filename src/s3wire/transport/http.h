@@ -21,21 +21,57 @@ enum class EHttpMethod
     Delete
 };
 
-/// Header lines in the order they were added; names compare case-insensitively.
+/// The method's word in a request line.
+std::string_view ToText(EHttpMethod method);
+
+/// Header lines in the order they were added; names compare case-insensitively. All of them share one block of text, so
+/// views that were handed out end with the next change.
 class CHeaders
 {
 public:
-    void Add(std::string name, std::string value);
-    /// Replaces every line of that name.
-    void Set(std::string name, std::string value);
-    std::optional<std::string_view> Find(std::string_view name) const;
+    using line_t = std::pair<std::string_view, std::string_view>;
 
-    auto begin() const { return m_lines.begin(); }
-    auto end() const { return m_lines.end(); }
+    void Add(std::string_view name, std::string_view value);
+    /// Replaces every line of that name.
+    void Set(std::string_view name, std::string_view value);
+    void Remove(std::string_view name);
+    std::optional<std::string_view> Find(std::string_view name) const;
+    /// The value of the first line of that name, or an empty text.
+    std::string_view Get(std::string_view name) const { return Find(name).value_or(std::string_view()); }
+
+    std::size_t size() const { return m_lines.size(); }
     bool empty() const { return m_lines.empty(); }
+    line_t operator[](std::size_t index) const;
+
+    class const_iterator
+    {
+    public:
+        const_iterator(CHeaders const& headers, std::size_t index) : m_headers(&headers), m_index(index) {}
+        line_t operator*() const { return (*m_headers)[m_index]; }
+        const_iterator& operator++()
+        {
+            ++m_index;
+            return *this;
+        }
+        bool operator==(const_iterator const& other) const { return m_index == other.m_index; }
+
+    private:
+        CHeaders const* m_headers;
+        std::size_t m_index;
+    };
+    const_iterator begin() const { return {*this, 0}; }
+    const_iterator end() const { return {*this, m_lines.size()}; }
 
 private:
-    std::vector<std::pair<std::string, std::string>> m_lines;
+    struct SLine
+    {
+        std::uint32_t m_at;
+        std::uint32_t m_nameSize;
+        std::uint32_t m_valueSize;
+    };
+
+    std::string m_text; ///< name, value, name, value ...
+    std::vector<SLine> m_lines;
 };
 
 /// A request body: one contiguous block, never copied on its way to the socket.
@@ -47,7 +83,8 @@ struct SBody
 };
 
 /// Takes a success body as it arrives. `Prepare` is called once per attempt, before the first byte, with the
-/// announced length (none for a chunked answer) and the status; it may throw to refuse the answer.
+/// announced length (none for a chunked answer) and the status; it may throw to refuse the answer. What the sink throws
+/// comes out of the exchange unchanged.
 class IBodySink
 {
 public:
@@ -60,22 +97,24 @@ public:
 struct SHttpRequest
 {
     EHttpMethod m_method = EHttpMethod::Get;
-    std::string m_url; ///< scheme://host[:port]/encoded-path[?encoded-query]
-    CHeaders m_headers;
+    std::string m_url;  ///< scheme://host[:port]/encoded-path[?encoded-query]
+    CHeaders m_headers; ///< a "Host" among them replaces the one of the URL
     SBody m_body;
-    IBodySink* m_sink =
-        nullptr; ///< takes a 2xx body; without one, and for every other status, the body lands in `m_text`
+    IBodySink* m_sink = nullptr;      ///< takes a 2xx body; any other body lands in `m_text`
+    std::uint64_t m_expectedSize = 0; ///< bytes that the answer will bring, if known: small ones get small buffers
 };
 
 struct SHttpResponse
 {
     unsigned m_status = 0;
     CHeaders m_headers;
-    std::string m_text; ///< body that no sink took, cut at 64 MiB
+    std::string m_text;                ///< body that no sink took; one above 64 MiB is a failure
+    std::uint64_t m_receivedBytes = 0; ///< of the body
+    unsigned m_connections = 0;        ///< opened for this exchange; 0 if one was there
 };
 
 /// The seam for tests: one blocking exchange. Any number of threads at once.
-/// Throws web::http::http_exception when no whole answer came.
+/// Throws web::http::http_exception (CTransportFailure says more) when no whole answer came.
 class IHttpTransport
 {
 public:

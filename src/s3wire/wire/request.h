@@ -2,6 +2,7 @@
 
 #include "s3wire/transport/http.h"
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,9 +30,15 @@ struct SWireRequest
     transport::CHeaders m_headers;
     transport::SBody m_body;
     transport::IBodySink* m_sink = nullptr;
-    bool m_idempotent = false;     ///< may be sent again when it is unknown whether the store has seen it
-    bool m_contentMd5 = false;     ///< the store demands Content-MD5
-    bool m_errorInside200 = false; ///< a 200 may carry an <Error> body, which then counts as the failure
+    bool m_idempotent = false; ///< may be sent again when it is unknown whether the store has seen it
+    bool m_contentMd5 = false; ///< the store demands Content-MD5
+    /// A 200 may carry an <Error> body, which then counts as the failure; so does an empty body.
+    bool m_errorInside200 = false;
+    /// Any status comes back as the answer, after the usual repeats and without redirects.
+    bool m_returnRefusals = false;
+    std::uint64_t m_expectedSize = 0; ///< bytes that the answer will bring, if known
+    /// S3Control only: the control endpoint; empty for the one of the region.
+    std::string m_endpoint;
 };
 
 /// Signs, sends, retries, counts. A status of 300 and above, and an error inside a 200, come out as

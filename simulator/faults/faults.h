@@ -1,0 +1,55 @@
+#pragma once
+
+#include <mutex>
+#include <random>
+#include <vector>
+
+#include "../protocol/route.h"
+
+namespace bucketry::simulator
+{
+
+/// What the rules do to one request.
+struct SFaultHit
+{
+    std::chrono::milliseconds m_delay{0};
+    std::optional<SFault> m_fault; ///< never a delay
+
+    bool Is(EFaultAction action) const { return m_fault && m_fault->m_action == action; }
+    /// As a script writes the actions; empty if nothing hit.
+    std::string Name() const;
+};
+
+/// The rules and their counts. Any number of threads.
+class CFaults
+{
+public:
+    void Add(std::vector<SFault> const& faults);
+    void Clear();
+    /// Counts the request with the rules that it fits, and tells what they do to it.
+    SFaultHit Pick(SRoute const& route);
+    std::uint64_t Fired() const;
+
+private:
+    struct SRule
+    {
+        SFault m_fault;
+        unsigned m_seen = 0;
+        unsigned m_fired = 0;
+        std::mt19937_64 m_random;
+
+        bool Fires(SRoute const& route);
+    };
+
+    mutable std::mutex m_mutex;
+    std::vector<SRule> m_rules; // guarded by m_mutex
+    std::uint64_t m_fired = 0;  // guarded by m_mutex
+};
+
+/// The word by which a script names the action.
+std::string ActionName(EFaultAction action);
+
+/// The refusal that a fault puts in the place of the work; nothing if the work is done all the same.
+std::optional<CStoreError> FaultRefusal(SFault const& fault, SRequest const& request);
+
+} // namespace bucketry::simulator

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <bucketry/simulator.h>
+
+namespace bucketry::simulator
+{
+
+std::string ToLower(std::string_view text);
+std::string Hex(std::string_view bytes);
+std::string Base64(std::string_view bytes);
+/// Nothing unless the text is base64 with its padding.
+std::optional<std::string> FromBase64(std::string_view text);
+
+/// Everything but `A-Z a-z 0-9 - . _ ~` becomes %XX; "/" too, unless it is kept.
+std::string PercentEncode(std::string_view bytes, bool keepSlash);
+/// As HTML forms encode, "/" left as it is: how S3 writes keys with encoding-type=url.
+std::string FormEncode(std::string_view bytes);
+/// Nothing if a "%" is not followed by two hex digits.
+std::optional<std::string> PercentDecode(std::string_view text, bool plusIsSpace);
+bool IsUtf8(std::string_view text);
+/// Each byte read as one character of Latin-1.
+std::string Latin1ToUtf8(std::string_view bytes);
+
+/// The whole text as a decimal number without sign.
+std::optional<std::uint64_t> ParseNumber(std::string_view text);
+
+std::string IsoTime(time_point_t time);      ///< 2026-03-14T15:09:26.000Z
+std::string IsoBasicTime(time_point_t time); ///< 20260314T150926Z
+std::string HttpTime(time_point_t time);     ///< Sat, 14 Mar 2026 15:09:26 GMT
+std::optional<time_point_t> ParseIsoTime(std::string const& text);
+std::optional<time_point_t> ParseIsoBasicTime(std::string const& text);
+std::optional<time_point_t> ParseHttpTime(std::string const& text);
+
+/// `*` stands for any text, `?` for one byte.
+bool GlobMatches(std::string_view glob, std::string_view text);
+
+} // namespace bucketry::simulator

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <memory>
+
+#include "../faults/faults.h"
+#include "log.h"
+#include "service.h"
+
+namespace bucketry::simulator
+{
+
+/// What a connection works with; outlives the server.
+struct SServerParts
+{
+    SSimulatorOptions const& m_options;
+    CService& m_service;
+    CFaults& m_faults;
+    CRequestLog& m_log;
+};
+
+/// The socket: one thread accepts, one serves each connection.
+class CServer
+{
+public:
+    /// Listens at once. Throws std::runtime_error if it can't.
+    explicit CServer(SServerParts const& parts);
+    /// Ends all connections and joins their threads.
+    ~CServer();
+
+    std::uint16_t Port() const;
+
+private:
+    class CImpl;
+    std::unique_ptr<CImpl> m_impl;
+};
+
+} // namespace bucketry::simulator

@@ -1,0 +1,227 @@
+#include "s3wire/operations.h"
+
+#include "bucketry/s3wire/exception.h"
+#include "s3wire/download.h"
+
+#include <utility>
+
+namespace bucketry::s3wire
+{
+namespace
+{
+
+using transport::SHttpResponse;
+using wire::SObjectRef;
+
+std::string_view WithoutQuotes(std::string_view eTag)
+{
+    return eTag.size() >= 2 && eTag.front() == '"' && eTag.back() == '"' ? eTag.substr(1, eTag.size() - 2) : eTag;
+}
+
+} // namespace
+
+COperations::COperations(std::shared_ptr<wire::IWireSender> sender, SStoreTraits traits)
+    : m_sender(std::move(sender)), m_traits(traits)
+{
+}
+
+s3::SObjectData COperations::GetObject(SObjectRef const& object, std::shared_ptr<io::block::bufs_pool_t> pool,
+                                       wire::SByteRange const& range) const
+{
+    CBlockSink sink(std::move(pool));
+    wire::SWireRequest request = wire::MakeGetObject(object, range, "", m_traits.m_givesChecksums && range.IsWhole());
+    request.m_sink = &sink;
+    return Exchange(request,
+                    [&](SHttpResponse const& answer)
+                    {
+                        std::shared_ptr<io::block::CPooledBuf> content = sink.Take();
+                        CheckRange(answer, range.m_offset, range.m_length, content->GetCount());
+                        CheckContent(answer, *content);
+                        s3::SObjectData data = wire::ReadObjectData(answer, content->GetCount());
+                        data.m_content = std::move(content);
+                        return data;
+                    });
+}
+
+std::size_t COperations::ReadObject(SObjectRef const& object, wire::SByteRange const& range, unsigned char* data,
+                                    std::string& eTag) const
+{
+    CMemorySink sink(data, range.m_length);
+    wire::SWireRequest request = wire::MakeGetObject(object, range, eTag, false);
+    request.m_sink = &sink;
+    return Exchange(request,
+                    [&](SHttpResponse const& answer)
+                    {
+                        CheckRange(answer, range.m_offset, range.m_length, sink.GetSize());
+                        eTag = wire::HeaderOf(answer, "ETag");
+                        return sink.GetSize();
+                    });
+}
+
+s3::SObjectData COperations::HeadObject(SObjectRef const& object) const
+{
+    return Exchange(wire::MakeHeadObject(object),
+                    [](SHttpResponse const& answer) { return wire::ReadObjectData(answer, std::nullopt); });
+}
+
+bool COperations::IsObjectExist(SObjectRef const& object) const
+{
+    try
+    {
+        Exchange(wire::MakeHeadObject(object));
+        return true;
+    }
+    catch (CS3WireException const& error)
+    {
+        if (error.GetStatusCode() != 404)
+        {
+            throw;
+        }
+        return false;
+    }
+}
+
+s3::SPutObjectResult COperations::PutObject(SObjectRef const& object, wire::SNewObject const& properties,
+                                            std::shared_ptr<io::block::CPooledBuf const> const& content)
+{
+    s3::SPutObjectResult result = Exchange(wire::MakePutObject(object, properties, content), wire::ReadPutObject);
+    m_locks.Ensure(*this, ELockRoute::Put, {object.m_bucket, object.m_key, result.m_versionId}, properties.m_lock);
+    return result;
+}
+
+s3::SCopyObjectResult COperations::CopyObject(SObjectRef const& source, SObjectRef const& target,
+                                              s3::CObjectStorageClass const& storageClass,
+                                              s3::SObjectLockConfig const& lock, std::string const& metadataDirective)
+{
+    s3::SCopyObjectResult result =
+        Exchange(wire::MakeCopyObject(source, target, storageClass, lock, metadataDirective), wire::ReadCopyObject);
+    if (result.m_versionId.empty())
+    {
+        result.m_versionId = VersionOfCopy(target, result.m_eTag);
+    }
+    m_locks.Ensure(*this, ELockRoute::Copy, {target.m_bucket, target.m_key, result.m_versionId}, lock);
+    return result;
+}
+
+/// Some stores keep versions but don't name the one that a copy has made. Empty if it cannot be told: without versions, without
+/// the right to look, or if another writer came between.
+std::string COperations::VersionOfCopy(SObjectRef const& target, std::string const& eTag)
+{
+    {
+        std::lock_guard const lock(m_mutex);
+        if (m_unversioned.contains(target.m_bucket))
+        {
+            return "";
+        }
+    }
+    try
+    {
+        s3::SObjectData const head = HeadObject(target);
+        if (head.m_versionId.empty())
+        {
+            std::lock_guard const lock(m_mutex);
+            m_unversioned.insert(target.m_bucket);
+        }
+        return WithoutQuotes(head.m_eTag) == WithoutQuotes(eTag) ? head.m_versionId : "";
+    }
+    catch (CS3WireException const&)
+    {
+        return "";
+    }
+}
+
+s3::SMultipartUploadResult COperations::CompleteUpload(wire::SUploadRef const& upload,
+                                                       std::vector<std::string> const& eTags, std::uint64_t size,
+                                                       s3::SObjectLockConfig const& lock)
+{
+    auto const complete = [&]() -> s3::SMultipartUploadResult
+    {
+        std::exception_ptr failure;
+        try
+        {
+            return Exchange(wire::MakeCompleteMultipartUpload(upload, eTags), wire::ReadCompleteMultipartUpload);
+        }
+        catch (CS3WireException const& error)
+        {
+            if (error.GetStatusCode() < 500 && error.GetAmazonErrorCode() != "NoSuchUpload")
+            {
+                throw;
+            }
+            failure = std::current_exception();
+        }
+        catch (web::http::http_exception const&)
+        {
+            failure = std::current_exception();
+        }
+        if (std::optional<s3::SMultipartUploadResult> found = FindCompleted(upload, eTags, size))
+        {
+            return std::move(*found);
+        }
+        std::rethrow_exception(failure);
+    };
+    s3::SMultipartUploadResult result = complete();
+    m_locks.Ensure(*this, ELockRoute::Multipart, {upload.m_bucket, upload.m_key, result.m_versionId}, lock);
+    return result;
+}
+
+/// Whether the object is there, of this size and made of these parts. Size alone would take an older object for the new one.
+std::optional<s3::SMultipartUploadResult> COperations::FindCompleted(wire::SUploadRef const& upload,
+                                                                     std::vector<std::string> const& eTags,
+                                                                     std::uint64_t size) const
+{
+    try
+    {
+        s3::SObjectData const head = HeadObject({upload.m_bucket, upload.m_key, ""});
+        std::string const expected = wire::MultipartETag(eTags);
+        if (head.m_contentLength == size && !expected.empty() && head.m_eTag == expected)
+        {
+            return s3::SMultipartUploadResult{upload.m_bucket, upload.m_key, head.m_eTag, head.m_versionId};
+        }
+    }
+    catch (exc::exc_base_t const&) // what the caller knows already says more
+    {
+    }
+    return std::nullopt;
+}
+
+s3::SBucketRegion COperations::GetBucketRegion(std::string const& bucket) const
+{
+    std::string const region =
+        Exchange(wire::MakeHeadBucket(bucket),
+                 [](SHttpResponse const& answer) { return wire::HeaderOf(answer, "x-amz-bucket-region"); });
+    return region.empty() ? Exchange(wire::MakeGetBucketLocation(bucket), wire::ReadGetBucketLocation)
+                          : s3::SBucketRegion{region};
+}
+
+std::string COperations::GetServerTimeUtc(std::string const& bucket) const
+{
+    return Exchange(wire::MakeHeadBucket(bucket),
+                    [](SHttpResponse const& answer) { return wire::HeaderOf(answer, "Date"); });
+}
+
+void COperations::SetBatchParameters(std::string const& controlEndpoint, std::string const& accountId)
+{
+    std::lock_guard const lock(m_accountMutex);
+    m_batch = {controlEndpoint, accountId};
+}
+
+std::string COperations::GetAccountId()
+{
+    return GetControlAddress().m_accountId;
+}
+
+wire::SControlAddress COperations::GetControlAddress()
+{
+    std::lock_guard const lock(m_accountMutex);
+    if (!m_batch.m_accountId.empty())
+    {
+        return m_batch;
+    }
+    if (m_ownAccount.empty())
+    {
+        m_ownAccount = Exchange(wire::MakeGetCallerIdentity(), wire::ReadGetCallerIdentity);
+    }
+    return {m_batch.m_endpoint, m_ownAccount};
+}
+
+} // namespace bucketry::s3wire

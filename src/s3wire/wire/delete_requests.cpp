@@ -1,0 +1,81 @@
+#include "s3wire/wire/delete_requests.h"
+
+#include "bucketry/base/exceptions.h"
+#include "s3wire/wire/object_requests.h"
+#include "s3wire/wire/xml_writer.h"
+
+namespace bucketry::s3wire::wire
+{
+namespace
+{
+
+SRefusedItem ReadError(CXmlReader& reader)
+{
+    SRefusedItem item;
+    reader.ReadFields(
+        {{"Key", &item.m_key}, {"VersionId", &item.m_versionId}, {"Code", &item.m_code}, {"Message", &item.m_message}});
+    return item;
+}
+
+void AppendItem(std::string& xml, delete_item_t const& item)
+{
+    AppendXmlParent(xml, "Object",
+                    [&]
+                    {
+                        AppendXmlElement(xml, "Key", item.m_key);
+                        if (!item.m_versionId.empty())
+                        {
+                            AppendXmlElement(xml, "VersionId", item.m_versionId);
+                        }
+                    });
+}
+
+} // namespace
+
+bool FitsDeleteBody(delete_item_t const& item)
+{
+    return IsXmlText(item.m_key);
+}
+
+SWireRequest MakeDeleteObjects(std::string const& bucket, std::span<delete_item_t const> items)
+{
+    if (items.size() > g_maxDeleteItems)
+    {
+        throw exc::CRuntimeExc("A multi-object delete takes 1000 items, not %1", items.size());
+    }
+    SWireRequest request = BucketRequest("DeleteObjects", transport::EHttpMethod::Post, bucket);
+    AddSubResource(request, "delete");
+    SetXmlBody(request,
+               XmlDocument("Delete", g_s3Namespace,
+                           [&](std::string& xml)
+                           {
+                               xml.reserve(items.size() * 128);
+                               xml.append("<Quiet>true</Quiet>");
+                               for (delete_item_t const& item : items)
+                               {
+                                   CheckKey(item.m_key);
+                                   AppendItem(xml, item);
+                               }
+                           }));
+    request.m_errorInside200 = true;
+    return request;
+}
+
+std::vector<SRefusedItem> ReadDeleteObjects(transport::SHttpResponse const& answer)
+{
+    std::vector<SRefusedItem> refused;
+    CXmlReader reader(answer.m_text);
+    ExpectRoot(reader, "DeleteResult");
+    reader.ForEachChild(
+        [&](std::string_view name)
+        {
+            if (name == "Error")
+            {
+                refused.push_back(ReadError(reader));
+            }
+        });
+    reader.Finish();
+    return refused;
+}
+
+} // namespace bucketry::s3wire::wire

@@ -1,0 +1,114 @@
+#include "bucketry/base/buffers.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <limits>
+#include <new>
+#include <thread>
+
+using namespace bucketry;
+using io::block::bufs_pool_t;
+using io::block::CPooledBuf;
+
+namespace
+{
+
+constexpr unsigned long mebibyte = 1UL << 20U;
+
+} // namespace
+
+TEST(Buffers, GrowKeepsOldBytesAndCopiesAreDeep)
+{
+    auto const pool = std::make_shared<bufs_pool_t>();
+    CPooledBuf empty(0, pool);
+    EXPECT_TRUE(empty.GetData() == nullptr && empty.GetCount() == 0);
+    auto const buffer = CPooledBuf::Alloc(10, pool);
+    EXPECT_EQ(buffer->GetCount(), 0U);
+    buffer->SetCount(5);
+    std::memcpy(buffer->GetData(), "hello", 5);
+    for (unsigned long const size : {2000UL, 3 * mebibyte, 40 * mebibyte}) // from the heap to mapped memory
+    {
+        buffer->SetCount(size);
+        EXPECT_EQ(std::memcmp(buffer->GetData(), "hello", 5), 0);
+        buffer->GetData()[size - 1] = 1;
+        std::memset(buffer->GetData() + buffer->GetCapacity() - 1, 1, 1);
+    }
+    buffer->SetCount(5);
+    CPooledBuf copy(*buffer);
+    CPooledBuf moved(std::move(*buffer));
+    EXPECT_TRUE(buffer->GetData() == nullptr && buffer->GetCount() == 0);
+    moved.GetData()[0] = 'j';
+    EXPECT_EQ(std::memcmp(copy.GetData(), "hello", 5), 0);
+    EXPECT_LT(copy.GetCapacity(), 2000U) << "a copy takes what it needs";
+    copy = moved;
+    copy = *&copy;
+    EXPECT_EQ(std::memcmp(copy.GetData(), "jello", 5), 0);
+    EXPECT_THROW(copy.SetCount(std::numeric_limits<unsigned long>::max()), std::bad_alloc);
+    EXPECT_EQ(copy.GetCount(), 5U);
+}
+
+TEST(Buffers, ComeBackForRequestsOfLikeSizeOnly)
+{
+    auto const pool = std::make_shared<bufs_pool_t>();
+    unsigned char const* const block = CPooledBuf(4 * mebibyte + 1, pool).GetData();
+    EXPECT_GE(pool->GetIdleBytes(), 4 * mebibyte);
+    {
+        CPooledBuf const tooSmall(mebibyte, pool);
+        EXPECT_NE(tooSmall.GetData(), block);
+        CPooledBuf const again(4 * mebibyte - 77, pool);
+        EXPECT_EQ(again.GetData(), block);
+        EXPECT_EQ(pool->GetIdleBytes(), 0U);
+    }
+    pool->Trim();
+    EXPECT_EQ(pool->GetIdleBytes(), 0U);
+}
+
+TEST(Buffers, IdleBytesAreBoundedAndTheOldestGo)
+{
+    auto const pool = std::make_shared<bufs_pool_t>(10 * mebibyte);
+    {
+        CPooledBuf const first(4 * mebibyte, pool);
+        CPooledBuf const second(3 * mebibyte, pool);
+        CPooledBuf const tooLarge(11 * mebibyte, pool);
+    } // the last one made goes first
+    EXPECT_EQ(pool->GetIdleBytes(), 7 * mebibyte);
+    unsigned char const* const newest = CPooledBuf(8 * mebibyte, pool).GetData();
+    EXPECT_EQ(pool->GetIdleBytes(), 8 * mebibyte) << "both older ones had to go";
+    EXPECT_EQ(CPooledBuf(8 * mebibyte, pool).GetData(), newest);
+}
+
+TEST(Buffers, ServeManyThreads)
+{
+    auto const pool = std::make_shared<bufs_pool_t>(mebibyte);
+    auto const churn = [&pool](unsigned char mark)
+    {
+        for (unsigned long i = 1; i < 400; ++i)
+        {
+            CPooledBuf buffer(i * 991, pool);
+            buffer.SetCount(i * 991);
+            std::memset(buffer.GetData(), mark, buffer.GetCount());
+            ASSERT_EQ(std::count(buffer.GetData(), buffer.GetData() + buffer.GetCount(), mark),
+                      static_cast<long>(buffer.GetCount()));
+        }
+    };
+    std::thread first(churn, static_cast<unsigned char>(1));
+    std::thread second(churn, static_cast<unsigned char>(2));
+    first.join();
+    second.join();
+    EXPECT_LE(pool->GetIdleBytes(), mebibyte);
+}
+
+TEST(Buffers, ContentBodiesAreSharedAndNameTheirCompression)
+{
+    auto const body = io::block::CContentBuf::Alloc(3);
+    auto const same = body;
+    body->SetSize(70000);
+    EXPECT_EQ(same->GetSize(), 70000U);
+    EXPECT_EQ(same->GetContent(), body->GetContent());
+    using io::block::EBufTransformType;
+    EXPECT_EQ(io::block::str_from_buftransformtype(EBufTransformType::ZstdHigh), "zstd-high");
+    EXPECT_EQ(io::block::str_from_buftransformtype(static_cast<EBufTransformType>(-7)), "-7");
+    EXPECT_EQ(io::block::buftransformtype_from_str("none"), EBufTransformType::None);
+    EXPECT_EQ(io::block::buftransformtype_from_str("Zlib"), std::nullopt);
+}

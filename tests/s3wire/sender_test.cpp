@@ -1,0 +1,505 @@
+#include "bucketry/base/exceptions.h"
+#include "bucketry/s3wire/exception.h"
+#include "bucketry/s3wire/statistics.h"
+#include "s3wire/errors.h"
+#include "s3wire/sender.h"
+#include "s3wire/transport/failure.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <deque>
+
+namespace bucketry::s3wire
+{
+namespace
+{
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using transport::CTransportFailure;
+using transport::EFailure;
+using transport::EHttpMethod;
+using transport::SHttpRequest;
+using transport::SHttpResponse;
+using wire::EService;
+using wire::SWireRequest;
+
+/// Answers by a script; with none left, with 200. Keeps what it was asked.
+class CScriptedTransport : public transport::IHttpTransport
+{
+public:
+    using step_t = std::function<SHttpResponse(SHttpRequest const&)>;
+
+    SHttpResponse Exchange(SHttpRequest const& request) override
+    {
+        m_seen.push_back(request);
+        if (m_steps.empty())
+        {
+            return Status(200);
+        }
+        step_t const step = std::move(m_steps.front());
+        m_steps.pop_front();
+        return step(request);
+    }
+
+    static SHttpResponse Status(unsigned status, std::string body = "")
+    {
+        SHttpResponse answer;
+        answer.m_status = status;
+        answer.m_text = std::move(body);
+        return answer;
+    }
+
+    void Script(unsigned status, std::string const& body = "",
+                std::vector<std::pair<std::string, std::string>> const& headers = {})
+    {
+        SHttpResponse answer = Status(status, body);
+        for (auto const& [name, value] : headers)
+        {
+            answer.m_headers.Add(name, value);
+        }
+        m_steps.push_back([answer](SHttpRequest const&) { return answer; });
+    }
+    void ScriptFailure(EFailure kind)
+    {
+        m_steps.push_back([kind](SHttpRequest const&) -> SHttpResponse { throw CTransportFailure(kind, "broken"); });
+    }
+
+    std::deque<step_t> m_steps;
+    std::vector<SHttpRequest> m_seen;
+};
+
+std::string ErrorBody(std::string const& code, std::string const& more = "")
+{
+    return "<?xml version=\"1.0\"?>\n<Error><Code>" + code + "</Code><Message>told</Message>" + more + "</Error>";
+}
+
+class CRenewingAuth : public IS3WireAuth
+{
+public:
+    std::shared_ptr<CSigningKeys const> Keys() override
+    {
+        return std::make_shared<CSigningKeys const>("AKID" + std::to_string(m_generation), CSecret("secret"),
+                                                    CSecret(m_token));
+    }
+    bool Renew(CSigningKeys const&) override { return ++m_generation; }
+    std::string const& ServiceName() const override { return m_service; }
+    std::string const& Region() const override { return m_region; }
+    std::string KeyNote() const override { return {}; }
+
+    std::string m_token;
+    std::string m_service = "s3";
+    std::string m_region;
+    int m_generation = 0;
+};
+
+class Sender : public ::testing::Test
+{
+protected:
+    std::shared_ptr<CWireSender> Make(std::string const& endpoint, bool virtualHosted = false)
+    {
+        m_settings.m_endpoint = endpoint;
+        m_settings.m_auth = m_auth;
+        m_settings.m_virtualHosted = virtualHosted;
+        SSurroundings const surroundings{[this] { return m_now; },
+                                         [this](std::chrono::milliseconds pause) { m_pauses.push_back(pause.count()); },
+                                         [] { return 0.5; }};
+        return std::make_shared<CWireSender>(m_settings, m_transport, m_budget, SRetryPolicy(), surroundings);
+    }
+
+    static SWireRequest Request(EHttpMethod method, std::string const& key = "key", bool idempotent = true)
+    {
+        SWireRequest request;
+        request.m_operation = "Operation";
+        request.m_method = method;
+        request.m_bucket = "example-bucket";
+        request.m_key = key;
+        request.m_idempotent = idempotent;
+        return request;
+    }
+
+    SHttpRequest const& Last() const { return m_transport->m_seen.back(); }
+
+    /// The credential scope of the last request: "20300317/us-east-1/s3".
+    std::string Scope() const
+    {
+        std::string const value(Last().m_headers.Get("Authorization"));
+        std::size_t const start = value.find('/') + 1;
+        return value.substr(start, value.find("/aws4_request") - start);
+    }
+
+    /// Sends and expects a refusal.
+    CS3WireException Refusal(wire::IWireSender& sender, SWireRequest const& request)
+    {
+        try
+        {
+            sender.Send(request);
+        }
+        catch (CS3WireException const& refusal)
+        {
+            return refusal;
+        }
+        ADD_FAILURE() << "not refused";
+        return {"", 0, ""};
+    }
+
+    std::shared_ptr<CScriptedTransport> m_transport = std::make_shared<CScriptedTransport>();
+    std::shared_ptr<CRetryBudget> m_budget = std::make_shared<CRetryBudget>();
+    std::shared_ptr<CRenewingAuth> m_auth = std::make_shared<CRenewingAuth>();
+    SSenderSettings m_settings;
+    std::time_t m_now = 1'900'000'000; // 2030-03-17T17:46:40Z
+    std::vector<long> m_pauses;
+};
+
+struct SPlace
+{
+    char const* m_endpoint;
+    bool m_virtualHosted;
+    char const* m_bucket;
+    char const* m_key;
+    char const* m_url;
+    char const* m_host;
+};
+
+TEST_F(Sender, PutsBucketAndKeyWhereTheStyleWantsThem)
+{
+    std::string const arn = "arn:aws:s3:us-west-2:123456789012:accesspoint/myap";
+    SPlace const places[] = {
+        {"https://s3.us-east-1.amazonaws.com", false, "example-bucket", "a b/\xc3\xbc+&",
+         "https://s3.us-east-1.amazonaws.com/example-bucket/a%20b/%C3%BC%2B%26", "s3.us-east-1.amazonaws.com"},
+        {"s3.us-east-1.amazonaws.com:443/", true, "example-bucket", "/leading",
+         "https://example-bucket.s3.us-east-1.amazonaws.com//leading", "example-bucket.s3.us-east-1.amazonaws.com"},
+        {"http://Store:8080/base/", true, "example-bucket", "", "http://example-bucket.store:8080/base/",
+         "example-bucket.store:8080"},
+        {"http://store", true, "dotted.name", "k", "http://store/dotted.name/k", "store"},
+        {"http://store", true, "Upper_Case", "k", "http://store/Upper_Case/k", "store"},
+        {"http://127.0.0.1:80", true, "example-bucket", "", "http://127.0.0.1/example-bucket/", "127.0.0.1"},
+        {"http://[::1]:9000", true, "example-bucket", "k", "http://[::1]:9000/example-bucket/k", "[::1]:9000"},
+        {"", false, arn.c_str(), "k", "https://myap-123456789012.s3-accesspoint.us-west-2.amazonaws.com/k",
+         "myap-123456789012.s3-accesspoint.us-west-2.amazonaws.com"},
+        {"http://localhost:9000", false, arn.c_str(), "k", "http://myap-123456789012.localhost:9000/k",
+         "myap-123456789012.localhost:9000"},
+    };
+    for (SPlace const& place : places)
+    {
+        SWireRequest request = Request(EHttpMethod::Get, place.m_key);
+        request.m_bucket = place.m_bucket;
+        Make(place.m_endpoint, place.m_virtualHosted)->Send(request);
+        EXPECT_EQ(Last().m_url, place.m_url);
+        EXPECT_EQ(Last().m_headers.Get("Host"), place.m_host);
+    }
+    EXPECT_EQ(Scope(), "20300317/us-west-2/s3"); // the ARN's region
+}
+
+TEST_F(Sender, RefusesBadAddressesBeforeAnythingIsSent)
+{
+    for (char const* endpoint : {"ftp://store", "http://", "no url", "http://user@store", "http://store?x=1", "://x"})
+    {
+        EXPECT_THROW(Make(endpoint), exc::CRuntimeExc) << endpoint;
+    }
+    auto const sender = Make("http://store");
+    for (char const* bucket : {"", "ab", "a/b", "spa ce", "a..b", "arn:aws:sns:us-east-1:1:topic"})
+    {
+        SWireRequest request = Request(EHttpMethod::Get);
+        request.m_bucket = bucket;
+        EXPECT_THROW(sender->Send(request), exc::CRuntimeExc) << bucket;
+    }
+    EXPECT_THROW(sender->Send(Request(EHttpMethod::Get, std::string(1025, 'k'))), exc::CRuntimeExc);
+    EXPECT_TRUE(m_transport->m_seen.empty());
+}
+
+TEST_F(Sender, SignsSmallOrUnprotectedPayloadsAndTheSessionToken)
+{
+    std::string const large((1 << 20) + 1, 'x');
+    auto const hashOf = [&](char const* endpoint, std::string const& body)
+    {
+        SWireRequest request = Request(EHttpMethod::Put);
+        request.m_body = {reinterpret_cast<unsigned char const*>(body.data()), body.size(), nullptr};
+        Make(endpoint)->Send(request);
+        return std::string(Last().m_headers.Get("x-amz-content-sha256"));
+    };
+    m_auth->m_token = "session";
+    EXPECT_EQ(hashOf("https://store", "hello"), ToHex(Sha256("hello")));
+    EXPECT_EQ(hashOf("http://store", large), ToHex(Sha256(large)));
+    EXPECT_EQ(hashOf("https://store", large), "UNSIGNED-PAYLOAD");
+    EXPECT_THAT(std::string(Last().m_headers.Get("Authorization")), HasSubstr(";x-amz-security-token,"));
+    EXPECT_EQ(Last().m_headers.Get("x-amz-security-token"), "session");
+}
+
+TEST_F(Sender, ReachesTheOtherServices)
+{
+    auto const sender = Make("https://s3.cn-north-1.amazonaws.com.cn");
+    SWireRequest control = Request(EHttpMethod::Post, "v20180820/jobs");
+    control.m_service = EService::S3Control;
+    control.m_headers.Add("x-amz-account-id", "123456789012");
+    m_auth->m_region = "cn-north-1";
+    auto const chinese = Make("https://s3.cn-north-1.amazonaws.com.cn");
+    chinese->Send(control);
+    EXPECT_EQ(Last().m_url, "https://123456789012.s3-control.cn-north-1.amazonaws.com.cn/v20180820/jobs");
+    EXPECT_EQ(Scope(), "20300317/cn-north-1/s3");
+    control.m_endpoint = "http://127.0.0.1:9000";
+    chinese->Send(control);
+    EXPECT_EQ(Last().m_url, "http://127.0.0.1:9000/v20180820/jobs");
+
+    SWireRequest sts = Request(EHttpMethod::Post, "");
+    sts.m_service = EService::Sts;
+    chinese->Send(sts);
+    EXPECT_EQ(Last().m_url, "https://sts.cn-north-1.amazonaws.com.cn/");
+    EXPECT_EQ(Scope(), "20300317/cn-north-1/sts");
+    EXPECT_FALSE(Last().m_headers.Find("x-amz-content-sha256"));
+    Make("http://store:1")->Send(sts);
+    EXPECT_EQ(Last().m_url, "http://store:1/");
+}
+
+TEST_F(Sender, RepeatsWithGrowingPausesAndHonoursRetryAfter)
+{
+    auto const sender = Make("http://store");
+    m_transport->Script(503, ErrorBody("SlowDown"));
+    m_transport->Script(500);
+    m_transport->Script(503, "", {{"Retry-After", "3"}});
+    m_transport->Script(429, "", {{"Retry-After", "Sun, 17 Mar 2030 17:46:45 GMT"}});
+    sender->Send(Request(EHttpMethod::Put));
+    EXPECT_THAT(m_pauses, ElementsAre(100, 200, 3000, 5000));
+    EXPECT_EQ(m_transport->m_seen.size(), 5u);
+}
+
+struct SRepeatCase
+{
+    char const* m_name;
+    std::function<void(CScriptedTransport&)> m_script;
+    bool m_idempotent;
+    bool m_repeated;
+};
+
+TEST_F(Sender, RepeatsOnlyWhatIsSafe)
+{
+    auto const status = [](unsigned code, std::string const& body)
+    { return [=](CScriptedTransport& transport) { transport.Script(code, body); }; };
+    auto const failure = [](EFailure kind)
+    { return [=](CScriptedTransport& transport) { transport.ScriptFailure(kind); }; };
+    SRepeatCase const cases[] = {
+        {"throttled", status(503, ErrorBody("SlowDown")), false, true},
+        {"body came too slowly", status(400, ErrorBody("RequestTimeout")), false, true},
+        {"failed", status(500, ErrorBody("InternalError")), false, false},
+        {"failed, idempotent", status(500, ""), true, true},
+        {"refused", status(403, ErrorBody("AccessDenied")), true, false},
+        {"missing", status(404, ErrorBody("NoSuchKey")), true, false},
+        {"not offered", status(501, ErrorBody("NotImplemented")), true, false},
+        {"no expedited restore", status(503, ErrorBody("GlacierExpeditedRetrievalNotAvailable")), true, false},
+        {"lost", failure(EFailure::Lost), false, false},
+        {"lost, idempotent", failure(EFailure::Lost), true, true},
+        {"never sent", failure(EFailure::NotSent), false, true},
+        {"bad settings", failure(EFailure::Settings), true, false},
+    };
+    for (SRepeatCase const& one : cases)
+    {
+        m_transport->m_seen.clear();
+        one.m_script(*m_transport);
+        try
+        {
+            Make("http://store")->Send(Request(EHttpMethod::Post, "key", one.m_idempotent));
+            EXPECT_TRUE(one.m_repeated) << one.m_name;
+        }
+        catch (std::exception const&)
+        {
+            EXPECT_FALSE(one.m_repeated) << one.m_name;
+        }
+        EXPECT_EQ(m_transport->m_seen.size(), one.m_repeated ? 2u : 1u) << one.m_name;
+    }
+}
+
+TEST_F(Sender, GivesUpAfterItsAttemptsAndWhenTheBudgetIsSpent)
+{
+    auto const scriptTen = [&]
+    {
+        m_transport->m_seen.clear();
+        m_transport->m_steps.clear();
+        for (int i = 0; i < 10; ++i)
+        {
+            m_transport->ScriptFailure(EFailure::NotSent);
+        }
+    };
+    scriptTen();
+    try
+    {
+        Make("http://store")->Send(Request(EHttpMethod::Get));
+        ADD_FAILURE() << "no failure";
+    }
+    catch (web::http::http_exception const& failure)
+    {
+        EXPECT_THAT(failure.what(), HasSubstr("Operation of [example-bucket/key] got no answer (5 attempts in"));
+        EXPECT_THAT(failure.what(), HasSubstr("broken"));
+    }
+    EXPECT_EQ(m_transport->m_seen.size(), 5u);
+
+    m_budget = std::make_shared<CRetryBudget>(10); // two repeats
+    scriptTen();
+    EXPECT_THROW(Make("http://store")->Send(Request(EHttpMethod::Get)), web::http::http_exception);
+    EXPECT_EQ(m_transport->m_seen.size(), 3u);
+    m_transport->m_steps.clear();
+    for (int i = 0; i < 5; ++i)
+    {
+        Make("http://store")->Send(Request(EHttpMethod::Get)); // successes fill it again
+    }
+    EXPECT_TRUE(m_budget->TryTake());
+}
+
+TEST_F(Sender, TellsWhatTheStoreSaid)
+{
+    auto const sender = Make("http://store");
+    s3::SS3Stats const before = s3::CS3StatsAccumulator::GetStats();
+    m_transport->Script(403, ErrorBody("AccessDenied", "<RequestId>R1</RequestId>"), {{"x-amz-id-2", "H1"}});
+    CS3WireException const denied = Refusal(*sender, Request(EHttpMethod::Get));
+    EXPECT_EQ(denied.GetStatusCode(), 403);
+    EXPECT_EQ(denied.GetAmazonErrorCode(), "AccessDenied");
+    EXPECT_THAT(denied.what(),
+                HasSubstr("Operation of [example-bucket/key] failed with status 403, AccessDenied: told "
+                          "(request id [R1], host id [H1], 1 attempt in "));
+    for (char const* body : {"", "<html>Bad <b>Gateway</html>", "<Error><Code>Cut"})
+    {
+        m_transport->Script(404, body);
+        CS3WireException const bare = Refusal(*sender, Request(EHttpMethod::Head));
+        EXPECT_EQ(bare.GetStatusCode(), 404);
+        EXPECT_EQ(bare.GetAmazonErrorCode(), "");
+    }
+    m_transport->Script(400,
+                        "<ErrorResponse xmlns='urn:x'><Error><Type>Sender</Type><Code>InvalidClientTokenId</Code>"
+                        "</Error><RequestId>R2</RequestId></ErrorResponse>");
+    CS3WireException const sts = Refusal(*sender, Request(EHttpMethod::Get));
+    EXPECT_EQ(sts.GetAmazonErrorCode(), "InvalidClientTokenId");
+    EXPECT_THAT(sts.what(), HasSubstr("[R2]"));
+    EXPECT_EQ(s3::CS3StatsAccumulator::GetStats().m_failures - before.m_failures, 5u);
+
+    SWireRequest wantsAny = Request(EHttpMethod::Head);
+    wantsAny.m_returnRefusals = true;
+    m_transport->Script(301, "", {{"x-amz-bucket-region", "eu-west-1"}});
+    EXPECT_EQ(sender->Send(wantsAny).m_headers.Get("x-amz-bucket-region"), "eu-west-1");
+}
+
+TEST_F(Sender, FindsTheFailureInsideASuccess)
+{
+    auto const sender = Make("http://store");
+    SWireRequest request = Request(EHttpMethod::Post, "key", false);
+    request.m_errorInside200 = true;
+    struct
+    {
+        std::string m_body;
+        unsigned m_status;
+    } const cases[] = {{ErrorBody("InternalError"), 500},
+                       {"", 500},
+                       {" \n ", 500},
+                       {ErrorBody("AccessDenied"), 403},
+                       {"<!-- late --> <x:Error xmlns:x='y'><Code>Odd</Code></x:Error>", 500}};
+    for (auto const& one : cases)
+    {
+        m_transport->Script(200, one.m_body);
+        EXPECT_EQ(Refusal(*sender, request).GetStatusCode(), one.m_status) << one.m_body;
+    }
+    m_transport->Script(200, ErrorBody("SlowDown"));
+    m_transport->Script(200, "  <CopyObjectResult/>");
+    EXPECT_EQ(sender->Send(request).m_text, "  <CopyObjectResult/>");
+}
+
+TEST_F(Sender, FollowsTheBucketToItsRegionAndRemembersIt)
+{
+    auto const sender = Make("https://s3.us-east-1.amazonaws.com", true);
+    m_transport->Script(301, ErrorBody("PermanentRedirect"), {{"x-amz-bucket-region", "eu-west-1"}});
+    sender->Send(Request(EHttpMethod::Get));
+    EXPECT_EQ(Last().m_url, "https://example-bucket.s3.eu-west-1.amazonaws.com/key");
+    EXPECT_EQ(Scope(), "20300317/eu-west-1/s3");
+    sender->Send(Request(EHttpMethod::Get));
+    EXPECT_EQ(m_transport->m_seen.size(), 3u);
+
+    auto const other = Make("http://store");
+    m_transport->Script(400, ErrorBody("AuthorizationHeaderMalformed", "<Region>garage</Region>"));
+    other->Send(Request(EHttpMethod::Get));
+    EXPECT_EQ(Last().m_url, "http://store/example-bucket/key");
+    EXPECT_EQ(Scope(), "20300317/garage/s3");
+
+    m_transport->Script(307, "", {{"Location", "http://example-bucket.store-7/key?x=1"}});
+    other->Send(Request(EHttpMethod::Get));
+    EXPECT_EQ(Last().m_url, "http://example-bucket.store-7/key");
+    EXPECT_EQ(Last().m_headers.Get("Host"), "example-bucket.store-7");
+    other->Send(Request(EHttpMethod::Get));
+    EXPECT_EQ(Last().m_url, "http://store/example-bucket/key"); // once only
+
+    m_transport->Script(301, ErrorBody("PermanentRedirect", "<Endpoint>example-bucket.store-8</Endpoint>"));
+    other->Send(Request(EHttpMethod::Get));
+    EXPECT_EQ(Last().m_url, "http://example-bucket.store-8/key");
+
+    m_transport->Script(301, "", {{"x-amz-bucket-region", "a"}});
+    m_transport->Script(301, "", {{"x-amz-bucket-region", "b"}});
+    EXPECT_EQ(Refusal(*other, Request(EHttpMethod::Get)).GetStatusCode(), 301); // never round and round
+}
+
+TEST_F(Sender, SignsForTheStoresClockAndWithRenewedKeys)
+{
+    auto const sender = Make("http://store");
+    m_transport->Script(403, ErrorBody("RequestTimeTooSkewed"), {{"Date", "Sun, 17 Mar 2030 18:46:40 GMT"}});
+    sender->Send(Request(EHttpMethod::Post, "key", false));
+    EXPECT_EQ(Last().m_headers.Get("x-amz-date"), "20300317T184640Z");
+    m_transport->Script(403, "", {{"Date", "Sun, 17 Mar 2030 18:46:50 GMT"}}); // near enough: a true refusal
+    EXPECT_EQ(Refusal(*sender, Request(EHttpMethod::Head)).GetStatusCode(), 403);
+
+    m_transport->Script(400, ErrorBody("ExpiredToken"));
+    sender->Send(Request(EHttpMethod::Get));
+    EXPECT_THAT(std::string(Last().m_headers.Get("Authorization")), HasSubstr("Credential=AKID1/"));
+    m_transport->Script(400, ErrorBody("ExpiredToken"));
+    m_transport->Script(400, ErrorBody("ExpiredToken"));
+    EXPECT_EQ(Refusal(*sender, Request(EHttpMethod::Get)).GetAmazonErrorCode(), "ExpiredToken");
+    EXPECT_TRUE(m_pauses.empty());
+}
+
+TEST_F(Sender, AddsContentMd5WhereItIsWanted)
+{
+    auto const sender = Make("http://store");
+    std::string const body = "hello";
+    SWireRequest put = Request(EHttpMethod::Put);
+    put.m_body = {reinterpret_cast<unsigned char const*>(body.data()), body.size(), nullptr};
+    sender->Send(put);
+    EXPECT_FALSE(Last().m_headers.Find("Content-MD5"));
+
+    m_transport->Script(400, ErrorBody("InvalidRequest"));
+    m_transport->Script(400, ErrorBody("InvalidRequest")); // for another reason: nothing is learned
+    Refusal(*sender, put);
+    m_transport->Script(400, ErrorBody("InvalidRequest"));
+    sender->Send(put);
+    EXPECT_EQ(Last().m_headers.Get("Content-MD5"), "XUFAKrxLKna5cZ2REBfFkg==");
+    EXPECT_EQ(m_transport->m_seen.size(), 5u);
+    sender->Send(put);
+    EXPECT_TRUE(Last().m_headers.Find("Content-MD5"));
+    EXPECT_EQ(m_transport->m_seen.size(), 6u);
+    sender->Send(Request(EHttpMethod::Get));
+    EXPECT_FALSE(Last().m_headers.Find("Content-MD5"));
+}
+
+TEST_F(Sender, LetsTheSinksOwnFailureThrough)
+{
+    struct CThrowingSink : transport::IBodySink
+    {
+        void Prepare(unsigned, std::optional<std::uint64_t>) override {}
+        void Write(unsigned char const*, std::size_t) override { throw web::http::http_exception("no range"); }
+    } sink;
+    SWireRequest request = Request(EHttpMethod::Get);
+    request.m_sink = &sink;
+    m_transport->m_steps.push_back(
+        [](SHttpRequest const& http)
+        {
+            http.m_sink->Write(nullptr, 0);
+            return CScriptedTransport::Status(200);
+        });
+    try
+    {
+        Make("http://store")->Send(request);
+        ADD_FAILURE() << "no failure";
+    }
+    catch (web::http::http_exception const& failure)
+    {
+        EXPECT_STREQ(failure.what(), "no range");
+    }
+    EXPECT_EQ(m_transport->m_seen.size(), 1u);
+}
+
+} // namespace
+} // namespace bucketry::s3wire

@@ -1,0 +1,83 @@
+#include "cli.h"
+
+#include "text.h"
+
+#include <algorithm>
+#include <exception>
+#include <string_view>
+#include <vector>
+
+namespace bucketry::tool
+{
+
+CCli::CCli() : m_app("Stores files as objects: single ones, and backups of whole directories.", "bucketry")
+{
+    m_app.require_subcommand(1);
+    m_app.fallthrough();
+    m_app.set_version_flag("--version", BUCKETRY_VERSION);
+    m_app.add_option("--root", m_options.m_root, "The directory that holds the objects")->type_name("DIR");
+    m_app.add_flag("--json", m_options.m_isJson, "Write the result as one JSON object");
+    m_app.add_flag("--verbose", m_options.m_isVerbose, "Show the library's information messages, too");
+    m_app.footer("PATH names an object or folder below the root; \"/\" separates folders.\n"
+                 "Exit status: 0 done, 1 the work failed, 2 wrong use.");
+}
+
+CLI::App& CCli::AddCommand(std::string const& name, std::string const& description, command_t command)
+{
+    CLI::App* const app = m_app.add_subcommand(name, description);
+    app->callback([this, command = std::move(command)] { m_selected = command; });
+    return *app;
+}
+
+int CCli::Run(int argc, char const* const* argv) noexcept
+{
+    try
+    {
+        m_app.parse(argc, argv);
+        return RunSelected();
+    }
+    catch (CLI::ParseError const& error)
+    {
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) // --help and --version
+        {
+            return m_app.exit(error);
+        }
+        bool const isJson = std::any_of(argv, argv + argc, [](std::string_view word) { return word == "--json"; });
+        COutput(isJson, false).Error(TextOf(error) + " Try --help.");
+        return ExitUsage;
+    }
+    catch (std::exception const& error)
+    {
+        std::fprintf(stderr, "bucketry: %s\n", error.what());
+        return ExitFailed;
+    }
+}
+
+std::string CCli::TextOf(CLI::ParseError const& error) const
+{
+    std::vector<std::string> const unknown = m_app.remaining();
+    bool const isUnknownCommand = m_app.get_subcommands().empty() && !unknown.empty();
+    return isUnknownCommand ? "Unknown command: " + Printable(unknown.front()) + "." : error.what() + std::string(".");
+}
+
+int CCli::RunSelected()
+{
+    COutput output(m_options.m_isJson, m_options.m_isVerbose);
+    try
+    {
+        CHost host(m_options, output);
+        return m_selected(host);
+    }
+    catch (CUsageError const& error)
+    {
+        output.Error(error.what());
+        return ExitUsage;
+    }
+    catch (std::exception const& error)
+    {
+        output.Error(error.what());
+        return ExitFailed;
+    }
+}
+
+} // namespace bucketry::tool

@@ -1,0 +1,154 @@
+#include "backup/names.h"
+#include "cli.h"
+#include "listing.h"
+#include "text.h"
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace bucketry::tool
+{
+
+namespace
+{
+
+/// What the commands of this file are called with; each uses its own part.
+struct SFolderOptions
+{
+    std::string m_path;
+    bool m_isLong = false;
+    bool m_isRecursive = false;
+};
+
+[[noreturn]] void ThrowNotThere(std::string const& path)
+{
+    throw exc::CRuntimeExc("There is no object or folder [%1].", Printable(path));
+}
+
+/// The entries of a folder by name, or the one object that the path names.
+std::vector<SCloudObjectInfo> Entries(ICloudClient& client, std::string const& path)
+{
+    if (!path.empty() && !client.IsFolderExist(path))
+    {
+        if (!client.IsFileExist(path))
+        {
+            ThrowNotThere(path);
+        }
+        return {{std::string(BaseNameOf(path)), client.GetFileSize(path), false}};
+    }
+    std::vector<SCloudObjectInfo> entries = client.QueryFolder(path);
+    std::ranges::sort(entries, {}, &SCloudObjectInfo::m_name);
+    return entries;
+}
+
+int List(CHost& host, SFolderOptions const& options)
+{
+    std::string const path = StoragePath(options.m_path);
+    std::string text;
+    std::vector<CJsonObject> items;
+    for (SCloudObjectInfo const& entry : Entries(host.Client(EAccess::Read), path))
+    {
+        if (options.m_isLong)
+        {
+            std::string const size = entry.m_isFolder ? "-" : std::to_string(entry.m_size);
+            text += std::string(size.size() < 14 ? 14 - size.size() : 0, ' ') + size + "  ";
+        }
+        text += Printable(entry.m_name) + (entry.m_isFolder ? "/\n" : "\n");
+        items.push_back(CJsonObject().Add("name", entry.m_name).Add("kind", entry.m_isFolder ? "folder" : "object"));
+        if (!entry.m_isFolder)
+        {
+            items.back().Add("bytes", entry.m_size);
+        }
+    }
+    host.Output().Result(text, CJsonObject().Add("path", path).Add("entries", items));
+    return ExitOk;
+}
+
+int MakeFolder(CHost& host, SFolderOptions const& options)
+{
+    std::string const path = StoragePathBelowRoot(options.m_path, "folder path");
+    host.Client(EAccess::Write).CreateFolderAsync(path)->Wait();
+    host.Output().Result("", CJsonObject().Add("path", path));
+    return ExitOk;
+}
+
+int DiskUsage(CHost& host, SFolderOptions const& options)
+{
+    std::string const path = StoragePath(options.m_path);
+    ICloudClient& client = host.Client(EAccess::Read);
+    std::uint64_t bytes = 0;
+    std::uint64_t objects = 0;
+    if (path.empty() || client.IsFolderExist(path))
+    {
+        WalkFolder(client, path,
+                   [&bytes, &objects](std::string const&, SCloudObjectInfo const& object)
+                   {
+                       bytes += object.m_size;
+                       ++objects;
+                   });
+    }
+    else
+    {
+        bytes = Entries(client, path).front().m_size;
+        objects = 1;
+    }
+    host.Output().Result(util::str_format("%1 bytes in %2 objects, %3\n", bytes, objects, HumanBytes(bytes)),
+                         CJsonObject().Add("path", path).Add("bytes", bytes).Add("objects", objects));
+    return ExitOk;
+}
+
+int Remove(CHost& host, SFolderOptions const& options)
+{
+    std::string const path = StoragePathBelowRoot(options.m_path, "path to remove");
+    ICloudClient& client = host.Client(EAccess::Read);
+    if (!client.IsFolderExist(path))
+    {
+        if (!client.IsFileExist(path))
+        {
+            ThrowNotThere(path);
+        }
+        client.DeleteFileAsync(path)->Wait();
+    }
+    else if (options.m_isRecursive)
+    {
+        client.DeleteFolderAsync(path, nullptr)->Wait();
+    }
+    else
+    {
+        throw exc::CRuntimeExc("[%1] is a folder; rm -r removes it with all its content.", Printable(path));
+    }
+    host.Output().Result("", CJsonObject().Add("path", path));
+    return ExitOk;
+}
+
+CLI::App& AddFolderCommand(CCli& cli, std::shared_ptr<SFolderOptions> const& options, std::string const& name,
+                           std::string const& description, int (*run)(CHost&, SFolderOptions const&))
+{
+    return cli.AddCommand(name, description, [options, run](CHost& host) { return run(host, *options); });
+}
+
+} // namespace
+
+void AddFolderCommands(CCli& cli)
+{
+    auto const options = std::make_shared<SFolderOptions>();
+    CLI::App& list = AddFolderCommand(cli, options, "ls", "List a folder", &List);
+    list.add_option("PATH", options->m_path, "The folder or object; the root if left out");
+    list.add_flag("-l,--long", options->m_isLong, "With sizes in bytes");
+    list.footer(
+        "Folders end in \"/\". Control characters, backslashes and bytes that are no UTF-8 are shown as \\xNN.");
+
+    CLI::App& make = AddFolderCommand(cli, options, "mkdir", "Make a folder", &MakeFolder);
+    make.add_option("PATH", options->m_path, "The folder")->required();
+
+    CLI::App& usage =
+        AddFolderCommand(cli, options, "du", "Sum up the sizes of all objects below a folder", &DiskUsage);
+    usage.add_option("PATH", options->m_path, "The folder or object; the root if left out");
+
+    CLI::App& remove = AddFolderCommand(cli, options, "rm", "Remove an object, or a folder with -r", &Remove);
+    remove.add_option("PATH", options->m_path, "What to remove")->required();
+    remove.add_flag("-r,--recursive", options->m_isRecursive, "Remove a folder with all its content");
+}
+
+} // namespace bucketry::tool

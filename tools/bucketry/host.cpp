@@ -1,0 +1,125 @@
+#include "host.h"
+
+#include "files.h"
+#include "text.h"
+
+#include "bucketry/base/exceptions.h"
+
+#include <cerrno>
+#include <vector>
+
+namespace bucketry::tool
+{
+
+namespace
+{
+
+/// The pool need not keep more than what is in flight anyway.
+constexpr std::uint64_t PoolIdleBytes = std::uint64_t(128) << 20;
+
+void CheckRoot(std::string const& root, EAccess access)
+{
+    struct stat status
+    {
+    };
+    if (::stat(root.c_str(), &status) == 0)
+    {
+        if (!S_ISDIR(status.st_mode))
+        {
+            throw exc::CRuntimeExc("The root [%1] is not a directory.", Printable(root));
+        }
+    }
+    else if (errno == ENOENT && access == EAccess::Read)
+    {
+        throw exc::CRuntimeExc("The root [%1] does not exist.", Printable(root));
+    }
+    else if (errno != ENOENT)
+    {
+        ThrowSystemError("open the root", root);
+    }
+}
+
+} // namespace
+
+CHost::CHost(SGlobalOptions const& options, COutput& output)
+    : m_options(options), m_output(output), m_pool(std::make_shared<io::block::bufs_pool_t>(PoolIdleBytes))
+{
+}
+
+ICloudClient& CHost::Client(EAccess access)
+{
+    if (!m_client)
+    {
+        if (m_options.m_root.empty())
+        {
+            throw CUsageError("Which storage? Give a directory with --root DIR.");
+        }
+        CheckRoot(m_options.m_root, access);
+        m_client = CLocalFsCloudClient::Create(m_options.m_root);
+    }
+    return *m_client;
+}
+
+std::optional<std::pair<dev_t, ino_t>> CHost::LocalRoot()
+{
+    struct stat status
+    {
+    };
+    if (m_options.m_root.empty() || ::stat(m_options.m_root.c_str(), &status) != 0)
+    {
+        return std::nullopt;
+    }
+    return std::pair(status.st_dev, status.st_ino);
+}
+
+std::string StoragePath(std::string_view text)
+{
+    std::string const canonical = GetCanonicalPath(std::string(text));
+    std::vector<std::string_view> components;
+    for (std::string_view rest = canonical; !rest.empty();)
+    {
+        std::size_t const end = rest.find('/');
+        std::string_view const component = rest.substr(0, end);
+        rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
+        if (component == ".." && components.empty())
+        {
+            throw CUsageError("The path [" + Printable(text) + "] leaves the root.");
+        }
+        if (component == "..")
+        {
+            components.pop_back();
+        }
+        else if (!component.empty() && component != ".")
+        {
+            components.push_back(component);
+        }
+    }
+    std::string path;
+    for (std::string_view const component : components)
+    {
+        path = JoinPath(path, component);
+    }
+    return path;
+}
+
+std::string StoragePathBelowRoot(std::string_view text, std::string_view what)
+{
+    std::string path = StoragePath(text);
+    if (path.empty())
+    {
+        throw CUsageError(util::str_format("The %1 is empty or names the root itself [%2].", what, Printable(text)));
+    }
+    return path;
+}
+
+std::string JoinPath(std::string_view folder, std::string_view name)
+{
+    std::string path(folder);
+    if (!path.empty())
+    {
+        path += '/';
+    }
+    return path += name;
+}
+
+} // namespace bucketry::tool

@@ -1,0 +1,73 @@
+#pragma once
+
+#include "output.h"
+
+#include "bucketry/client.h"
+
+#include <sys/types.h>
+
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace bucketry::tool
+{
+
+/// The tool was called in a way that cannot work: exit status 2.
+class CUsageError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// The options that stand before or after every command.
+struct SGlobalOptions
+{
+    std::string m_root;
+    bool m_isJson = false;
+    bool m_isVerbose = false;
+};
+
+enum class EAccess
+{
+    Read, ///< the root must be there
+    Write ///< the root is made if it is missing
+};
+
+/// What a command works with: the storage that the global options name, and the output. Outlives all tasks of the command.
+class CHost
+{
+public:
+    CHost(SGlobalOptions const& options, COutput& output);
+
+    /// Opens the storage at the first call.
+    ICloudClient& Client(EAccess access);
+    /// Where the bodies' blocks come from.
+    std::shared_ptr<io::block::bufs_pool_t> const& Pool() const noexcept { return m_pool; }
+    COutput& Output() noexcept { return m_output; }
+
+    /// The directory on this machine that holds the storage, if there is one: device and inode.
+    std::optional<std::pair<dev_t, ino_t>> LocalRoot();
+
+private:
+    SGlobalOptions const& m_options;
+    COutput& m_output;
+    std::shared_ptr<io::block::bufs_pool_t> m_pool;
+    std::shared_ptr<ICloudClient> m_client;
+};
+
+/// The canonical form of a storage path given by the user: no "." or "..", no empty components, no "/" at either end.
+/// Throws CUsageError for a path that leaves the root.
+std::string StoragePath(std::string_view text);
+
+/// The same for a path that must name something: also throws CUsageError for the root itself.
+/// \param what  for the message, as in "object path"
+std::string StoragePathBelowRoot(std::string_view text, std::string_view what);
+
+/// "folder/name", or just the name in the root.
+std::string JoinPath(std::string_view folder, std::string_view name);
+
+} // namespace bucketry::tool

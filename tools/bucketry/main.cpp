@@ -1,0 +1,10 @@
+#include "cli.h"
+
+int main(int argc, char** argv)
+{
+    bucketry::tool::CCli cli;
+    bucketry::tool::AddObjectCommands(cli);
+    bucketry::tool::AddFolderCommands(cli);
+    bucketry::tool::AddBackupCommands(cli);
+    return cli.Run(argc, argv);
+}

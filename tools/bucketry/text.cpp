@@ -1,0 +1,143 @@
+#include "text.h"
+
+#include <array>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+
+namespace bucketry::tool
+{
+
+namespace
+{
+
+/// The length of the UTF-8 sequence at the start of the bytes, which are not empty; 0 if there is none.
+std::size_t Utf8SequenceLength(std::string_view bytes)
+{
+    auto const at = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+    unsigned char const first = at(0);
+    if (first < 0x80)
+    {
+        return 1;
+    }
+    std::size_t const length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || bytes.size() < length)
+    {
+        return 0;
+    }
+    for (std::size_t i = 1; i < length; ++i)
+    {
+        if ((at(i) & 0xC0) != 0x80)
+        {
+            return 0;
+        }
+    }
+    bool const isOverlong = (first == 0xE0 && at(1) < 0xA0) || (first == 0xF0 && at(1) < 0x90);
+    bool const isSurrogate = first == 0xED && at(1) > 0x9F;
+    bool const isTooLarge = first == 0xF4 && at(1) > 0x8F;
+    return isOverlong || isSurrogate || isTooLarge ? 0 : length;
+}
+
+std::string HexEscape(char byte)
+{
+    std::array<char, 8> text{};
+    std::snprintf(text.data(), text.size(), "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    return text.data();
+}
+
+} // namespace
+
+bool IsUtf8(std::string_view bytes)
+{
+    while (!bytes.empty())
+    {
+        std::size_t const length = Utf8SequenceLength(bytes);
+        if (length == 0)
+        {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
+std::string Printable(std::string_view bytes)
+{
+    std::string text;
+    while (!bytes.empty())
+    {
+        std::size_t const length = Utf8SequenceLength(bytes);
+        auto const first = static_cast<unsigned char>(bytes.front());
+        if (length == 0 || first < 0x20 || first == 0x7F || first == '\\')
+        {
+            text += HexEscape(bytes.front());
+            bytes.remove_prefix(1);
+            continue;
+        }
+        text += bytes.substr(0, length);
+        bytes.remove_prefix(length);
+    }
+    return text;
+}
+
+std::string ReplaceNonUtf8(std::string_view bytes)
+{
+    std::string text;
+    while (!bytes.empty())
+    {
+        std::size_t const length = Utf8SequenceLength(bytes);
+        text += length == 0 ? std::string_view("\xEF\xBF\xBD") : bytes.substr(0, length);
+        bytes.remove_prefix(length == 0 ? 1 : length);
+    }
+    return text;
+}
+
+std::string OneDecimal(double value)
+{
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%.1f", value);
+    return text.data();
+}
+
+std::string HumanBytes(std::uint64_t bytes)
+{
+    if (bytes < 1024)
+    {
+        return std::to_string(bytes) + " B";
+    }
+    static constexpr std::array<char const*, 6> units{"KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+    double value = static_cast<double>(bytes) / 1024;
+    std::size_t unit = 0;
+    for (; value >= 1023.95 && unit + 1 < units.size(); ++unit)
+    {
+        value /= 1024;
+    }
+    return OneDecimal(value) + " " + units[unit];
+}
+
+std::string GroupedDigits(std::uint64_t value)
+{
+    std::string text = std::to_string(value);
+    for (std::size_t end = text.size(); end > 3; end -= 3)
+    {
+        text.insert(end - 3, ",");
+    }
+    return text;
+}
+
+std::string HumanSeconds(double seconds)
+{
+    auto const total = static_cast<std::uint64_t>(std::ceil(seconds));
+    std::array<char, 48> text{};
+    if (total < 3600)
+    {
+        std::snprintf(text.data(), text.size(), "%lu:%02lu", total / 60, total % 60);
+    }
+    else
+    {
+        std::snprintf(text.data(), text.size(), "%lu:%02lu:%02lu", total / 3600, total / 60 % 60, total % 60);
+    }
+    return text.data();
+}
+
+} // namespace bucketry::tool

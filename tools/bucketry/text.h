@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+/// Names and numbers for people and for machines. Names are bytes: nothing says that they are UTF-8.
+namespace bucketry::tool
+{
+
+/// Whether the bytes are UTF-8 (RFC 3629: shortest form, no surrogates, at most U+10FFFF).
+bool IsUtf8(std::string_view bytes);
+
+/// The bytes for a terminal: control characters, backslashes and what is no UTF-8 come as `\xNN`.
+std::string Printable(std::string_view bytes);
+
+/// The bytes with U+FFFD for each one that belongs to no UTF-8 sequence.
+std::string ReplaceNonUtf8(std::string_view bytes);
+
+/// "17 B", "1.5 KiB", "250.0 MiB".
+std::string HumanBytes(std::uint64_t bytes);
+
+/// "1,234,567"
+std::string GroupedDigits(std::uint64_t value);
+
+/// "0:07", "12:34", "1:02:03"; seconds are rounded up.
+std::string HumanSeconds(double seconds);
+
+/// With one digit after the point.
+std::string OneDecimal(double value);
+
+} // namespace bucketry::tool
