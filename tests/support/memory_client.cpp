@@ -229,7 +229,7 @@ CMemoryStore::SVersion const& CMemoryStore::Exactly(std::string const& key, std:
 std::string CMemoryStore::Add(std::string const& key, SVersion version)
 {
     version.m_lastModified = CCurrentTimeAccessor::CurrentTime();
-    version.m_id = m_keepsVersions ? "v" + std::to_string(++m_lastId) : "";
+    version.m_id = m_keepsVersions ? std::string("v").append(std::to_string(++m_lastId)) : "";
     std::vector<SVersion>& versions = m_objects[key];
     if (!m_keepsVersions)
     {
