@@ -169,6 +169,8 @@ TEST(Manifest, RefusesForgeriesThatLeadOutOfTheDirectory)
     ExpectDamaged(Forged(root, 2), "its end does not fit");
     ExpectDamaged(Forged(root + "f 0644 1.000000000 0 5 " + noDigest + " a\n", 2),
                   "a file has a wrong number of pieces");
+    ExpectDamaged(Forged(root + "f 0644 1.000000000 4611686018427387904 68719476736 " + noDigest + " a\n", 2),
+                  "a file has a wrong number of pieces");
     ExpectDamaged(Forged(root + "q a\n", 2), "a line is of an unknown kind");
 }
 
