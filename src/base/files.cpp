@@ -69,13 +69,18 @@ struct ::stat StatExc(int handle, std::string const& path)
     return info;
 }
 
-// Opens a file that is no directory for reading.
+// Opens for reading what has content of its own: no directory, and no pipe, which would look like an empty file.
 CHandle OpenSource(std::string const& path)
 {
     CHandle file(OpenExc("open", path, O_RDONLY));
-    if (S_ISDIR(StatExc(file.Get(), path).st_mode))
+    mode_t const mode = StatExc(file.Get(), path).st_mode;
+    if (S_ISDIR(mode))
     {
         ThrowSystemError("open", path, EISDIR);
+    }
+    if (S_ISFIFO(mode))
+    {
+        throw exc::CRuntimeExc("Cannot open \"%1\": it is a pipe.", path);
     }
     return file;
 }
@@ -88,6 +93,14 @@ void Announce(int handle, std::uint64_t size, std::string const& path)
     if (isFull) // any other failure: the file system cannot say
     {
         ThrowSystemError("create", path, errno);
+    }
+}
+
+void Empty(int handle, std::string const& path)
+{
+    if (::ftruncate(handle, 0) != 0)
+    {
+        ThrowSystemError("write to", path, errno);
     }
 }
 
@@ -113,8 +126,14 @@ posix_file_t posix_file_t::Open4Read(std::string const& path, bool direct)
 
 posix_file_t posix_file_t::CreateNew(std::string const& path, std::uint64_t size)
 {
-    CHandle file(OpenExc("create", path, O_WRONLY | O_CREAT | O_TRUNC, 0666));
-    Announce(file.Get(), size, path);
+    CHandle file(OpenExc("create", path, O_WRONLY | O_CREAT, 0666));
+    Announce(file.Get(), size, path); // before it is emptied, so that a full disk leaves the file that was there
+    struct ::stat const info = StatExc(file.Get(), path);
+    if (S_ISREG(info.st_mode) && info.st_size > 0)
+    {
+        Empty(file.Get(), path);
+        Announce(file.Get(), size, path);
+    }
     return {file.Release(), path};
 }
 
@@ -219,10 +238,11 @@ void PrepareTarget(int target, struct ::stat const& info, unsigned permissions, 
     {
         return;
     }
-    if (::fchmod(target, permissions) != 0 || ::ftruncate(target, 0) != 0)
+    if (::fchmod(target, permissions) != 0)
     {
         ThrowSystemError("write to", path, errno);
     }
+    Empty(target, path);
 }
 
 } // namespace

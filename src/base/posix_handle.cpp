@@ -27,7 +27,7 @@ char const* ToSystemPath(char const* operation, std::string const& path)
 int OpenExc(char const* operation, std::string const& path, int flags, unsigned mode)
 {
     char const* const systemPath = ToSystemPath(operation, path);
-    int const handle = Uninterrupted([&] { return ::open(systemPath, flags | O_CLOEXEC, mode); });
+    int const handle = Uninterrupted([&] { return ::open(systemPath, flags | O_CLOEXEC | O_NONBLOCK, mode); });
     if (handle < 0)
     {
         ThrowSystemError(operation, path, errno);

@@ -15,7 +15,7 @@ namespace bucketry::posix
 /// The path for a system call. Throws for one with a zero byte, which the system would take for its end.
 char const* ToSystemPath(char const* operation, std::string const& path);
 
-/// Opens with O_CLOEXEC and throws if that fails.
+/// Opens with O_CLOEXEC and throws if that fails. Never waits for the other end of a pipe.
 int OpenExc(char const* operation, std::string const& path, int flags, unsigned mode = 0);
 
 /// Repeats a system call that a signal has interrupted.

@@ -133,13 +133,26 @@ TEST_F(Files, ReadsAndWritesAreWholeOrFail)
     EXPECT_EQ(fs_file_size(At("f")), 0U);
 
     EXPECT_THAT(FailureOf([&] { posix_file_t::CreateNew("/dev/full", 5).Write(bytes, 5); }), HasSubstr("No space"));
+    Write("large", "what was there");
     EXPECT_THAT(FailureOf([&] { posix_file_t::CreateNew(At("large"), 1UL << 62U); }),
                 testing::AnyOf(HasSubstr("No space"), HasSubstr("File too large")));
+    EXPECT_EQ(Read("large"), "what was there");
     fs_make_directory(At("d/"));
     EXPECT_THAT(FailureOf([&] { Write("d", ""); }), HasSubstr("Is a directory"));
     EXPECT_THAT(FailureOf([&] { Read("d"); }), HasSubstr("Is a directory"));
     EXPECT_THAT(FailureOf([&] { fs_file_size(At("d")); }), HasSubstr("Is a directory"));
     EXPECT_THAT(FailureOf([&] { Read("none"); }), HasSubstr("No such file"));
+}
+
+TEST_F(Files, PipesNeverKeepAnybodyWaiting)
+{
+    ASSERT_EQ(::mkfifo(At("pipe").c_str(), 0600), 0);
+    Write("file", "content");
+    EXPECT_EQ(FailureOf([&] { Read("pipe"); }), "Cannot open \"" + At("pipe") + "\": it is a pipe.");
+    EXPECT_THAT(FailureOf([&] { Write("pipe", "content"); }), HasSubstr("No such device"));
+    EXPECT_THAT(FailureOf([&] { fs_file_copy(At("pipe"), At("file"), true); }), HasSubstr("it is a pipe"));
+    EXPECT_EQ(Read("file"), "content");
+    EXPECT_THAT(FailureOf([&] { fs_file_copy(At("file"), At("pipe"), true); }), HasSubstr("No such device"));
 }
 
 TEST_F(Files, CopiesReplaceTheTargetWithItsModeButNeverThemselves)

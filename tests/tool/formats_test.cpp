@@ -169,6 +169,8 @@ TEST(Manifest, RefusesForgeriesThatLeadOutOfTheDirectory)
     ExpectDamaged(Forged(root, 2), "its end does not fit");
     ExpectDamaged(Forged(root + "f 0644 1.000000000 0 5 " + noDigest + " a\n", 2),
                   "a file has a wrong number of pieces");
+    ExpectDamaged(Forged(root + "f 0644 1.000000000 4611686018427387904 68719476736 " + noDigest + " a\n", 2),
+                  "a file has a wrong number of pieces");
     ExpectDamaged(Forged(root + "q a\n", 2), "a line is of an unknown kind");
 }
 
@@ -189,6 +191,7 @@ TEST(Output, ProgressTellsWhatIsLeft)
 {
     EXPECT_EQ(ProgressText({10 << 20, 3}, {30 << 20, 1200}, 2),
               "10.0 MiB of 30.0 MiB, 3 of 1,200 files, 5.0 MiB/s, 0:04 left");
+    EXPECT_EQ(ProgressText({4, 0}, {30 << 20, 1200}, 0.5), "4 B of 30.0 MiB, 0 of 1,200 files, 8 B/s");
     EXPECT_EQ(ProgressText({512, 1}, {}, 0), "512 B, 1 files, 0 B/s");
     EXPECT_EQ(HumanSeconds(3723), "1:02:03");
 }

@@ -225,6 +225,8 @@ TEST_F(Tool, WrongUseHasStatusTwoAndSaysWhatIsWrong)
     ExpectFailure(2, "leaves the root", {"put", "file", "a\\..\\..\\x"});
     ExpectFailure(2, "leaves the root", {"backup", ".", "a/../../x"});
     ExpectFailure(2, "is empty", {"put", "file", ""});
+    ExpectFailure(2, "is empty", {"get", "object", ""});
+    ExpectFailure(2, "is empty", {"restore", "b", ""});
     ExpectFailure(2, "names the root itself", {"rm", "-r", "/"});
     EXPECT_EQ(Execute({"ls"}).m_status, 2);
     EXPECT_EQ(Execute({"--json", "frob"}).m_out, "{\"ok\":false,\"error\":\"Unknown command: frob. Try --help.\"}\n");
@@ -234,6 +236,8 @@ TEST_F(Tool, WrongUseHasStatusTwoAndSaysWhatIsWrong)
         SRun const help = Execute({command, "--help"});
         EXPECT_EQ(help.m_status, 0);
         EXPECT_THAT(help.m_out, HasSubstr("Usage: bucketry " + command));
+        EXPECT_THAT(help.m_out, HasSubstr("--root DIR"));
+        EXPECT_THAT(help.m_out, HasSubstr("Exit status: 0 done"));
     }
     EXPECT_FALSE(fs::exists(m_work / "root"));
 }
@@ -397,6 +401,8 @@ TEST_F(Tool, TheStorageItselfIsLeftOut)
     EXPECT_EQ(run.m_status, 0) << run.m_err;
     EXPECT_THAT(run.m_err, HasSubstr("The storage itself lies here and is left out: [./root]"));
     ExpectOk({"verify", ".", "b"});
+    ExpectFailure(1, "The directory [root] is the storage itself.", {"backup", "root", "c"});
+    EXPECT_FALSE(fs::exists(m_work / "root/c"));
 }
 
 } // namespace

@@ -10,6 +10,14 @@
 namespace bucketry::tool
 {
 
+namespace
+{
+
+constexpr char const* Notes = "PATH names an object or folder below the root; \"/\" separates folders.\n"
+                              "Exit status: 0 done, 1 the work failed, 2 wrong use.";
+
+} // namespace
+
 CCli::CCli() : m_app("Stores files as objects: single ones, and backups of whole directories.", "bucketry")
 {
     m_app.require_subcommand(1);
@@ -18,8 +26,6 @@ CCli::CCli() : m_app("Stores files as objects: single ones, and backups of whole
     m_app.add_option("--root", m_options.m_root, "The directory that holds the objects")->type_name("DIR");
     m_app.add_flag("--json", m_options.m_isJson, "Write the result as one JSON object");
     m_app.add_flag("--verbose", m_options.m_isVerbose, "Show the library's information messages, too");
-    m_app.footer("PATH names an object or folder below the root; \"/\" separates folders.\n"
-                 "Exit status: 0 done, 1 the work failed, 2 wrong use.");
 }
 
 CLI::App& CCli::AddCommand(std::string const& name, std::string const& description, command_t command)
@@ -29,10 +35,23 @@ CLI::App& CCli::AddCommand(std::string const& name, std::string const& descripti
     return *app;
 }
 
+void CCli::AddNotes()
+{
+    m_app.footer(Notes);
+    for (CLI::App* const command : m_app.get_subcommands([](CLI::App*) { return true; }))
+    {
+        std::string const own = command->get_footer();
+        command->footer((own.empty() ? own : own + "\n\n") +
+                        "Before or behind every command: --root DIR, --json, --verbose; see bucketry --help.\n" +
+                        Notes);
+    }
+}
+
 int CCli::Run(int argc, char const* const* argv) noexcept
 {
     try
     {
+        AddNotes();
         m_app.parse(argc, argv);
         return RunSelected();
     }

@@ -34,6 +34,7 @@ public:
     int Run(int argc, char const* const* argv) noexcept;
 
 private:
+    void AddNotes(); ///< what every help text ends with
     int RunSelected();
     std::string TextOf(CLI::ParseError const& error) const;
 

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace bucketry::tool
 {
@@ -24,6 +25,7 @@ using body_t = std::shared_ptr<io::block::CPooledBuf>;
 struct SObjectOptions
 {
     std::string m_file;
+    std::optional<std::string> m_into;
     std::string m_path;
     std::string m_target;
 };
@@ -78,24 +80,28 @@ int Put(CHost& host, SObjectOptions const& options)
 }
 
 /// The file that `get` writes: the one given, or the object's own name in the directory given or the working directory.
-std::string TargetFile(std::string const& given, std::string const& path)
+std::string TargetFile(std::optional<std::string> const& given, std::string const& path)
 {
     std::string const name(BaseNameOf(path));
-    if (given.empty())
+    if (!given)
     {
         return name;
+    }
+    if (given->empty())
+    {
+        throw CUsageError("The name of the file is empty.");
     }
     struct stat status
     {
     };
-    bool const isDirectory = ::stat(given.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-    return isDirectory ? util::fs_merge_path(given, name) : given;
+    bool const isDirectory = ::stat(given->c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    return isDirectory ? util::fs_merge_path(*given, name) : *given;
 }
 
 int Get(CHost& host, SObjectOptions const& options)
 {
     std::string const path = ObjectPath(options.m_path);
-    std::string const file = TargetFile(options.m_file, path);
+    std::string const file = TargetFile(options.m_into, path);
     body_t const body = Fetch(host, path);
     std::string const folder = std::filesystem::path(file).parent_path();
     CFd const directory = OpenAt(AT_FDCWD, folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY, folder);
@@ -201,7 +207,7 @@ void AddObjectCommands(CCli& cli)
 
     CLI::App& get = AddObjectCommand(cli, options, "get", "Fetch an object into a file", &Get);
     get.add_option("PATH", options->m_path, "The object to read")->required();
-    get.add_option("FILE", options->m_file,
+    get.add_option("FILE", options->m_into,
                    "The file to write, or a directory for it; the working directory if left out");
 
     CLI::App& cat = AddObjectCommand(cli, options, "cat", "Write an object to the standard output", &Cat);

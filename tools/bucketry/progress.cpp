@@ -16,7 +16,8 @@ std::string ProgressText(SAmount const& done, SAmount const& total, double secon
     text += isTotalKnown ? " of " + GroupedDigits(total.m_files) + " files" : " files";
     double const rate = seconds > 0 ? static_cast<double>(done.m_bytes) / seconds : 0;
     text += ", " + HumanBytes(static_cast<std::uint64_t>(rate)) + "/s";
-    if (isTotalKnown && rate > 0 && total.m_bytes >= done.m_bytes)
+    bool const isRateSettled = rate > 0 && seconds >= 1; // the first bytes alone would promise hours
+    if (isTotalKnown && isRateSettled && total.m_bytes >= done.m_bytes)
     {
         text += ", " + HumanSeconds(static_cast<double>(total.m_bytes - done.m_bytes) / rate) + " left";
     }

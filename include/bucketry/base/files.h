@@ -33,14 +33,15 @@ BUCKETRY_API bool fs_is_directory_exists(std::string const& path);
 namespace bucketry::posix
 {
 
-/// An open file; closed when it goes. One thread at a time.
+/// An open file; closed when it goes. One thread at a time. Opening never waits: a pipe without a reader is a failure, and
+/// so is reading from a pipe.
 class BUCKETRY_API posix_file_t
 {
 public:
     /// Opens a file for reading. With `direct` the system is asked not to keep its content in the page cache.
     static posix_file_t Open4Read(std::string const& path, bool direct);
     /// Creates a file, or empties the one that is there, for writing; `size` bytes are announced, so that a full disk is told
-    /// before anything is written where the file system can say so.
+    /// before anything is written or emptied where the file system can say so.
     static posix_file_t CreateNew(std::string const& path, std::uint64_t size);
 
     posix_file_t(posix_file_t&& other) noexcept;

@@ -228,7 +228,7 @@ bool ArePiecesPlausible(SEntry const& entry)
     std::uint64_t const needed = entry.m_size / PieceBytes + (entry.m_size % PieceBytes == 0 ? 0 : 1);
     bool const isCut = entry.m_kind == EEntryKind::TornFile && entry.m_pieces > 0 &&
         (entry.m_pieces == needed || entry.m_pieces == needed + 1);
-    return isCut || entry.m_pieces == (needed > 1 ? needed : 0);
+    return entry.m_pieces <= MaxPieces && (isCut || entry.m_pieces == (needed > 1 ? needed : 0));
 }
 
 /// The next line without its line feed; takes it off the text.

@@ -40,6 +40,8 @@ struct SEntry
 
 /// Files of more bytes are stored as several objects of this size, the last one smaller.
 inline constexpr std::uint64_t PieceBytes = std::uint64_t(64) << 20;
+/// As many as have a number of six digits. It bounds what a forged size can make a reader do.
+inline constexpr std::uint64_t MaxPieces = 1'000'000;
 
 struct SManifest
 {

@@ -109,6 +109,10 @@ private:
         }
         if (m_leaveOut == std::pair(status.st_dev, status.st_ino))
         {
+            if (path.empty())
+            {
+                throw exc::CRuntimeExc("The directory [%1] is the storage itself.", Printable(m_root));
+            }
             m_visitor.OnSkipped(path, "The storage itself lies here and is left out");
             return;
         }

@@ -34,8 +34,8 @@ public:
 using directory_id_t = std::pair<dev_t, ino_t>;
 
 /// Walks the tree below a directory. Links below it are never followed. Files are opened, not otherwise looked at.
-/// \param leaveOut  a directory that is skipped, such as the storage root itself
-/// Throws exc::CRuntimeExc if the directory itself cannot be opened.
+/// \param leaveOut  a directory below it that is skipped, such as the storage root itself
+/// Throws exc::CRuntimeExc if the directory itself cannot be opened or is the one to leave out.
 void WalkTree(std::string const& directory, std::optional<directory_id_t> const& leaveOut, ITreeVisitor& visitor);
 
 /// Bytes and number of the regular files that a walk would meet, for the progress line; what cannot be read counts nothing.

@@ -109,6 +109,10 @@ private:
     {
         std::string const name = ObjectPath(entry);
         CContentReader reader(std::move(file), status, Shown(entry.m_path));
+        if (reader.Remaining() > MaxPieces * PieceBytes)
+        {
+            throw CSystemError("back up", Shown(entry.m_path), "it is too large");
+        }
         if (reader.Remaining() <= PieceBytes)
         {
             Upload(name, ReadPiece(reader));
