@@ -7,6 +7,7 @@
 
 #include "processing/forwarding.h"
 
+#include "bucketry/base/exceptions.h"
 #include "bucketry/processing.h"
 #include "bucketry/statistics.h"
 #include "bucketry/tasks.h"
@@ -75,8 +76,17 @@ public:
     }
     std::uint32_t GetConcurrentTaskLimit() override { return 16; }
 
+    // Not measured.
+    task_t DownloadFileAsync(std::string const&, bufs_t, pool_t, unsigned long, unsigned long) override { Refuse(); }
+    std::uint64_t GetFileSize(std::string const&) override { Refuse(); }
+    std::shared_ptr<ICloudDownload> StartDownload(std::string const&) override { Refuse(); }
+    std::shared_ptr<ICloudVersioningUtils> GetVersioningUtils() override { Refuse(); }
+
     bufs_t m_stored;
     clock_type::time_point m_handedOut;
+
+private:
+    [[noreturn]] static void Refuse() { throw exc::CNotImplExc("COneObject"); }
 };
 
 double Since(clock_type::time_point start)
