@@ -462,6 +462,7 @@ TEST_F(Tool, ThePasswordAloneRestores)
 {
     MakeTree();
     m_input = "correct horse\n";
+    ExpectOk({"put", "tree/plain", "unprocessed"});
     ExpectFailure(1, "Nothing in this root was stored with a password", {"get", "b/manifest", "--encrypt"});
     ExpectOk({"backup", "tree", "b", "--encrypt", "--compress", "zstd"});
     ExpectOk({"put", "tree/plain", "single", "--encrypt"});
@@ -469,6 +470,7 @@ TEST_F(Tool, ThePasswordAloneRestores)
     ExpectOk({"restore", "b", "copy", "--encrypt"});
     EXPECT_EQ(Describe(m_work / "copy"), Describe(m_work / "tree"));
     EXPECT_EQ(Run({"cat", "single", "--encrypt"}).m_out, "plain text");
+    ExpectOk({"rm", "unprocessed"});
     EXPECT_THAT(Stored(m_work / "root"), Not(HasSubstr("plain text")));
 
     m_input = "correct horses\n";
