@@ -172,6 +172,11 @@ TEST(Manifest, RefusesForgeriesThatLeadOutOfTheDirectory)
     ExpectDamaged(Forged(root + "f 0644 1.000000000 4611686018427387904 68719476736 " + noDigest + " a\n", 2),
                   "a file has a wrong number of pieces");
     ExpectDamaged(Forged(root + "q a\n", 2), "a line is of an unknown kind");
+    for (char const* const start : {"f 0644 01.000000000 0", "f 0644 -0.000000000 0", "f 0644 1.000000000 00"})
+    {
+        ExpectDamaged(Forged(root + start + " 0 " + noDigest + " a\n", 2), "a number is malformed");
+    }
+    ExpectDamaged(Forged(root + "f 00644 1.000000000 0 0 " + noDigest + " a\n", 2), "a mode is out of range");
 }
 
 TEST(Output, JsonStaysValidWhateverTheBytes)

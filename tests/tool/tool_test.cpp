@@ -30,6 +30,7 @@ namespace
 namespace fs = std::filesystem;
 using testing::ContainsRegex;
 using testing::HasSubstr;
+using testing::Not;
 
 struct SRun
 {
@@ -80,14 +81,17 @@ protected:
         arguments.insert(arguments.begin(), BUCKETRY_TOOL);
         std::string const out = m_work.string() + ".out";
         std::string const err = m_work.string() + ".err";
+        std::string const in = m_work.string() + ".in";
+        WriteText(in, m_input);
         pid_t const child = ::fork();
         if (child == 0)
         {
-            Become(arguments, out, err);
+            Become(arguments, in, out, err);
         }
         int status = 0;
         ::waitpid(child, &status, 0);
         SRun const run{WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadText(out), ReadText(err)};
+        fs::remove(in);
         fs::remove(out);
         fs::remove(err);
         return run;
@@ -167,10 +171,12 @@ protected:
     }
 
     fs::path m_work;
+    std::string m_input;                    ///< what the program reads from its standard input
     rlim_t m_fileSizeLimit = RLIM_INFINITY; ///< for the program, in bytes
 
 private:
-    [[noreturn]] void Become(std::vector<std::string>& arguments, std::string const& out, std::string const& err)
+    [[noreturn]] void Become(std::vector<std::string>& arguments, std::string const& in, std::string const& out,
+                             std::string const& err)
     {
         std::vector<char*> words;
         for (std::string& argument : arguments)
@@ -178,6 +184,7 @@ private:
             words.push_back(argument.data());
         }
         words.push_back(nullptr);
+        ::dup2(::open(in.c_str(), O_RDONLY), STDIN_FILENO);
         ::dup2(::open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
         ::dup2(::open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
         rlimit const limit{m_fileSizeLimit, RLIM_INFINITY};
@@ -403,6 +410,103 @@ TEST_F(Tool, TheStorageItselfIsLeftOut)
     ExpectOk({"verify", ".", "b"});
     ExpectFailure(1, "The directory [root] is the storage itself.", {"backup", "root", "c"});
     EXPECT_FALSE(fs::exists(m_work / "root/c"));
+}
+
+/// The bytes of everything in the root.
+std::string Stored(fs::path const& root)
+{
+    std::string all;
+    for (auto const& entry : fs::recursive_directory_iterator(root))
+    {
+        all += entry.is_regular_file() ? ReadText(entry.path()) : "";
+    }
+    return all;
+}
+
+TEST_F(Tool, KeysAreWrittenOnceForTheOwnerOnly)
+{
+    ASSERT_EQ(Execute({"keys", "new", "key"}).m_status, 0);
+    struct stat status
+    {
+    };
+    ASSERT_EQ(::stat((m_work / "key").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    std::string const text = ReadText(m_work / "key");
+    EXPECT_THAT(text, ContainsRegex("^bucketry-key 1\nid [0-9a-f]{32}\nkey [0-9a-f]{64}\n$"));
+    ExpectFailure(1, "[key]: File exists", {"keys", "new", "key"});
+    EXPECT_EQ(ReadText(m_work / "key"), text);
+}
+
+TEST_F(Tool, ACompressedAndEncryptedBackupNeedsItsKey)
+{
+    MakeTree();
+    WriteText(m_work / "tree/long", std::string(300'000, 'x') + "a sentence that can be found");
+    Execute({"keys", "new", "key"});
+    Execute({"keys", "new", "other"});
+    ExpectOk({"backup", "tree", "b", "--compress", "zstd-high", "--encrypt", "--key-file", "key"});
+    std::string const stored = Stored(m_work / "root");
+    EXPECT_LT(stored.size(), 10'000U);
+    EXPECT_THAT(stored, Not(testing::AnyOf(HasSubstr("a sentence"), HasSubstr("manifest"), HasSubstr("plain text"))));
+    ExpectOk({"verify", "tree", "b", "--encrypt", "--key-file", "key"});
+    ExpectOk({"restore", "b", "copy", "--encrypt", "--key-file", "key", "--compress", "zlib"});
+    EXPECT_EQ(Describe(m_work / "copy"), Describe(m_work / "tree"));
+
+    ExpectFailure(1, "is not known", {"restore", "b", "copy2", "--encrypt", "--key-file", "other"});
+    ExpectFailure(1, "is not known", {"verify", "tree", "b", "--compress", "zlib"});
+    ExpectFailure(1, "The manifest is damaged", {"restore", "b", "copy2"});
+    EXPECT_FALSE(fs::exists(m_work / "copy2"));
+    // The right id with another key.
+    std::string forged = ReadText(m_work / "key");
+    forged[forged.size() - 2] = forged[forged.size() - 2] == '0' ? '1' : '0';
+    WriteText(m_work / "forged", forged);
+    ExpectFailure(1, "the key is another one", {"restore", "b", "copy2", "--encrypt", "--key-file", "forged"});
+    WriteText(m_work / "short", forged.substr(0, forged.size() - 3) + "\n");
+    ExpectFailure(1, "[short] is no key file", {"restore", "b", "copy2", "--encrypt", "--key-file", "short"});
+}
+
+TEST_F(Tool, ThePasswordAloneRestores)
+{
+    MakeTree();
+    m_input = "correct horse\n";
+    ExpectOk({"put", "tree/plain", "unprocessed"});
+    ExpectFailure(1, "Nothing in this root was stored with a password", {"get", "b/manifest", "--encrypt"});
+    ExpectOk({"backup", "tree", "b", "--encrypt", "--compress", "zstd"});
+    ExpectOk({"put", "tree/plain", "single", "--encrypt"});
+    ExpectOk({"verify", "tree", "b", "--encrypt"});
+    ExpectOk({"restore", "b", "copy", "--encrypt"});
+    EXPECT_EQ(Describe(m_work / "copy"), Describe(m_work / "tree"));
+    EXPECT_EQ(Run({"cat", "single", "--encrypt"}).m_out, "plain text");
+    ExpectOk({"rm", "unprocessed"});
+    EXPECT_THAT(Stored(m_work / "root"), Not(HasSubstr("plain text")));
+
+    m_input = "correct horses\n";
+    ExpectFailure(1, "The password is wrong.", {"restore", "b", "copy2", "--encrypt"});
+    ExpectFailure(1, "The password is wrong.", {"put", "tree/plain", "single", "--encrypt"});
+    m_input = "";
+    ExpectFailure(1, "The password is empty.", {"cat", "single", "--encrypt"});
+    m_input = "correct horse";
+    EXPECT_EQ(Run({"cat", "single", "--encrypt"}).m_out, "plain text") << "what was there is still there";
+}
+
+TEST_F(Tool, BodyOptionsThatCannotWorkAreWrongUse)
+{
+    WriteText(m_work / "file", "text");
+    ExpectFailure(2, "Unknown compression [brotli]", {"put", "file", "object", "--compress", "brotli"});
+    ExpectFailure(2, "--key-file needs --encrypt", {"put", "file", "object", "--key-file", "file"});
+    ExpectFailure(2, "--encrypt", {"ls", "--encrypt"});
+    EXPECT_FALSE(fs::exists(m_work / "root/object"));
+    fs::resize_file(m_work / "file", std::uintmax_t(1) << 32);
+    ExpectFailure(1, "4 GiB or more", {"put", "file", "object", "--compress", "zlib"});
+}
+
+TEST_F(Tool, StatisticsTellStoredBytes)
+{
+    WriteText(m_work / "file", "text");
+    SRun const run = Run({"put", "file", "object", "--compress", "none", "--stats"});
+    EXPECT_THAT(run.m_err, HasSubstr("Downloaded 0 bytes, uploaded 30 bytes; requests: UploadFile 1\n"));
+    EXPECT_THAT(Run({"--stats", "--json", "cat", "object"}).m_out,
+                HasSubstr("\"stats\":{\"downloaded\":30,\"uploaded\":0,\"requests\":{\"DownloadFile\":1}}}\n"));
+    EXPECT_THAT(Run({"--stats", "--json", "cat", "none"}).m_out, HasSubstr("\"requests\":{\"DownloadFile\":1}}}\n"));
 }
 
 } // namespace

@@ -26,6 +26,7 @@ CCli::CCli() : m_app("Stores files as objects: single ones, and backups of whole
     m_app.add_option("--root", m_options.m_root, "The directory that holds the objects")->type_name("DIR");
     m_app.add_flag("--json", m_options.m_isJson, "Write the result as one JSON object");
     m_app.add_flag("--verbose", m_options.m_isVerbose, "Show the library's information messages, too");
+    m_app.add_flag("--stats", m_options.m_showsStatistics, "Show what was asked of the storage, and the bytes moved");
 }
 
 CLI::App& CCli::AddCommand(std::string const& name, std::string const& description, command_t command)
@@ -42,9 +43,25 @@ void CCli::AddNotes()
     {
         std::string const own = command->get_footer();
         command->footer((own.empty() ? own : own + "\n\n") +
-                        "Before or behind every command: --root DIR, --json, --verbose; see bucketry --help.\n" +
+                        "Before or behind every command: --root DIR, --json, --verbose, --stats; see bucketry --help.\n" +
                         Notes);
     }
+}
+
+CLI::App& CCli::AddBodyCommand(std::string const& name, std::string const& description, command_t command)
+{
+    CLI::App& app = AddCommand(name, description, std::move(command));
+    SBodyOptions& bodies = m_options.m_bodies;
+    app.add_option(
+           "--compress", bodies.m_compression,
+           "Bodies are compressed: zlib, zstd-fast, zstd or zstd-high. What was compressed with one is read with "
+           "any")
+        ->type_name("KIND");
+    app.add_flag("--encrypt", bodies.m_isEncrypted, "Bodies are encrypted with a key file or a password");
+    app.add_option("--key-file", bodies.m_keyFile,
+                   "The file that `keys new` wrote; a password is asked for if left out")
+        ->type_name("FILE");
+    return app;
 }
 
 int CCli::Run(int argc, char const* const* argv) noexcept
@@ -82,19 +99,26 @@ std::string CCli::TextOf(CLI::ParseError const& error) const
 int CCli::RunSelected()
 {
     COutput output(m_options.m_isJson, m_options.m_isVerbose);
+    CHost host(m_options, output);
+    int const status = RunSelected(host);
+    host.ShowStatistics();
+    return status;
+}
+
+int CCli::RunSelected(CHost& host)
+{
     try
     {
-        CHost host(m_options, output);
         return m_selected(host);
     }
     catch (CUsageError const& error)
     {
-        output.Error(error.what());
+        host.Output().Error(error.what());
         return ExitUsage;
     }
     catch (std::exception const& error)
     {
-        output.Error(error.what());
+        host.Output().Error(error.what());
         return ExitFailed;
     }
 }

@@ -30,12 +30,16 @@ public:
     /// A new command; its options are added to the result and must live as long as this object.
     CLI::App& AddCommand(std::string const& name, std::string const& description, command_t command);
 
+    /// The same for a command that moves bodies: with the options that say how they are stored.
+    CLI::App& AddBodyCommand(std::string const& name, std::string const& description, command_t command);
+
     /// Parses the arguments and runs the command that they name. Never throws; messages have been written.
     int Run(int argc, char const* const* argv) noexcept;
 
 private:
     void AddNotes(); ///< what every help text ends with
     int RunSelected();
+    int RunSelected(CHost& host);
     std::string TextOf(CLI::ParseError const& error) const;
 
     CLI::App m_app;
@@ -46,5 +50,6 @@ private:
 void AddObjectCommands(CCli& cli); ///< put, get, cat, stat, cp
 void AddFolderCommands(CCli& cli); ///< ls, mkdir, du, rm
 void AddBackupCommands(CCli& cli); ///< backup, verify, restore
+void AddKeyCommands(CCli& cli);    ///< keys new
 
 } // namespace bucketry::tool

@@ -65,6 +65,23 @@ std::size_t ReadUpTo(CFd const& file, unsigned char* buffer, std::size_t size, s
     return done;
 }
 
+void WriteAll(CFd const& file, unsigned char const* data, std::size_t size, std::string_view path)
+{
+    while (size > 0)
+    {
+        ssize_t const count = ::write(file.Get(), data, size);
+        if (count >= 0)
+        {
+            data += count;
+            size -= static_cast<std::size_t>(count);
+        }
+        else if (errno != EINTR)
+        {
+            ThrowSystemError("write", path);
+        }
+    }
+}
+
 void ApplyAttributes(CFd const& file, SFileAttributes const& attributes, std::string_view path)
 {
     std::array<timespec, 2> const times{timespec{0, UTIME_OMIT}, attributes.m_modified};
@@ -98,19 +115,7 @@ CReplacementFile::~CReplacementFile()
 
 void CReplacementFile::Write(unsigned char const* data, std::size_t size)
 {
-    while (size > 0)
-    {
-        ssize_t const count = ::write(m_file.Get(), data, size);
-        if (count >= 0)
-        {
-            data += count;
-            size -= static_cast<std::size_t>(count);
-        }
-        else if (errno != EINTR)
-        {
-            ThrowSystemError("write", m_shownPath);
-        }
-    }
+    WriteAll(m_file, data, size, m_shownPath);
 }
 
 void CReplacementFile::SetAttributes(SFileAttributes const& attributes)

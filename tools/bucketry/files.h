@@ -59,6 +59,8 @@ CFd OpenAt(int at, std::string const& name, int flags, std::string_view path, mo
 /// Reads up to `size` bytes, less only at the end of the file; how many.
 std::size_t ReadUpTo(CFd const& file, unsigned char* buffer, std::size_t size, std::string_view path);
 
+void WriteAll(CFd const& file, unsigned char const* data, std::size_t size, std::string_view path);
+
 /// Mode and times of a file on disk.
 struct SFileAttributes
 {

@@ -1,11 +1,16 @@
 #include "host.h"
 
 #include "files.h"
+#include "keys.h"
+#include "statistics.h"
 #include "text.h"
 
 #include "bucketry/base/exceptions.h"
+#include "bucketry/processing.h"
+#include "bucketry/statistics.h"
 
 #include <cerrno>
+#include <limits>
 #include <vector>
 
 namespace bucketry::tool
@@ -39,11 +44,29 @@ void CheckRoot(std::string const& root, EAccess access)
     }
 }
 
+/// Refuses what cannot work before anything is asked or opened.
+void CheckBodyOptions(SBodyOptions const& options)
+{
+    if (!options.m_compression.empty() && !io::block::buftransformtype_from_str(options.m_compression))
+    {
+        throw CUsageError("Unknown compression [" + Printable(options.m_compression) +
+                          "]: zlib, zstd-fast, zstd or zstd-high.");
+    }
+    if (!options.m_keyFile.empty() && !options.m_isEncrypted)
+    {
+        throw CUsageError("--key-file needs --encrypt.");
+    }
+}
+
 } // namespace
 
 CHost::CHost(SGlobalOptions const& options, COutput& output)
     : m_options(options), m_output(output), m_pool(std::make_shared<io::block::bufs_pool_t>(PoolIdleBytes))
 {
+    if (m_options.m_showsStatistics)
+    {
+        m_output.SetStatistics(&StatisticsOfStorage);
+    }
 }
 
 ICloudClient& CHost::Client(EAccess access)
@@ -56,8 +79,56 @@ ICloudClient& CHost::Client(EAccess access)
         }
         CheckRoot(m_options.m_root, access);
         m_client = CLocalFsCloudClient::Create(m_options.m_root);
+        if (m_options.m_showsStatistics)
+        {
+            m_client = WrapCloudClientInStatistics(StorageName, m_client);
+        }
     }
     return *m_client;
+}
+
+ICloudClient& CHost::Bodies(EAccess access)
+{
+    if (!m_bodies)
+    {
+        SBodyOptions const& bodies = m_options.m_bodies;
+        CheckBodyOptions(bodies);
+        ICloudClient& client = Client(access);
+        if (!bodies.AreProcessed())
+        {
+            m_bodies = m_client;
+            return *m_bodies;
+        }
+        std::shared_ptr<crypto::CKeySet> keySet;
+        if (bodies.m_isEncrypted)
+        {
+            keySet = bodies.m_keyFile.empty() ? KeySetOfPassword(client, access) : LoadKeyFile(bodies.m_keyFile);
+        }
+        auto const compression =
+            io::block::buftransformtype_from_str(bodies.m_compression).value_or(io::block::EBufTransformType::None);
+        m_bodies = CreateProcessingContext(compression, keySet, std::make_shared<crypto::CKeySetCollection>())
+                       ->CreateProcessingCloudClient(m_client);
+    }
+    return *m_bodies;
+}
+
+void CHost::CheckBodySize(std::uint64_t size, std::string_view path) const
+{
+    if (m_options.m_bodies.AreProcessed() && size > std::numeric_limits<std::uint32_t>::max())
+    {
+        throw exc::CRuntimeExc(
+            "[%1] has 4 GiB or more, too much for one compressed or encrypted object. A backup stores "
+            "it in pieces.",
+            Printable(path));
+    }
+}
+
+void CHost::ShowStatistics()
+{
+    if (m_options.m_showsStatistics && !m_output.IsJson())
+    {
+        m_output.Message(TextOfStatistics());
+    }
 }
 
 std::optional<std::pair<dev_t, ino_t>> CHost::LocalRoot()

@@ -23,12 +23,24 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+/// How bodies are stored: the options of every command that moves them.
+struct SBodyOptions
+{
+    std::string m_compression; ///< empty: not compressed
+    bool m_isEncrypted = false;
+    std::string m_keyFile; ///< empty: a password is asked for
+
+    bool AreProcessed() const noexcept { return m_isEncrypted || !m_compression.empty(); }
+};
+
 /// The options that stand before or after every command.
 struct SGlobalOptions
 {
     std::string m_root;
     bool m_isJson = false;
     bool m_isVerbose = false;
+    bool m_showsStatistics = false;
+    SBodyOptions m_bodies;
 };
 
 enum class EAccess
@@ -43,8 +55,14 @@ class CHost
 public:
     CHost(SGlobalOptions const& options, COutput& output);
 
-    /// Opens the storage at the first call.
+    /// The storage as it is: opens it at the first call.
     ICloudClient& Client(EAccess access);
+    /// The same for whole bodies, which are compressed and encrypted as the options say. May ask for a password.
+    ICloudClient& Bodies(EAccess access);
+    /// Throws exc::CRuntimeExc for a body that is too large for one object.
+    void CheckBodySize(std::uint64_t size, std::string_view path) const;
+    /// Writes the counters of the storage, if the options ask for them and the output is text.
+    void ShowStatistics();
     /// Where the bodies' blocks come from.
     std::shared_ptr<io::block::bufs_pool_t> const& Pool() const noexcept { return m_pool; }
     COutput& Output() noexcept { return m_output; }
@@ -56,7 +74,8 @@ private:
     SGlobalOptions const& m_options;
     COutput& m_output;
     std::shared_ptr<io::block::bufs_pool_t> m_pool;
-    std::shared_ptr<ICloudClient> m_client;
+    std::shared_ptr<ICloudClient> m_client; ///< what is counted: stored bytes
+    std::shared_ptr<ICloudClient> m_bodies; ///< m_client, or a processing client around it
 };
 
 /// The canonical form of a storage path given by the user: no "." or "..", no empty components, no "/" at either end.

@@ -6,5 +6,6 @@ int main(int argc, char** argv)
     bucketry::tool::AddObjectCommands(cli);
     bucketry::tool::AddFolderCommands(cli);
     bucketry::tool::AddBackupCommands(cli);
+    bucketry::tool::AddKeyCommands(cli);
     return cli.Run(argc, argv);
 }

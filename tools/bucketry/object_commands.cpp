@@ -42,7 +42,7 @@ std::string ObjectPath(std::string const& text)
 body_t Fetch(CHost& host, std::string const& path)
 {
     body_t const body = io::block::CPooledBuf::Alloc(0, host.Pool());
-    host.Client(EAccess::Read).DownloadFileAsync(path, body, host.Pool())->Wait();
+    host.Bodies(EAccess::Read).DownloadFileAsync(path, body, host.Pool())->Wait();
     return body;
 }
 
@@ -61,6 +61,7 @@ body_t ReadWhole(CHost& host, std::string const& path)
         throw exc::CRuntimeExc("[%1] is not a regular file.", Printable(path));
     }
     auto const size = static_cast<unsigned long>(status.st_size);
+    host.CheckBodySize(size, path);
     body_t const body = io::block::CPooledBuf::Alloc(size, host.Pool());
     body->SetCount(size);
     if (ReadUpTo(file, body->GetData(), size, path) != size)
@@ -74,7 +75,7 @@ int Put(CHost& host, SObjectOptions const& options)
 {
     std::string const path = ObjectPath(options.m_path);
     body_t const body = ReadWhole(host, options.m_file);
-    host.Client(EAccess::Write).UploadFileAsync(path, body)->Wait();
+    host.Bodies(EAccess::Write).UploadFileAsync(path, body)->Wait();
     host.Output().Result("", CJsonObject().Add("path", path).Add("bytes", body->GetCount()));
     return ExitOk;
 }
@@ -196,21 +197,28 @@ CLI::App& AddObjectCommand(CCli& cli, std::shared_ptr<SObjectOptions> const& opt
     return cli.AddCommand(name, description, [options, run](CHost& host) { return run(host, *options); });
 }
 
+/// The same for one that moves bodies.
+CLI::App& AddBodyCommand(CCli& cli, std::shared_ptr<SObjectOptions> const& options, std::string const& name,
+                         std::string const& description, int (*run)(CHost&, SObjectOptions const&))
+{
+    return cli.AddBodyCommand(name, description, [options, run](CHost& host) { return run(host, *options); });
+}
+
 } // namespace
 
 void AddObjectCommands(CCli& cli)
 {
     auto const options = std::make_shared<SObjectOptions>();
-    CLI::App& put = AddObjectCommand(cli, options, "put", "Store a file as an object", &Put);
+    CLI::App& put = AddBodyCommand(cli, options, "put", "Store a file as an object", &Put);
     put.add_option("FILE", options->m_file, "The file to read")->required();
     put.add_option("PATH", options->m_path, "The object to write; one that is there is replaced")->required();
 
-    CLI::App& get = AddObjectCommand(cli, options, "get", "Fetch an object into a file", &Get);
+    CLI::App& get = AddBodyCommand(cli, options, "get", "Fetch an object into a file", &Get);
     get.add_option("PATH", options->m_path, "The object to read")->required();
     get.add_option("FILE", options->m_into,
                    "The file to write, or a directory for it; the working directory if left out");
 
-    CLI::App& cat = AddObjectCommand(cli, options, "cat", "Write an object to the standard output", &Cat);
+    CLI::App& cat = AddBodyCommand(cli, options, "cat", "Write an object to the standard output", &Cat);
     cat.add_option("PATH", options->m_path, "The object to read")->required();
     cat.footer("With --json the body is the member \"base64\".");
 

@@ -21,9 +21,8 @@ void Write(std::FILE* stream, std::string_view text)
     std::fwrite(text.data(), 1, text.size(), stream);
 }
 
-void WriteResult(std::string_view text)
+void FlushResult()
 {
-    Write(stdout, text);
     if (std::fflush(stdout) != 0)
     {
         throw exc::CRuntimeExc("Failed to write to the standard output.");
@@ -68,18 +67,28 @@ void COutput::Result(bool isOk, std::string_view text, CJsonObject const& json)
 {
     std::lock_guard const lock(m_mutex);
     ClearProgress();
-    if (!m_isJson)
+    if (m_isJson)
     {
-        WriteResult(text);
-        return;
+        WriteJson(CJsonObject().Add("ok", isOk).Merge(json));
     }
-    CJsonObject all;
-    all.Add("ok", isOk).Merge(json);
+    else
+    {
+        Write(stdout, text);
+    }
+    FlushResult();
+}
+
+void COutput::WriteJson(CJsonObject json)
+{
     if (!m_problems.empty())
     {
-        all.Add("problems", m_problems);
+        json.Add("problems", m_problems);
     }
-    WriteResult(all.Text() + "\n");
+    if (m_statistics)
+    {
+        json.AddJson("stats", m_statistics().Text());
+    }
+    Write(stdout, json.Text() + "\n");
 }
 
 void COutput::Summary(bool isOk, std::string_view title, CJsonObject json, std::vector<SSummaryRow> const& rows,
@@ -105,14 +114,8 @@ void COutput::Error(std::string_view text)
     Message(text);
     if (m_isJson)
     {
-        CJsonObject json;
-        json.Add("ok", false).Add("error", text);
         std::lock_guard const lock(m_mutex);
-        if (!m_problems.empty())
-        {
-            json.Add("problems", m_problems);
-        }
-        Write(stdout, json.Text() + "\n");
+        WriteJson(CJsonObject().Add("ok", false).Add("error", text));
     }
 }
 

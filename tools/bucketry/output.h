@@ -5,6 +5,7 @@
 
 #include "bucketry/base/logging.h"
 
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -59,17 +60,22 @@ public:
     /// A line of its own on the standard error stream.
     void Message(std::string_view text);
 
+    /// Closes the JSON object with a member "stats" of what this gives.
+    void SetStatistics(std::function<CJsonObject()> statistics) { m_statistics = std::move(statistics); }
+
     /// A progress for work that is about to begin; silent unless the standard error stream is a terminal.
     CProgress StartProgress();
 
 private:
+    void WriteJson(CJsonObject json);
     void ShowProgress(std::string const& line);
     void ClearProgress();
     void Log(logging::ELevel level, std::string const& section, std::string const& text);
 
     bool const m_isJson;
     bool const m_isVerbose;
-    std::mutex m_mutex; ///< guards the two streams and what follows
+    std::function<CJsonObject()> m_statistics; ///< set before any work begins
+    std::mutex m_mutex;                        ///< guards the two streams and what follows
     bool m_hasProgressLine = false;
     std::vector<CJsonObject> m_problems;
     std::map<std::string, std::uint64_t, std::less<>> m_problemCounts; ///< by kind

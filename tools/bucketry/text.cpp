@@ -1,6 +1,7 @@
 #include "text.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -97,6 +98,31 @@ std::string OneDecimal(double value)
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), "%.1f", value);
     return text.data();
+}
+
+std::string HexOf(std::span<unsigned char const> bytes)
+{
+    static constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (unsigned char const byte : bytes)
+    {
+        text += digits[byte >> 4];
+        text += digits[byte & 15];
+    }
+    return text;
+}
+
+bool ReadHex(std::string_view text, std::span<unsigned char> bytes)
+{
+    if (text.size() != 2 * bytes.size() || text.find_first_not_of("0123456789abcdef") != std::string_view::npos)
+    {
+        return false;
+    }
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+    {
+        std::from_chars(text.data() + 2 * i, text.data() + 2 * i + 2, bytes[i], 16);
+    }
+    return true;
 }
 
 std::string HumanBytes(std::uint64_t bytes)

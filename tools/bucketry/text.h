@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,12 @@ std::string Printable(std::string_view bytes);
 
 /// The bytes with U+FFFD for each one that belongs to no UTF-8 sequence.
 std::string ReplaceNonUtf8(std::string_view bytes);
+
+/// Two lower-case hexadecimal digits for each byte.
+std::string HexOf(std::span<unsigned char const> bytes);
+
+/// Fills `bytes` with what the digits say; false if there are not exactly two lower-case ones for each byte.
+bool ReadHex(std::string_view text, std::span<unsigned char> bytes);
 
 /// "17 B", "1.5 KiB", "250.0 MiB".
 std::string HumanBytes(std::uint64_t bytes);

@@ -76,7 +76,7 @@ private:
 void FetchContent(CHost& host, CTaskWindow& window, std::string_view runFolder, SEntry const& entry,
                   std::shared_ptr<IContentReceiver> receiver)
 {
-    ICloudClient& client = host.Client(EAccess::Read);
+    ICloudClient& client = host.Bodies(EAccess::Read);
     std::vector<SStoredPiece> const pieces = PiecesOf(runFolder, entry);
     auto const fetch = std::make_shared<CFetch>(entry, pieces.front().m_path, std::move(receiver));
     for (SStoredPiece const& piece : pieces)

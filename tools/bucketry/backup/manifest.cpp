@@ -71,14 +71,15 @@ public:
         return field;
     }
     template <class T>
-    T NextNumber(int base = 10)
+    T NextNumber()
     {
-        return NumberOf<T>(Next(), base);
+        return DecimalOf<T>(Next());
     }
     mode_t NextMode()
     {
-        auto const mode = NextNumber<mode_t>(8);
-        if (mode > ModeBits)
+        std::string_view const field = Next();
+        auto const mode = NumberOf<mode_t>(field, 8);
+        if (field.size() != 4 || mode > ModeBits)
         {
             ThrowDamaged("a mode is out of range");
         }
@@ -92,8 +93,7 @@ public:
         {
             ThrowDamaged("a time is malformed");
         }
-        return {NumberOf<std::int64_t>(field.substr(0, point), 10),
-                NumberOf<std::uint32_t>(field.substr(point + 1), 10)};
+        return {DecimalOf<std::int64_t>(field.substr(0, point)), NumberOf<std::uint32_t>(field.substr(point + 1), 10)};
     }
     digest_t NextDigest()
     {
@@ -122,6 +122,16 @@ public:
     }
 
 private:
+    /// Refuses zeros in front, and a minus before a zero: a number has one form.
+    template <class T>
+    static T DecimalOf(std::string_view field)
+    {
+        if (field.size() > 1 && (field.front() == '0' || field.starts_with("-0")))
+        {
+            ThrowDamaged("a number is malformed");
+        }
+        return NumberOf<T>(field, 10);
+    }
     template <class T>
     static T NumberOf(std::string_view field, int base)
     {

@@ -193,7 +193,7 @@ public:
           m_runFolder(RunFolder(path, manifest.m_run)),
           m_target(directory),
           m_progress(m_output.StartProgress()),
-          m_window(host.Client(EAccess::Read).GetConcurrentTaskLimit())
+          m_window(host.Bodies(EAccess::Read).GetConcurrentTaskLimit())
     {
         m_progress.SetTotal({manifest.TotalBytes(), manifest.CountFiles()});
     }

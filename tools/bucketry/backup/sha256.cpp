@@ -1,10 +1,10 @@
 #include "backup/sha256.h"
 
+#include "text.h"
+
 #include "bucketry/base/exceptions.h"
 
 #include <openssl/evp.h>
-
-#include <charconv>
 
 namespace bucketry::tool
 {
@@ -54,28 +54,13 @@ digest_t CSha256::Finish()
 
 std::string ToHex(digest_t const& digest)
 {
-    static constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    for (unsigned char const byte : digest)
-    {
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
+    return HexOf(digest);
 }
 
 std::optional<digest_t> DigestFromHex(std::string_view text)
 {
     digest_t digest{};
-    if (text.size() != 2 * digest.size() || text.find_first_not_of("0123456789abcdef") != std::string_view::npos)
-    {
-        return std::nullopt;
-    }
-    for (std::size_t i = 0; i < digest.size(); ++i)
-    {
-        std::from_chars(text.data() + 2 * i, text.data() + 2 * i + 2, digest[i], 16);
-    }
-    return digest;
+    return ReadHex(text, digest) ? std::optional(digest) : std::nullopt;
 }
 
 } // namespace bucketry::tool

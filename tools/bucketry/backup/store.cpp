@@ -60,7 +60,7 @@ std::vector<SStoredPiece> PiecesOf(std::string_view runFolder, SEntry const& ent
 SManifest LoadManifest(CHost& host, std::string const& path)
 {
     std::string const object = ManifestPath(path);
-    ICloudClient& client = host.Client(EAccess::Read);
+    ICloudClient& client = host.Bodies(EAccess::Read);
     if (!client.IsFileExist(object))
     {
         throw exc::CRuntimeExc("There is no backup at [%1]: the manifest is missing.", Printable(path));

@@ -53,7 +53,7 @@ public:
           m_path(path),
           m_runFolder(RunFolder(path, manifest.m_run)),
           m_receiver(std::make_shared<CCheckReceiver>(host.Output(), progress)),
-          m_window(host.Client(EAccess::Read).GetConcurrentTaskLimit())
+          m_window(host.Bodies(EAccess::Read).GetConcurrentTaskLimit())
     {
     }
 
@@ -92,7 +92,7 @@ private:
             }
             return !isLeftOver;
         };
-        WalkFolder(m_host.Client(EAccess::Read), m_path, visit, enter);
+        WalkFolder(m_host.Bodies(EAccess::Read), m_path, visit, enter);
         m_found.erase(ManifestPath(m_path));
     }
 

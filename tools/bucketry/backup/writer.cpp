@@ -26,7 +26,7 @@ class CBackupWriter final : public ITreeVisitor
 public:
     CBackupWriter(CHost& host, std::string const& directory, std::string const& path)
         : m_output(host.Output()),
-          m_client(host.Client(EAccess::Write)),
+          m_client(host.Bodies(EAccess::Write)),
           m_pool(host.Pool()),
           m_directory(directory),
           m_path(path),
