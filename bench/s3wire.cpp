@@ -65,7 +65,8 @@ int main(int argc, char** argv)
                                   number("large-rounds", "3"),
                                   static_cast<std::size_t>(number("mib", "1024")) << 20};
         std::string const only = bench::Option(argc, argv, "only").value_or("");
-        for (auto const& [name, part] : {std::pair{"small", bench::SmallObjects},
+        using part_t = std::pair<std::string, void (*)(bench::SS3Plan const&)>;
+        for (auto const& [name, part] : {part_t{"small", bench::SmallObjects},
                                          {"connections", bench::Connections},
                                          {"large", bench::LargeObject},
                                          {"listing", bench::Listing},
