@@ -114,7 +114,7 @@ SAddress AddressOfBucket(SEndpoint const& endpoint, std::string const& bucket, s
         return AddressOf(hosted, region);
     }
     SAddress address = AddressOf(endpoint, region);
-    address.m_path += "/" + wire::EncodePath(bucket);
+    address.m_path.append("/").append(wire::EncodePath(bucket));
     return address;
 }
 

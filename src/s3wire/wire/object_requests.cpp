@@ -237,7 +237,7 @@ void ExpectRoot(CXmlReader const& reader, std::string_view name)
 {
     if (reader.Name() != name)
     {
-        ThrowBadAnswer("[" + std::string(reader.Name()) + "] instead of " + std::string(name));
+        ThrowBadAnswer(std::string("[").append(reader.Name()).append("] instead of ").append(name));
     }
 }
 
@@ -268,7 +268,8 @@ SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, st
         }
         request.m_expectedSize = range.m_length;
         std::string const last = range.m_length == 0 ? "" : std::to_string(range.m_offset + range.m_length - 1);
-        request.m_headers.Set("Range", "bytes=" + std::to_string(range.m_offset) + "-" + last);
+        request.m_headers.Set("Range",
+                              std::string("bytes=").append(std::to_string(range.m_offset)).append("-").append(last));
     }
     if (!eTag.empty())
     {
