@@ -3,6 +3,7 @@
 #include "s3wire/wire/encoding.h"
 #include "s3wire/wire/object_requests.h"
 
+#include <boost/crc.hpp>
 #include <openssl/evp.h>
 #include <zlib.h>
 
@@ -19,15 +20,27 @@ namespace
 using io::block::CPooledBuf;
 using transport::SHttpResponse;
 
-std::string Crc32Of(CPooledBuf const& content)
+std::string BigEndian(std::uint64_t crc)
 {
-    auto const crc = crc32_z(0, content.GetData(), content.GetCount());
     std::string bytes;
     for (int shift = 24; shift >= 0; shift -= 8)
     {
         bytes.push_back(static_cast<char>(crc >> shift & 0xFF));
     }
     return bytes;
+}
+
+std::string Crc32Of(CPooledBuf const& content)
+{
+    return BigEndian(crc32_z(0, content.GetData(), content.GetCount()));
+}
+
+/// CRC-32C, the polynomial of Castagnoli (RFC 3720, appendix B.4).
+std::string Crc32COf(CPooledBuf const& content)
+{
+    boost::crc_optimal<32, 0x1EDC6F41, 0xFFFFFFFF, 0xFFFFFFFF, true, true> crc;
+    crc.process_bytes(content.GetData(), content.GetCount());
+    return BigEndian(crc.checksum());
 }
 
 std::string DigestOf(CPooledBuf const& content, EVP_MD const* algorithm)
@@ -50,6 +63,7 @@ struct SChecksum
 /// The cheapest first.
 constexpr SChecksum g_checksums[] = {
     {"x-amz-checksum-crc32", &Crc32Of},
+    {"x-amz-checksum-crc32c", &Crc32COf},
     {"x-amz-checksum-sha1", [](CPooledBuf const& content) { return DigestOf(content, EVP_sha1()); }},
     {"x-amz-checksum-sha256", [](CPooledBuf const& content) { return DigestOf(content, EVP_sha256()); }},
 };

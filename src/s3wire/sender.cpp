@@ -396,7 +396,7 @@ bool CWireSender::CSending::CorrectRegion(std::string const& region)
         AddressOfBucket(InRegion(*m_sender.m_endpoint, region), m_request.m_bucket, region, m_sender.m_virtualHosted);
     SetAddress(changed.m_address);
     s3wire_log.info("Bucket [%1] is in the region [%2].", m_request.m_bucket, region);
-    m_sender.Remember(m_request.m_bucket, std::move(changed));
+    m_bucket = m_sender.Remember(m_request.m_bucket, std::move(changed));
     return true;
 }
 
@@ -485,10 +485,10 @@ std::shared_ptr<CWireSender::SBucket const> CWireSender::FindBucket(std::string 
     return m_buckets.emplace(bucket, std::make_shared<SBucket const>(SBucket{address, false})).first->second;
 }
 
-void CWireSender::Remember(std::string const& bucket, SBucket changed)
+std::shared_ptr<CWireSender::SBucket const> CWireSender::Remember(std::string const& bucket, SBucket changed)
 {
     std::unique_lock const lock(m_mutex);
-    m_buckets[bucket] = std::make_shared<SBucket const>(std::move(changed));
+    return m_buckets[bucket] = std::make_shared<SBucket const>(std::move(changed));
 }
 
 } // namespace bucketry::s3wire

@@ -65,7 +65,7 @@ private:
     };
 
     std::shared_ptr<SBucket const> FindBucket(std::string const& bucket);
-    void Remember(std::string const& bucket, SBucket changed);
+    std::shared_ptr<SBucket const> Remember(std::string const& bucket, SBucket changed);
     SAddress ServiceAddress(wire::SWireRequest const& request) const;
     SEndpoint const* Endpoint() const { return m_endpoint ? &*m_endpoint : nullptr; }
     std::time_t Now() const { return m_surroundings.m_now() + m_clockOffset.load(std::memory_order_relaxed); }

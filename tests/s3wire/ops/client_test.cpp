@@ -53,6 +53,7 @@ TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
 
     EXPECT_EQ(TextOf(get(Answer(200, "hello", {{"Content-Length", "5"}, {"x-amz-checksum-crc32", "NhCmhg=="}}), 0, 0)),
               "hello");
+    EXPECT_EQ(TextOf(get(Answer(200, "hello", {{"x-amz-checksum-crc32c", "mnG7TA=="}}), 0, 0)), "hello");
     EXPECT_EQ(TextOf(get(Answer(200, ""), 0, 0)), "");
     SObjectData const part = get(Answer(206, "ell", {{"Content-Range", "bytes 1-3/5"}}), 1, 3);
     EXPECT_EQ(TextOf(part), "ell");
@@ -60,6 +61,7 @@ TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
     EXPECT_EQ(TextOf(get(Answer(200, "hello"), 0, 9)), "hello");
 
     EXPECT_THROW(get(Answer(200, "hallo", {{"x-amz-checksum-crc32", "NhCmhg=="}}), 0, 0), web::http::http_exception);
+    EXPECT_THROW(get(Answer(200, "hallo", {{"x-amz-checksum-crc32c", "mnG7TA=="}}), 0, 0), web::http::http_exception);
     EXPECT_THROW(
         get(Answer(200, "hallo", {{"x-amz-checksum-sha256", "LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCQ="}}), 0, 0),
         web::http::http_exception);
