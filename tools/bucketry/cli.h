@@ -45,5 +45,7 @@ private:
 void AddObjectCommands(CCli& cli); ///< put, get, cat, stat, cp
 void AddFolderCommands(CCli& cli); ///< ls, mkdir, du, rm
 void AddBackupCommands(CCli& cli); ///< backup, verify, restore
+void AddLockCommand(CCli& cli);
+void AddSimulateCommand(CCli& cli);
 
 } // namespace bucketry::tool

@@ -51,6 +51,8 @@ public:
 
     /// The directory on this machine that holds the storage, if there is one: device and inode.
     std::optional<std::pair<dev_t, ino_t>> LocalRoot();
+    /// Whether a storage path is a symbolic link on this machine. Listings of a local root follow such links.
+    bool IsLocalLink(std::string const& path) const;
 
 private:
     SGlobalOptions const& m_options;
@@ -58,6 +60,12 @@ private:
     std::shared_ptr<io::block::bufs_pool_t> m_pool;
     std::shared_ptr<ICloudClient> m_client;
 };
+
+/// The client for what wants a share in it; the host keeps it longer than any task.
+inline std::shared_ptr<ICloudClient> Borrowed(ICloudClient& client)
+{
+    return {std::shared_ptr<void>(), &client};
+}
 
 /// The canonical form of a storage path given by the user: no "." or "..", no empty components, no "/" at either end.
 /// Throws CUsageError for a path that leaves the root.

@@ -6,5 +6,7 @@ int main(int argc, char** argv)
     bucketry::tool::AddObjectCommands(cli);
     bucketry::tool::AddFolderCommands(cli);
     bucketry::tool::AddBackupCommands(cli);
+    bucketry::tool::AddLockCommand(cli);
+    bucketry::tool::AddSimulateCommand(cli);
     return cli.Run(argc, argv);
 }
