@@ -128,11 +128,14 @@ TEST(RemoveFolder, DeletesInBatchesWhateverTheStoreKeeps)
 
 TEST_F(Running, TheSimulatorServesUntilItIsStopped)
 {
-    std::string const start = "echo 'on PutObject do status 503 SlowDown' >faults; "
+    std::string const start = "rm -f said; echo 'on PutObject do status 503 SlowDown' >faults; "
                               "$B simulate --port 0 --bucket beans --object-lock --faults faults >said & "
-                              "while [ $(wc -l <said) -lt 3 ]; do sleep 0.05; done; set -- $(cut -c 13- said); ";
+                              "until grep -qs secret said; do sleep 0.05; done; set -- $(cut -c 13- said); ";
     std::string const curl = "curl -sS --max-time 20 --aws-sigv4 aws:amz:us-east-1:s3 --user $2:$3 ";
-    ExpectShell(start + curl + "$1/; " + curl + "-d x -X PUT $1/beans/1; kill $!; wait $!", 0, "<Name>beans</Name>");
+    std::string const emptyBody =
+        "-H x-amz-content-sha256:e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855 ";
+    ExpectShell(start + curl + emptyBody + "$1/; " + curl + "-d x -X PUT $1/beans/1; kill $!; wait $!", 0,
+                "<Name>beans</Name>");
     ExpectShell(start + curl + "-d x -X PUT $1/beans/1; kill $!; wait $!", 0, "<Code>SlowDown</Code>");
     ExpectShell("echo on >faults; $B simulate --port 0 --faults faults", 2, "line 1");
     ExpectShell("$B simulate --port 0 --object-lock", 2, "--bucket");
