@@ -42,9 +42,9 @@ void CCli::AddNotes()
     for (CLI::App* const command : m_app.get_subcommands([](CLI::App*) { return true; }))
     {
         std::string const own = command->get_footer();
-        command->footer((own.empty() ? own : own + "\n\n") +
-                        "Before or behind every command: --root DIR, --json, --verbose, --stats; see bucketry --help.\n" +
-                        Notes);
+        command->footer(
+            (own.empty() ? own : own + "\n\n") +
+            "Before or behind every command: --root DIR, --json, --verbose, --stats; see bucketry --help.\n" + Notes);
     }
 }
 

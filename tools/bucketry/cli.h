@@ -51,5 +51,7 @@ void AddObjectCommands(CCli& cli); ///< put, get, cat, stat, cp
 void AddFolderCommands(CCli& cli); ///< ls, mkdir, du, rm
 void AddBackupCommands(CCli& cli); ///< backup, verify, restore
 void AddKeyCommands(CCli& cli);    ///< keys new
+void AddLockCommand(CCli& cli);
+void AddSimulateCommand(CCli& cli);
 
 } // namespace bucketry::tool

@@ -112,7 +112,7 @@ int Remove(CHost& host, SFolderOptions const& options)
     }
     else if (options.m_isRecursive)
     {
-        client.DeleteFolderAsync(path, nullptr)->Wait();
+        RemoveFolder(host, path);
     }
     else
     {

@@ -6,6 +6,7 @@
 #include "text.h"
 
 #include "bucketry/base/exceptions.h"
+#include "bucketry/base/files.h"
 #include "bucketry/processing.h"
 #include "bucketry/statistics.h"
 
@@ -141,6 +142,15 @@ std::optional<std::pair<dev_t, ino_t>> CHost::LocalRoot()
         return std::nullopt;
     }
     return std::pair(status.st_dev, status.st_ino);
+}
+
+bool CHost::IsLocalLink(std::string const& path) const
+{
+    struct stat status
+    {
+    };
+    return !m_options.m_root.empty() && ::lstat(util::fs_merge_path(m_options.m_root, path).c_str(), &status) == 0 &&
+        S_ISLNK(status.st_mode);
 }
 
 std::string StoragePath(std::string_view text)

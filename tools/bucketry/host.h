@@ -69,6 +69,8 @@ public:
 
     /// The directory on this machine that holds the storage, if there is one: device and inode.
     std::optional<std::pair<dev_t, ino_t>> LocalRoot();
+    /// Whether a storage path is a symbolic link on this machine. Listings of a local root follow such links.
+    bool IsLocalLink(std::string const& path) const;
 
 private:
     SGlobalOptions const& m_options;
@@ -77,6 +79,12 @@ private:
     std::shared_ptr<ICloudClient> m_client; ///< what is counted: stored bytes
     std::shared_ptr<ICloudClient> m_bodies; ///< m_client, or a processing client around it
 };
+
+/// The client for what wants a share in it; the host keeps it longer than any task.
+inline std::shared_ptr<ICloudClient> Borrowed(ICloudClient& client)
+{
+    return {std::shared_ptr<void>(), &client};
+}
 
 /// The canonical form of a storage path given by the user: no "." or "..", no empty components, no "/" at either end.
 /// Throws CUsageError for a path that leaves the root.

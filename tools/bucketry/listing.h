@@ -1,6 +1,6 @@
 #pragma once
 
-#include "bucketry/client.h"
+#include "host.h"
 
 #include <functional>
 #include <string>
@@ -13,5 +13,15 @@ namespace bucketry::tool
 void WalkFolder(ICloudClient& client, std::string const& folder,
                 std::function<void(std::string const& path, SCloudObjectInfo const& object)> const& visit,
                 std::function<bool(std::string const& path)> const& enter = {});
+
+/// Deletes a folder with all its content, many objects at a time; on a client with versions every version. Blocks, and
+/// throws the first failure.
+/// \param isLink  for a local root: whether a path is a link, which goes without a look behind it. Empty for a client that
+///                lists asynchronously.
+void RemoveFolder(ICloudClient& client, std::string const& folder,
+                  std::function<bool(std::string const& path)> const& isLink);
+
+/// The same in the storage of a host.
+void RemoveFolder(CHost& host, std::string const& folder);
 
 } // namespace bucketry::tool

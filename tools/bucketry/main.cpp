@@ -7,5 +7,7 @@ int main(int argc, char** argv)
     bucketry::tool::AddFolderCommands(cli);
     bucketry::tool::AddBackupCommands(cli);
     bucketry::tool::AddKeyCommands(cli);
+    bucketry::tool::AddLockCommand(cli);
+    bucketry::tool::AddSimulateCommand(cli);
     return cli.Run(argc, argv);
 }

@@ -4,8 +4,10 @@
 #include "backup/names.h"
 #include "backup/store.h"
 #include "backup/tree.h"
-#include "task_window.h"
+#include "listing.h"
 #include "text.h"
+
+#include "bucketry/parallel.h"
 
 #include <algorithm>
 #include <cstring>
@@ -25,7 +27,8 @@ class CBackupWriter final : public ITreeVisitor
 {
 public:
     CBackupWriter(CHost& host, std::string const& directory, std::string const& path)
-        : m_output(host.Output()),
+        : m_host(host),
+          m_output(host.Output()),
           m_client(host.Bodies(EAccess::Write)),
           m_pool(host.Pool()),
           m_directory(directory),
@@ -35,7 +38,7 @@ public:
           m_runFolder(RunFolder(path, m_run)),
           m_manifest(m_run),
           m_progress(m_output.StartProgress()),
-          m_window(m_client.GetConcurrentTaskLimit())
+          m_writer(Borrowed(m_client))
     {
     }
 
@@ -46,7 +49,7 @@ public:
             m_progress.SetTotal(MeasureTree(m_directory, m_leaveOut));
         }
         WalkTree(m_directory, m_leaveOut, *this);
-        m_window.Drain();
+        m_writer.Flush();
         if (!m_stray.empty())
         {
             m_client.DeleteFileListAsync(m_stray)->Wait();
@@ -146,8 +149,7 @@ private:
 
     void Upload(std::string const& path, body_t const& body)
     {
-        m_window.Run(
-            body->GetCount(), [&] { return m_client.UploadFileAsync(path, body); }, &ThrowFailure);
+        m_writer.Write(path, body, std::nullopt);
         m_bytes += body->GetCount();
         ++m_objects;
         m_progress.Add({body->GetCount(), 0});
@@ -170,7 +172,7 @@ private:
             std::string const folder = JoinPath(m_path, entry.m_name);
             if (entry.m_isFolder && IsRunFolder(m_path, folder) && folder != m_runFolder)
             {
-                m_client.DeleteFolderAsync(folder, nullptr)->Wait();
+                RemoveFolder(m_host, folder);
             }
         }
     }
@@ -195,6 +197,7 @@ private:
                          m_progress);
     }
 
+    CHost& m_host;
     COutput& m_output;
     ICloudClient& m_client;
     std::shared_ptr<io::block::bufs_pool_t> const m_pool;
@@ -211,7 +214,7 @@ private:
     std::uint64_t m_links = 0;
     std::uint64_t m_bytes = 0;
     std::uint64_t m_objects = 0;
-    CTaskWindow m_window; ///< the last member: its operations go first
+    CCloudParallelWriter m_writer; ///< the last member: its operations go first
 };
 
 } // namespace

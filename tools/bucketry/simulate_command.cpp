@@ -1,0 +1,113 @@
+#include "cli.h"
+#include "files.h"
+#include "signals.h"
+#include "text.h"
+
+#include <bucketry/simulator.h>
+
+#include <fcntl.h>
+
+#include <array>
+#include <memory>
+
+namespace bucketry::tool
+{
+
+namespace
+{
+
+struct SSimulateOptions
+{
+    std::uint16_t m_port = 0;
+    std::string m_bucket;
+    bool m_objectLock = false;
+    std::string m_faults; ///< a file
+    std::string m_profile = "s3";
+};
+
+simulator::EProfile ProfileOf(std::string const& name)
+{
+    return name == "gateway" ? simulator::EProfile::Gateway
+        : name == "strict"   ? simulator::EProfile::Strict
+                             : simulator::EProfile::S3;
+}
+
+std::string ReadScript(std::string const& path)
+{
+    CFd const file = OpenAt(AT_FDCWD, path, O_RDONLY, path);
+    std::array<unsigned char, 4096> part{};
+    std::string text;
+    while (std::size_t const count = ReadUpTo(file, part.data(), part.size(), path))
+    {
+        text.append(part.begin(), part.begin() + count);
+    }
+    return text;
+}
+
+void LoadFaults(simulator::CSimulator& store, std::string const& path)
+{
+    try
+    {
+        store.LoadFaults(ReadScript(path));
+    }
+    catch (simulator::CFaultScriptError const& error)
+    {
+        throw CUsageError("The fault script [" + Printable(path) + "] cannot be used. " + error.what());
+    }
+}
+
+int Simulate(CHost& host, SSimulateOptions const& options)
+{
+    CSignals const signals;
+    simulator::SSimulatorOptions settings;
+    settings.m_profile = ProfileOf(options.m_profile);
+    settings.m_port = options.m_port;
+    simulator::CSimulator store(settings);
+    if (!options.m_bucket.empty())
+    {
+        simulator::SBucketOptions bucket;
+        bucket.m_objectLock = options.m_objectLock;
+        store.CreateBucket(options.m_bucket, bucket);
+    }
+    if (!options.m_faults.empty())
+    {
+        LoadFaults(store, options.m_faults);
+    }
+    simulator::SAccessKey const& key = settings.m_accessKeys.front();
+    CJsonObject json;
+    json.Add("endpoint", store.Endpoint()).Add("access_key", key.m_id).Add("secret_key", key.m_secret);
+    host.Output().Result(
+        util::str_format("endpoint    %1\naccess key  %2\nsecret key  %3\n", store.Endpoint(), key.m_id, key.m_secret),
+        json);
+    for (;;)
+    {
+        if (auto const signal = signals.Next(std::chrono::hours(1)); signal && signal->si_signo != SIGCHLD)
+        {
+            return ExitOk;
+        }
+    }
+}
+
+} // namespace
+
+void AddSimulateCommand(CCli& cli)
+{
+    auto const options = std::make_shared<SSimulateOptions>();
+    CLI::App& simulate = cli.AddCommand("simulate", "Run an S3 store in memory on loopback, for tests",
+                                        [options](CHost& host) { return Simulate(host, *options); });
+    simulate.add_option("--port", options->m_port, "The port to listen on; with 0 the system chooses")
+        ->type_name("N")
+        ->required();
+    CLI::Option* const bucket =
+        simulate.add_option("--bucket", options->m_bucket, "A bucket to begin with")->type_name("NAME");
+    simulate.add_flag("--object-lock", options->m_objectLock, "The bucket keeps versions and takes retentions")
+        ->needs(bucket);
+    simulate.add_option("--faults", options->m_faults, "A script of faults")->type_name("FILE");
+    simulate.add_option("--profile", options->m_profile, "Whose ways the store has: s3, gateway or strict")
+        ->type_name("KIND")
+        ->check(CLI::IsMember({"s3", "gateway", "strict"}))
+        ->capture_default_str();
+    simulate.footer("Writes endpoint and keys and serves until it is interrupted. Keeps nothing.");
+}
+
+} // namespace bucketry::tool
