@@ -84,7 +84,12 @@ TEST(Deleter, KeepsABatchThatCouldNotBeHandedOver)
     auto const port = std::make_shared<synch::completion_port_t>();
     CCloudParallelObjsDeleter deleter(std::make_shared<CMemoryClient>(store), port);
     options_t::GetInst().SetCloudConcurrentMultiDeleteTaskLimit(usual);
-    Push(deleter, 1999);
+    Push(deleter, 1000);
+    while (refusing) // the first batch is the one that fails
+    {
+        std::this_thread::yield();
+    }
+    Push(deleter, 999);
     auto const full = HasSubstr("Error occured while trying to enqueue a new task\nrefused");
     testing::ExpectStorageFailure(503, full, [&] { deleter.PushObj("object", ""); });
     testing::ExpectStorageFailure(503, full, [&] { deleter.PushObj("one more", ""); });
