@@ -7,6 +7,7 @@
 #include "bucketry/parallel.h"
 
 #include <atomic>
+#include <thread>
 
 namespace bucketry
 {
