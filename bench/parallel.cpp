@@ -9,6 +9,8 @@
 #include "support/memory_client.h"
 
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <condition_variable>
 #include <future>
 #include <mutex>
@@ -22,66 +24,92 @@ using bench::SCost;
 constexpr int PerBatch = 1000;
 constexpr std::size_t InFlight = 16;
 
-/// Chains of std::async, each step on a thread of its own, at most InFlight of them. When there is no more room, waits until
-/// one has ended, and collects all that have.
+/// Chains of std::async, each step on a thread of its own, at most InFlight of them. When there is no more room, collects all
+/// that have ended, as the executor does: a chain has ended when its last step says so, and the rest of that is waited for.
 class CBareChains
 {
 public:
     void Add(int length, std::function<void()> const& work)
     {
-        if (m_chains.size() == InFlight)
-        {
-            Collect();
-        }
-        std::future<void> chain = std::async(std::launch::async,
-                                             [this, work, last = length == 1]
-                                             {
-                                                 work();
-                                                 last ? End() : void();
-                                             });
+        SChain& chain = Free();
+        chain.m_last = std::async(std::launch::async,
+                                  [this, &chain, work, last = length == 1]
+                                  {
+                                      work();
+                                      last ? End(chain) : void();
+                                  });
         for (int step = 1; step < length; ++step)
         {
-            chain = std::async(std::launch::async,
-                               [this, former = std::move(chain), last = step == length - 1]() mutable
-                               {
-                                   former.get();
-                                   last ? End() : void();
-                               });
+            chain.m_last =
+                std::async(std::launch::async,
+                           [this, &chain, former = std::move(chain.m_last), last = step == length - 1]() mutable
+                           {
+                               former.get();
+                               last ? End(chain) : void();
+                           });
         }
-        m_chains.push_back(std::move(chain));
     }
 
     void Flush()
     {
-        m_chains.clear();
-        m_ended = 0;
+        for (SChain& chain : m_chains)
+        {
+            Take(chain);
+        }
     }
 
 private:
-    void End()
+    struct SChain
     {
+        std::future<void> m_last;
+        std::atomic<bool> m_ended = false;
+    };
+
+    void End(SChain& chain)
+    {
+        chain.m_ended = true;
         std::lock_guard const lock(m_mutex);
-        ++m_ended;
         m_oneEnded.notify_one();
+    }
+
+    static bool IsFree(SChain const& chain) { return !chain.m_last.valid(); }
+
+    static void Take(SChain& chain)
+    {
+        if (chain.m_last.valid())
+        {
+            chain.m_last.get();
+        }
+        chain.m_ended = false;
+    }
+
+    SChain& Free()
+    {
+        auto free = std::ranges::find_if(m_chains, &IsFree);
+        if (free == m_chains.end())
+        {
+            Collect();
+            free = std::ranges::find_if(m_chains, &IsFree);
+        }
+        return *free;
     }
 
     void Collect()
     {
-        using namespace std::chrono_literals;
-        while (m_chains.size() == InFlight)
+        auto const hasEnded = [](SChain const& chain) { return chain.m_ended.load(); };
         {
             std::unique_lock lock(m_mutex);
-            m_oneEnded.wait(lock, [this] { return m_ended > 0; });
-            m_ended = 0;
-            lock.unlock();
-            std::erase_if(m_chains, [](auto const& chain) { return chain.wait_for(0s) == std::future_status::ready; });
+            m_oneEnded.wait(lock, [&] { return std::ranges::any_of(m_chains, hasEnded); });
+        }
+        for (SChain& chain : m_chains)
+        {
+            hasEnded(chain) ? Take(chain) : void();
         }
     }
 
-    std::vector<std::future<void>> m_chains;
     std::mutex m_mutex;
     std::condition_variable m_oneEnded;
-    int m_ended = 0; ///< since the last look; guarded by m_mutex
+    std::array<SChain, InFlight> m_chains; ///< the last member: steps use the others
 };
 
 /// Both ways in turn, batch by batch, so that whatever else the machine does hits both. Medians, in microseconds each.
