@@ -7,8 +7,8 @@
 #include <openssl/evp.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -87,7 +87,7 @@ void CBlockSink::Write(unsigned char const* data, std::size_t size)
     {
         m_block->SetCount(std::max(m_size + size, 2 * m_size));
     }
-    std::memcpy(m_block->GetData() + m_size, data, size);
+    std::copy_n(data, size, m_block->GetData() + m_size);
     m_size += size;
 }
 
@@ -112,7 +112,7 @@ void CMemorySink::Write(unsigned char const* data, std::size_t size)
     {
         wire::ThrowBadAnswer("more bytes than were asked for");
     }
-    std::memcpy(m_data + m_size, data, size);
+    std::copy_n(data, size, m_data + m_size);
     m_size += size;
 }
 

@@ -158,7 +158,7 @@ std::size_t CExchange::GiveBody(char* buffer, std::size_t size)
 {
     auto const count = static_cast<std::size_t>(std::min<std::uint64_t>(size, m_request.m_body.m_size - m_sent));
     Pause(m_throttling, count);
-    std::memcpy(buffer, m_request.m_body.m_data + m_sent, count);
+    std::copy_n(m_request.m_body.m_data + m_sent, count, buffer);
     m_sent += count;
     return count;
 }

@@ -16,7 +16,6 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
-#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -206,8 +205,9 @@ public:
         }
         m_window.Drain();
         // A directory gets its mode and time when nothing in it changes any more, and may then be closed to us.
-        for (SEntry const* const entry : std::views::reverse(m_madeDirectories))
+        for (auto made = m_madeDirectories.rbegin(); made != m_madeDirectories.rend(); ++made)
         {
+            SEntry const* const entry = *made;
             Attempt(*entry,
                     [this, entry] {
                         ApplyAttributes(*m_target.Open(entry->m_path), AttributesOf(*entry),
