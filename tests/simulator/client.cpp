@@ -58,10 +58,10 @@ std::string Digest(EVP_MD const* kind, std::string const& body)
 std::string HashHeader(std::string const& body)
 {
     std::string header = "x-amz-content-sha256: ";
-    for (unsigned char const byte : Digest(EVP_sha256(), body))
+    for (char const byte : Digest(EVP_sha256(), body))
     {
         char digits[3];
-        std::snprintf(digits, sizeof digits, "%02x", byte);
+        std::snprintf(digits, sizeof digits, "%02x", static_cast<unsigned char>(byte));
         header += digits;
     }
     return header;
