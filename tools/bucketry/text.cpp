@@ -143,10 +143,15 @@ std::string HumanBytes(std::uint64_t bytes)
 
 std::string GroupedDigits(std::uint64_t value)
 {
-    std::string text = std::to_string(value);
-    for (std::size_t end = text.size(); end > 3; end -= 3)
+    std::string const digits = std::to_string(value);
+    std::string text;
+    for (std::size_t i = 0; i < digits.size(); ++i)
     {
-        text.insert(end - 3, ",");
+        if (i > 0 && (digits.size() - i) % 3 == 0)
+        {
+            text.push_back(',');
+        }
+        text.push_back(digits[i]);
     }
     return text;
 }
