@@ -26,6 +26,7 @@ constexpr std::size_t InFlight = 16;
 
 /// Chains of std::async, each step on a thread of its own, at most InFlight of them. When there is no more room, collects all
 /// that have ended, as the executor does: a chain has ended when its last step says so, and the rest of that is waited for.
+/// If none has, the wait for one is a std::async as well, since a wait for any of some tasks is a task.
 class CBareChains
 {
 public:
@@ -97,9 +98,15 @@ private:
     void Collect()
     {
         auto const hasEnded = [](SChain const& chain) { return chain.m_ended.load(); };
+        if (std::ranges::none_of(m_chains, hasEnded))
         {
-            std::unique_lock lock(m_mutex);
-            m_oneEnded.wait(lock, [&] { return std::ranges::any_of(m_chains, hasEnded); });
+            std::async(std::launch::async,
+                       [&]
+                       {
+                           std::unique_lock lock(m_mutex);
+                           m_oneEnded.wait(lock, [&] { return std::ranges::any_of(m_chains, hasEnded); });
+                       })
+                .get();
         }
         for (SChain& chain : m_chains)
         {

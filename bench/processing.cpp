@@ -229,31 +229,30 @@ void CompareRates(SKind const& kind, int rounds)
     bench::PrintRatio(name + ": decrypt, decompress", "MiB/s", rate(2), rate(3), ">= 0.90");
 }
 
-/// Peak resident size above that of a process which only holds the body.
+/// Peak resident size in bodies above that of a process that holds nothing: of an upload with the caller's body, of a download
+/// with its result.
 void PrintPeak(SKind const& kind)
 {
-    double const holding =
-        bench::InChild([] { return TextBody()->GetCount() == BodySize ? std::vector{1.0} : std::vector{0.0}; })
-            .m_peakMiB;
-    double const encoding =
-        bench::InChild(
-            [&]
-            {
-                Processed(kind, std::make_shared<COneObject>())->UploadFileAsync("object", TextBody())->Wait();
-                return std::vector{1.0};
-            })
-            .m_peakMiB;
-    double const both = bench::InChild(
-                            [&]
-                            {
-                                auto const client = Processed(kind, std::make_shared<COneObject>());
-                                client->UploadFileAsync("object", TextBody())->Wait();
-                                client->DownloadFileAsync("object", CPooledBuf::Alloc(0, nullptr), nullptr)->Wait();
-                                return std::vector{1.0};
-                            })
-                            .m_peakMiB;
-    std::printf("%-12s upload %.2f bodies, then download %.2f (wanted: at most 3)\n", kind.m_name,
-                1 + (encoding - holding) / BodyMiB, 1 + (both - holding) / BodyMiB);
+    auto const store = std::make_shared<COneObject>();
+    auto const client = Processed(kind, store);
+    auto const peakOf = [](std::function<void()> const& action)
+    {
+        auto const child = [&action]
+        {
+            action();
+            return std::vector{1.0};
+        };
+        return bench::InChild(child).m_peakMiB / BodyMiB;
+    };
+    double const nothing = peakOf([] {});
+    double const encoding = peakOf([&] { client->UploadFileAsync("object", TextBody())->Wait(); });
+    client->UploadFileAsync("object", TextBody())->Wait();
+    io::block::bufs_pool_t::GetInst()->Trim();
+    double const holding = peakOf([] {});
+    double const decoding =
+        peakOf([&] { client->DownloadFileAsync("object", CPooledBuf::Alloc(0, nullptr), nullptr)->Wait(); });
+    std::printf("%-12s upload %.2f, download %.2f (wanted: at most 3)\n", kind.m_name, encoding - nothing,
+                decoding - holding);
 }
 
 void PrintCostOfCounting(int rounds)

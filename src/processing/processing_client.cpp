@@ -129,9 +129,7 @@ void SProcessor::DecodeData(std::string const& path, std::shared_ptr<CPooledBuf>
         auto content = CopyToContent(data->GetData() + offset, size);
         content = m_crypter->DecodeData(path, std::move(content), meta);
         content = m_compressor->DecodeData(path, std::move(content), meta);
-        unsigned long const plainSize = content->GetSize();
-        data->SetCount(plainSize);
-        CopyBytes(data->GetData(), content->GetContent(), plainSize);
+        *data = content->TakeBytes();
     }
     catch (std::exception const& error)
     {

@@ -219,6 +219,8 @@ public:
     unsigned long GetSize() const noexcept { return m_bytes.GetCount(); }
     /// Cuts or grows the body; bytes that come are undefined.
     void SetSize(unsigned long size) { m_bytes.SetCount(size); }
+    /// Gives the bytes and their storage away; the body is empty afterwards.
+    CPooledBuf TakeBytes() noexcept { return std::move(m_bytes); }
     /// Gives the storage back.
     void Reset() noexcept { m_bytes = CPooledBuf(); }
 
