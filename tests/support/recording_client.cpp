@@ -86,6 +86,11 @@ std::string ResultText(std::shared_ptr<T> const& value)
     return value ? "set" : "null";
 }
 
+std::string NameIn(std::string_view call)
+{
+    return std::string(call.substr(0, call.find('(')));
+}
+
 class CRecordingDownload final : public ICloudDownload
 {
 public:
@@ -520,64 +525,53 @@ std::shared_ptr<ICloudVersioningUtils> RecordingVersioning(CRecorder& recorder)
     return std::make_shared<CRecordingVersioning>(recorder);
 }
 
+// One row of a table: the operation's name, and its call.
+#define BUCKETRY_CALL(...)                                                                                             \
+    {                                                                                                                  \
+        NameIn(#__VA_ARGS__), [](auto& c) { return ResultText(c.__VA_ARGS__); }                                        \
+    }
+
 std::vector<SOperation<ICloudClient>> const& ClientOperations()
 {
     static std::vector<SOperation<ICloudClient>> const operations = {
-        {"DownloadFileAsync", [](ICloudClient& c) { return ResultText(c.DownloadFileAsync("a/b", Bufs(), Pool())); }},
-        {"DownloadFileAsync",
-         [](ICloudClient& c) { return ResultText(c.DownloadFileAsync("a/b", Bufs(), Pool(), 7, 9)); }},
-        {"UploadFileAsync", [](ICloudClient& c) { return ResultText(c.UploadFileAsync("a/b", Bufs())); }},
-        {"CopyFileAsync", [](ICloudClient& c) { return ResultText(c.CopyFileAsync("from", "to")); }},
-        {"DeleteFileAsync", [](ICloudClient& c) { return ResultText(c.DeleteFileAsync("a/b")); }},
-        {"DeleteFileListAsync",
-         [](ICloudClient& c) {
-             return ResultText(c.DeleteFileListAsync({"x", "y"}));
-         }},
-        {"GetFileSize", [](ICloudClient& c) { return ResultText(c.GetFileSize("a/b")); }},
-        {"IsFileExist", [](ICloudClient& c) { return ResultText(c.IsFileExist("a/b")); }},
-        {"IsFileExistAsync", [](ICloudClient& c) { return ResultText(c.IsFileExistAsync("a/b", Flag())); }},
-        {"CreateFolderAsync", [](ICloudClient& c) { return ResultText(c.CreateFolderAsync("a")); }},
-        {"DeleteFolderAsync", [](ICloudClient& c) { return ResultText(c.DeleteFolderAsync("a", nullptr)); }},
-        {"GetFolderSize", [](ICloudClient& c) { return ResultText(c.GetFolderSize("a")); }},
-        {"IsFolderExist", [](ICloudClient& c) { return ResultText(c.IsFolderExist("a")); }},
-        {"QueryFolder", [](ICloudClient& c) { return ResultText(c.QueryFolder("a")); }},
-        {"QueryFolderAsync", [](ICloudClient& c) { return ResultText(c.QueryFolderAsync("a", Infos())); }},
-        {"QueryFolderAsync",
-         [](ICloudClient& c)
-         { return ResultText(c.QueryFolderAsync("a", [](std::vector<SCloudObjectInfo> const&) {})); }},
-        {"GetObjectCount", [](ICloudClient& c) { return ResultText(c.GetObjectCount("a")); }},
-        {"GetStorageQuota", [](ICloudClient& c) { return ResultText(c.GetStorageQuota()); }},
-        {"GetConcurrentTaskLimit", [](ICloudClient& c) { return ResultText(c.GetConcurrentTaskLimit()); }},
-        {"GetCloudContainerName", [](ICloudClient& c) { return ResultText(c.GetCloudContainerName()); }},
-        {"GetAbsolutePath", [](ICloudClient& c) { return ResultText(c.GetAbsolutePath("a/b")); }},
-        {"CreateAsyncTaskUtils", [](ICloudClient& c) { return ResultText(c.CreateAsyncTaskUtils()); }},
-        {"StartDownload", [](ICloudClient& c) { return ResultText(c.StartDownload("a/b")); }},
-        {"StartUpload", [](ICloudClient& c) { return ResultText(c.StartUpload("a/b", 5)); }},
-        {"GetVersioningUtils", [](ICloudClient& c) { return ResultText(c.GetVersioningUtils()); }},
-        {"IsVersioningEnabled", [](ICloudClient& c) { return ResultText(c.IsVersioningEnabled()); }},
-        {"GetFileInterRegionSource", [](ICloudClient& c) { return ResultText(c.GetFileInterRegionSource("a/b")); }},
-        {"IsFileInterRegionSourceCompatible",
-         [](ICloudClient& c) { return ResultText(c.IsFileInterRegionSourceCompatible(nullptr)); }},
-        {"CopyFileInterRegionAsync",
-         [](ICloudClient& c) { return ResultText(c.CopyFileInterRegionAsync(nullptr, "to")); }},
-        {"RetrieveArchiveAsync",
-         [](ICloudClient& c)
-         {
-             return ResultText(
-                 c.RetrieveArchiveAsync("from", "to", SRetrieveArchiveOptions{3, ArchiveRetrievalTier::Bulk, "role"}));
-         }},
-        {"GetArchiveRetrievalStatusAsync",
-         [](ICloudClient& c) { return ResultText(c.GetArchiveRetrievalStatusAsync("a/b", Status())); }},
-        {"GetArchiveRetrievalBehavior", [](ICloudClient& c) { return ResultText(c.GetArchiveRetrievalBehavior()); }},
-        {"Lock", [](ICloudClient& c) { return ResultText(c.Lock("a", SCloudLockParams{}, nullptr)); }},
-        {"GetServerTime", [](ICloudClient& c) { return ResultText(c.GetServerTime()); }},
-        {"StartBatchRestoreJob",
-         [](ICloudClient& c)
-         {
-             return ResultText(c.StartBatchRestoreJob(SBatchManifestInfo{"m", "arn", "tag"},
-                                                      SRetrieveArchiveOptions{3, ArchiveRetrievalTier::Bulk, "role"}));
-         }},
-        {"GetBatchJobStatus", [](ICloudClient& c) { return ResultText(c.GetBatchJobStatus(SBatchJobInfo{"job"})); }},
+        BUCKETRY_CALL(DownloadFileAsync("a/b", Bufs(), Pool())),
+        BUCKETRY_CALL(DownloadFileAsync("a/b", Bufs(), Pool(), 7, 9)),
+        BUCKETRY_CALL(UploadFileAsync("a/b", Bufs())),
+        BUCKETRY_CALL(CopyFileAsync("from", "to")),
+        BUCKETRY_CALL(DeleteFileAsync("a/b")),
+        BUCKETRY_CALL(DeleteFileListAsync({"x", "y"})),
+        BUCKETRY_CALL(GetFileSize("a/b")),
+        BUCKETRY_CALL(IsFileExist("a/b")),
+        BUCKETRY_CALL(IsFileExistAsync("a/b", Flag())),
+        BUCKETRY_CALL(CreateFolderAsync("a")),
+        BUCKETRY_CALL(DeleteFolderAsync("a", nullptr)),
+        BUCKETRY_CALL(GetFolderSize("a")),
+        BUCKETRY_CALL(IsFolderExist("a")),
+        BUCKETRY_CALL(QueryFolder("a")),
+        BUCKETRY_CALL(QueryFolderAsync("a", Infos())),
+        BUCKETRY_CALL(QueryFolderAsync("a", [](std::vector<SCloudObjectInfo> const&) {})),
+        BUCKETRY_CALL(GetObjectCount("a")),
+        BUCKETRY_CALL(GetStorageQuota()),
+        BUCKETRY_CALL(GetConcurrentTaskLimit()),
+        BUCKETRY_CALL(GetCloudContainerName()),
+        BUCKETRY_CALL(GetAbsolutePath("a/b")),
+        BUCKETRY_CALL(CreateAsyncTaskUtils()),
+        BUCKETRY_CALL(StartDownload("a/b")),
+        BUCKETRY_CALL(StartUpload("a/b", 5)),
+        BUCKETRY_CALL(GetVersioningUtils()),
+        BUCKETRY_CALL(IsVersioningEnabled()),
+        BUCKETRY_CALL(GetFileInterRegionSource("a/b")),
+        BUCKETRY_CALL(IsFileInterRegionSourceCompatible(nullptr)),
+        BUCKETRY_CALL(CopyFileInterRegionAsync(nullptr, "to")),
+        BUCKETRY_CALL(
+            RetrieveArchiveAsync("from", "to", SRetrieveArchiveOptions{3, ArchiveRetrievalTier::Bulk, "role"})),
+        BUCKETRY_CALL(GetArchiveRetrievalStatusAsync("a/b", Status())),
+        BUCKETRY_CALL(GetArchiveRetrievalBehavior()),
+        BUCKETRY_CALL(Lock("a", SCloudLockParams{}, nullptr)),
+        BUCKETRY_CALL(GetServerTime()),
+        BUCKETRY_CALL(StartBatchRestoreJob(SBatchManifestInfo{"m", "arn", "tag"},
+                                           SRetrieveArchiveOptions{3, ArchiveRetrievalTier::Bulk, "role"})),
+        BUCKETRY_CALL(GetBatchJobStatus(SBatchJobInfo{"job"})),
     };
     return operations;
 }
@@ -585,79 +579,37 @@ std::vector<SOperation<ICloudClient>> const& ClientOperations()
 std::vector<SOperation<ICloudVersioningUtils>> const& VersioningOperations()
 {
     static std::vector<SOperation<ICloudVersioningUtils>> const operations = {
-        {"DownloadFileVersionAsync",
-         [](ICloudVersioningUtils& c) { return ResultText(c.DownloadFileVersionAsync("a/b", "v", Bufs(), Pool())); }},
-        {"DownloadFileVersionAsync",
-         [](ICloudVersioningUtils& c)
-         { return ResultText(c.DownloadFileVersionAsync("a/b", "v", Bufs(), Pool(), 7, 9)); }},
-        {"UploadFileAsync",
-         [](ICloudVersioningUtils& c) { return ResultText(c.UploadFileAsync("a/b", Bufs(), Text(), Till())); }},
-        {"UploadFileWithMetadataAsync",
-         [](ICloudVersioningUtils& c) {
-             return ResultText(c.UploadFileWithMetadataAsync("a/b", Bufs(), {{"k", "v"}}, Text(), Till()));
-         }},
-        {"CopyFileVersionAsync",
-         [](ICloudVersioningUtils& c)
-         { return ResultText(c.CopyFileVersionAsync("from", "v", "to", Text(), Till())); }},
-        {"UpdateFileVersionImmutabilityAsync",
-         [](ICloudVersioningUtils& c)
-         { return ResultText(c.UpdateFileVersionImmutabilityAsync("a/b", "v", *Till())); }},
-        {"GetFileVersionImmutabilityAsync",
-         [](ICloudVersioningUtils& c)
-         {
-             return ResultText(
-                 c.GetFileVersionImmutabilityAsync("a/b", "v", std::make_shared<std::optional<datetime::CDateTime>>()));
-         }},
-        {"GetFileVersionMetadataAsync",
-         [](ICloudVersioningUtils& c)
-         { return ResultText(c.GetFileVersionMetadataAsync("a/b", "v", std::make_shared<object_metadata_t>())); }},
-        {"DeleteFileVersionAsync",
-         [](ICloudVersioningUtils& c) { return ResultText(c.DeleteFileVersionAsync("a/b", "v")); }},
-        {"DeleteFileVersionListAsync",
-         [](ICloudVersioningUtils& c)
-         {
-             return ResultText(c.DeleteFileVersionListAsync(
-                 {SCloudObjectPathVersionPair("x", "v1"), SCloudObjectPathVersionPair("y", "v2")}));
-         }},
-        {"DeleteFolderAllVersionsAsync",
-         [](ICloudVersioningUtils& c) { return ResultText(c.DeleteFolderAllVersionsAsync("a")); }},
-        {"QueryFileVersionsAsync",
-         [](ICloudVersioningUtils& c)
-         { return ResultText(c.QueryFileVersionsAsync("a/b", std::make_shared<std::vector<SCloudObjectVersion>>())); }},
-        {"QueryFolderVersionsAsync",
-         [](ICloudVersioningUtils& c) {
-             return ResultText(
-                 c.QueryFolderVersionsAsync("a", std::make_shared<std::vector<SCloudObjectPathVersionPair>>()));
-         }},
-        {"QueryFolderVersionsAsync",
-         [](ICloudVersioningUtils& c) {
-             return ResultText(c.QueryFolderVersionsAsync("a", [](std::vector<SCloudObjectPathVersionPair> const&) {}));
-         }},
-        {"QuerySubfoldersAsync",
-         [](ICloudVersioningUtils& c)
-         { return ResultText(c.QuerySubfoldersAsync("a", std::make_shared<std::vector<std::string>>())); }},
-        {"StartDownload", [](ICloudVersioningUtils& c) { return ResultText(c.StartDownload("a/b", "v")); }},
-        {"StartUpload", [](ICloudVersioningUtils& c) { return ResultText(c.StartUpload("a/b", 5, Till())); }},
-        {"RetrieveArchiveAsync",
-         [](ICloudVersioningUtils& c)
-         {
-             return ResultText(c.RetrieveArchiveAsync("from", "v", "to",
-                                                      SRetrieveArchiveOptions{3, ArchiveRetrievalTier::Bulk, "role"}));
-         }},
-        {"GetArchiveRetrievalStatusAsync",
-         [](ICloudVersioningUtils& c) { return ResultText(c.GetArchiveRetrievalStatusAsync("a/b", "v", Status())); }},
-        {"GetFileVersionSize", [](ICloudVersioningUtils& c) { return ResultText(c.GetFileVersionSize("a/b", "v")); }},
-        {"CopyFileInterRegionAsync",
-         [](ICloudVersioningUtils& c)
-         { return ResultText(c.CopyFileInterRegionAsync(nullptr, "to", Text(), Till())); }},
-        {"GetFileInterRegionSource",
-         [](ICloudVersioningUtils& c) { return ResultText(c.GetFileInterRegionSource("a/b", "v")); }},
-        {"CheckAndUpdateImmutabilityAsync",
-         [](ICloudVersioningUtils& c) { return ResultText(c.CheckAndUpdateImmutabilityAsync("a/b", "v", *Till())); }},
-        {"DeleteFileVersionIgnoreImmutabilityAsync",
-         [](ICloudVersioningUtils& c) { return ResultText(c.DeleteFileVersionIgnoreImmutabilityAsync("a/b", "v")); }},
+        BUCKETRY_CALL(DownloadFileVersionAsync("a/b", "v", Bufs(), Pool())),
+        BUCKETRY_CALL(DownloadFileVersionAsync("a/b", "v", Bufs(), Pool(), 7, 9)),
+        BUCKETRY_CALL(UploadFileAsync("a/b", Bufs(), Text(), Till())),
+        BUCKETRY_CALL(UploadFileWithMetadataAsync("a/b", Bufs(), {{"k", "v"}}, Text(), Till())),
+        BUCKETRY_CALL(CopyFileVersionAsync("from", "v", "to", Text(), Till())),
+        BUCKETRY_CALL(UpdateFileVersionImmutabilityAsync("a/b", "v", *Till())),
+        BUCKETRY_CALL(
+            GetFileVersionImmutabilityAsync("a/b", "v", std::make_shared<std::optional<datetime::CDateTime>>())),
+        BUCKETRY_CALL(GetFileVersionMetadataAsync("a/b", "v", std::make_shared<object_metadata_t>())),
+        BUCKETRY_CALL(DeleteFileVersionAsync("a/b", "v")),
+        BUCKETRY_CALL(DeleteFileVersionListAsync(
+            {SCloudObjectPathVersionPair("x", "v1"), SCloudObjectPathVersionPair("y", "v2")})),
+        BUCKETRY_CALL(DeleteFolderAllVersionsAsync("a")),
+        BUCKETRY_CALL(QueryFileVersionsAsync("a/b", std::make_shared<std::vector<SCloudObjectVersion>>())),
+        BUCKETRY_CALL(QueryFolderVersionsAsync("a", std::make_shared<std::vector<SCloudObjectPathVersionPair>>())),
+        BUCKETRY_CALL(QueryFolderVersionsAsync("a", [](std::vector<SCloudObjectPathVersionPair> const&) {})),
+        BUCKETRY_CALL(QuerySubfoldersAsync("a", std::make_shared<std::vector<std::string>>())),
+        BUCKETRY_CALL(StartDownload("a/b", "v")),
+        BUCKETRY_CALL(StartUpload("a/b", 5, Till())),
+        BUCKETRY_CALL(
+            RetrieveArchiveAsync("from", "v", "to", SRetrieveArchiveOptions{3, ArchiveRetrievalTier::Bulk, "role"})),
+        BUCKETRY_CALL(GetArchiveRetrievalStatusAsync("a/b", "v", Status())),
+        BUCKETRY_CALL(GetFileVersionSize("a/b", "v")),
+        BUCKETRY_CALL(CopyFileInterRegionAsync(nullptr, "to", Text(), Till())),
+        BUCKETRY_CALL(GetFileInterRegionSource("a/b", "v")),
+        BUCKETRY_CALL(CheckAndUpdateImmutabilityAsync("a/b", "v", *Till())),
+        BUCKETRY_CALL(DeleteFileVersionIgnoreImmutabilityAsync("a/b", "v")),
     };
     return operations;
 }
+
+#undef BUCKETRY_CALL
 
 } // namespace bucketry::testing

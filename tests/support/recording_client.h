@@ -104,7 +104,7 @@ std::shared_ptr<ICloudVersioningUtils> RecordingVersioning(CRecorder& recorder);
 template <class TInterface>
 struct SOperation
 {
-    char const* m_name;
+    std::string m_name;
     std::function<std::string(TInterface&)> m_call;
 };
 
