@@ -1,53 +1,31 @@
-#include "support/expect_failure.h"
-#include "support/log_capture.h"
-#include "support/memory_client.h"
+#include "parallel/operations.h"
 #include "support/recording_client.h"
 
 #include "bucketry/base/options.h"
-#include "bucketry/parallel.h"
-
-#include <atomic>
-#include <thread>
 
 namespace bucketry
 {
 
-namespace
+using namespace testing;
+
+TEST(Deleter, SendsFullBatchesAtOnceAndTheRestOnSignalOrAtTheEnd)
 {
-
-using testing::CMemoryClient;
-using testing::CMemoryStore;
-using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-
-void Push(CCloudParallelObjsDeleter& deleter, int count)
-{
-    for (int n = 0; n < count; ++n)
-    {
-        deleter.PushObj("object-" + std::to_string(n), "v");
-    }
-}
-
-} // namespace
-
-TEST(Deleter, SendsFullBatchesAtOnceAndTheRestOnSignal)
-{
-    testing::CLogCapture log;
+    CLogCapture log;
     for (bool const versioned : {false, true})
     {
         auto const store = std::make_shared<CMemoryStore>(versioned);
         std::string const call = versioned ? "DeleteFileVersionListAsync" : "DeleteFileListAsync";
         {
             CCloudParallelObjsDeleter deleter(std::make_shared<CMemoryClient>(store), nullptr);
+            auto const push = [&](int) { deleter.PushObj("object", "v"); };
             deleter.SignalObjsPushed();
-            Push(deleter, 999);
+            Repeat(999, push);
             deleter.Wait4Finish();
             EXPECT_THAT(store->Calls(), ElementsAre());
-            Push(deleter, 1001);
-            deleter.SignalObjsPushed();
+            Repeat(1, push);
             deleter.Wait4Finish();
-            EXPECT_THAT(store->Calls(), ElementsAre(call + "(1000)", call + "(1000)"));
-            Push(deleter, 2);
+            EXPECT_THAT(store->Calls(), ElementsAre(call + "(1000)"));
+            Repeat(2, push);
         }
         EXPECT_EQ(store->Calls().back(), call + "(2)");
     }
@@ -56,53 +34,39 @@ TEST(Deleter, SendsFullBatchesAtOnceAndTheRestOnSignal)
 
 TEST(Deleter, NamesTheVersionOfEachObject)
 {
-    testing::CRecorder recorder;
-    CCloudParallelObjsDeleter deleter(testing::RecordingClient(recorder), nullptr);
+    CRecorder recorder;
+    CCloudParallelObjsDeleter deleter(RecordingClient(recorder), nullptr);
     deleter.PushObj("new", "v7");
     deleter.PushObj("old", "");
     deleter.SignalObjsPushed();
     deleter.Wait4Finish();
-    auto const called = recorder.Seen().back();
-    EXPECT_THAT(called, HasSubstr("v7"));
-    EXPECT_THAT(called, HasSubstr("null"));
+    EXPECT_THAT(recorder.Seen().back(), AllOf(HasSubstr("v7"), HasSubstr("null")));
 }
 
 TEST(Deleter, KeepsABatchThatCouldNotBeHandedOver)
 {
-    testing::CLogCapture log;
+    CLogCapture log;
     std::uint32_t const usual = options_t::GetInst().GetCloudConcurrentMultiDeleteTaskLimit();
     options_t::GetInst().SetCloudConcurrentMultiDeleteTaskLimit(1);
     auto const store = std::make_shared<CMemoryStore>(false);
     std::atomic<bool> refusing = true;
-    store->SetHooks({[&](std::string const&)
-                     {
-                         if (refusing.exchange(false))
-                         {
-                             throw CObjectStorageException(exc::CRuntimeExc("refused"), 503);
-                         }
-                     },
-                     {}});
+    store->SetHooks({[&](auto const&) { refusing.exchange(false) ? Refuse() : void(); }, {}});
     auto const port = std::make_shared<synch::completion_port_t>();
     CCloudParallelObjsDeleter deleter(std::make_shared<CMemoryClient>(store), port);
     options_t::GetInst().SetCloudConcurrentMultiDeleteTaskLimit(usual);
-    Push(deleter, 1000);
-    while (refusing) // the first batch is the one that fails
-    {
-        std::this_thread::yield();
-    }
-    Push(deleter, 999);
+    auto const push = [&](int) { deleter.PushObj("object", ""); };
+    Repeat(1999, push);
     auto const full = HasSubstr("Error occured while trying to enqueue a new task\nrefused");
-    testing::ExpectStorageFailure(503, full, [&] { deleter.PushObj("object", ""); });
-    testing::ExpectStorageFailure(503, full, [&] { deleter.PushObj("one more", ""); });
-    testing::ExpectStorageFailure(503, HasSubstr("[CCloudParallelObjsDeleter] Failed to wait for finish\nrefused"),
-                                  [&] { deleter.Wait4Finish(); });
+    ExpectStorageFailure(503, full, [&] { push(1000); });
+    ExpectStorageFailure(503, full, [&] { push(1001); });
+    auto const late = HasSubstr("[CCloudParallelObjsDeleter] Failed to wait for finish\nrefused");
+    ExpectStorageFailure(503, late, [&] { deleter.Wait4Finish(); });
     deleter.SignalObjsPushed();
     deleter.Wait4Finish();
     EXPECT_EQ(store->Calls().back(), "DeleteFileListAsync(1001)");
-
-    deleter.PushObj("left", "");
     port->PostError(exc::CRuntimeExc("stop"));
-    testing::ExpectFailure<exc::CRuntimeExc>("stop", [&] { deleter.SignalObjsPushed(); });
+    push(1);
+    ExpectFailure<exc::CRuntimeExc>("stop", [&] { deleter.SignalObjsPushed(); });
     EXPECT_EQ(store->Calls().back(), "DeleteFileListAsync(1001)");
 }
 
