@@ -1,7 +1,5 @@
 #include "parallel/operations.h"
 
-#include <future>
-
 namespace bucketry
 {
 

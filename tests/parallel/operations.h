@@ -44,6 +44,7 @@ inline void InThreads(int count, std::function<void(int)> const& body)
 {
     std::vector<std::future<void>> threads;
     Repeat(count, [&](int n) { threads.push_back(std::async(std::launch::async, body, n)); });
+    Repeat(count, [&](int n) { threads[static_cast<std::size_t>(n)].get(); });
 }
 
 /// Holds up whoever passes until it is opened.
