@@ -50,7 +50,7 @@ TEST(Deleter, KeepsABatchThatCouldNotBeHandedOver)
     options_t::GetInst().SetCloudConcurrentMultiDeleteTaskLimit(1);
     auto const store = std::make_shared<CMemoryStore>(false);
     std::atomic<bool> refusing = true;
-    store->SetHooks({[&](auto const&) { refusing.exchange(false) ? Refuse() : void(); }, {}});
+    store->SetHooks({[&](auto const&) { refusing ? Refuse() : void(); }, {}});
     auto const port = std::make_shared<synch::completion_port_t>();
     CCloudParallelObjsDeleter deleter(std::make_shared<CMemoryClient>(store), port);
     options_t::GetInst().SetCloudConcurrentMultiDeleteTaskLimit(usual);
@@ -61,6 +61,7 @@ TEST(Deleter, KeepsABatchThatCouldNotBeHandedOver)
     ExpectStorageFailure(503, full, [&] { push(1001); });
     auto const late = HasSubstr("[CCloudParallelObjsDeleter] Failed to wait for finish\nrefused");
     ExpectStorageFailure(503, late, [&] { deleter.Wait4Finish(); });
+    refusing = false;
     deleter.SignalObjsPushed();
     deleter.Wait4Finish();
     EXPECT_EQ(store->Calls().back(), "DeleteFileListAsync(1001)");
