@@ -2,6 +2,11 @@
 
 #include "bucketry/base/export.h"
 #include "bucketry/client.h"
+#include "bucketry/s3/cloud_client.h"
+#include "bucketry/s3/connection_spec.h"
+#include "bucketry/s3/context.h"
+#include "bucketry/s3/factory.h"
+#include "bucketry/s3/paths.h"
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "bucketry/s3wire/storage_class.h"

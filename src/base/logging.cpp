@@ -65,6 +65,11 @@ void ILogSection::err(std::string_view text, std::exception const& error) const
     Write(ELevel::Error, WithLines(text, error));
 }
 
+void ILogSection::warn(std::string_view text, std::exception const& error) const
+{
+    Write(ELevel::Warning, WithLines(text, error));
+}
+
 log_section_t::log_section_t(std::string name) : m_name(std::move(name)) {}
 
 log_section_t::~log_section_t() = default;

@@ -71,6 +71,12 @@ xml_holder_t TiXmlParseExc(std::string const& text, std::string const& rootName)
     return access_t::Wrap(xmlpp::CXmlDocument::Unserialize(text).GetRootNode(rootName));
 }
 
+xml_holder_t TiXmlParseSafe(std::string const& text, std::string const& rootName)
+{
+    xmlpp::CXmlDocument const document = xmlpp::CXmlDocument::Unserialize(text);
+    return document.HasRootNode(rootName) ? access_t::Wrap(document.GetRootNode(rootName)) : xml_holder_t();
+}
+
 std::string TiXmlSerialize(xml_holder_t const& element)
 {
     return xmlpp::CXmlDocument(access_t::Unwrap(element).Document()).Serialize(false);

@@ -169,12 +169,18 @@ CXmlNode CXmlDocument::CreateRootNode(std::string const& name)
 CXmlNode CXmlDocument::GetRootNode(std::string const& name) const
 {
     tinyxml2::XMLElement* const root = m_document->RootElement();
-    std::string const found = root != nullptr ? root->Name() : "";
-    if (found != name)
+    if (!HasRootNode(name))
     {
-        throw exc::CRuntimeExc("The root of the XML document is \"%1\", not \"%2\".", found, name);
+        throw exc::CRuntimeExc("The root of the XML document is \"%1\", not \"%2\".",
+                               root != nullptr ? root->Name() : "", name);
     }
     return {m_document, root};
+}
+
+bool CXmlDocument::HasRootNode(std::string const& name) const
+{
+    tinyxml2::XMLElement const* const root = m_document->RootElement();
+    return root != nullptr && root->Name() == name;
 }
 
 std::string CXmlDocument::Serialize(bool pretty) const

@@ -55,6 +55,7 @@ public:
     CXmlNode CreateRootNode(std::string const& name);
     /// Throws exc::CRuntimeExc with both names if the root has another name, or if there is none.
     CXmlNode GetRootNode(std::string const& name) const;
+    bool HasRootNode(std::string const& name) const;
     /// The text, with line breaks and indentation if `pretty`, else without a byte that is not needed.
     std::string Serialize(bool pretty) const;
 

@@ -495,15 +495,55 @@ TEST_F(Tool, BodyOptionsThatCannotWorkAreWrongUse)
     ExpectFailure(2, "--key-file needs --encrypt", {"put", "file", "object", "--key-file", "file"});
     ExpectFailure(2, "--encrypt", {"ls", "--encrypt"});
     EXPECT_FALSE(fs::exists(m_work / "root/object"));
-    fs::resize_file(m_work / "file", std::uintmax_t(1) << 32);
-    ExpectFailure(1, "4 GiB or more", {"put", "file", "object", "--compress", "zlib"});
+}
+
+TEST_F(Tool, BodiesTooLargeForOneProcessedObjectAreStoredInPieces)
+{
+    auto const put = [this](std::string const& file) {
+        ExpectOk({"put", file, "a/object", "--compress", "zlib", "--in-pieces-above", "1000"});
+    };
+    auto const expectBody = [this](std::string const& path, std::string const& file)
+    {
+        ExpectOk({"get", path, "fetched", "--compress", "zlib"});
+        EXPECT_TRUE(ReadText(m_work / "fetched") == ReadText(m_work / file)) << path;
+    };
+    WriteText(m_work / "large", "begin");
+    fs::resize_file(m_work / "large", (64U << 20U) + 7);
+    WriteText(m_work / "small", "small");
+    WriteText(m_work / "list", "bucketry-pieces 1\nreads like a list");
+
+    put("large");
+    put("large"); // the pieces of the first go
+    EXPECT_THAT(Run({"ls", "a/object.bucketry-pieces"}).m_out, ContainsRegex("^[-0-9a-f]{36}/\n$"));
+    expectBody("a/object", "large");
+    ExpectOk({"cp", "a/object", "b/copy"});
+    ExpectOk({"rm", "a/object"});
+    EXPECT_EQ(Run({"ls", "a"}).m_out, "");
+    expectBody("b/copy", "large");
+
+    put("list");
+    expectBody("a/object", "list");
+    put("small");
+    expectBody("a/object", "small");
+    EXPECT_EQ(Run({"ls", "a"}).m_out, "object\n");
+
+    for (auto const& entry : fs::recursive_directory_iterator(m_work / "root/b/copy.bucketry-pieces"))
+    {
+        if (entry.path().filename() == "000001")
+        {
+            fs::copy_file(m_work / "root/a/object", entry.path(), fs::copy_options::overwrite_existing);
+        }
+    }
+    ExpectFailure(1, "has 5 bytes instead of 7", {"get", "b/copy", "damaged", "--compress", "zlib"});
+    EXPECT_FALSE(fs::exists(m_work / "damaged"));
 }
 
 TEST_F(Tool, StatisticsTellStoredBytes)
 {
     WriteText(m_work / "file", "text");
     SRun const run = Run({"put", "file", "object", "--compress", "none", "--stats"});
-    EXPECT_THAT(run.m_err, HasSubstr("Downloaded 0 bytes, uploaded 30 bytes; requests: UploadFile 1\n"));
+    EXPECT_THAT(run.m_err,
+                HasSubstr("Downloaded 0 bytes, uploaded 30 bytes; requests: IsFolderExist 1, UploadFile 1\n"));
     EXPECT_THAT(Run({"--stats", "--json", "cat", "object"}).m_out,
                 HasSubstr("\"stats\":{\"downloaded\":30,\"uploaded\":0,\"requests\":{\"DownloadFile\":1}}}\n"));
     EXPECT_THAT(Run({"--stats", "--json", "cat", "none"}).m_out, HasSubstr("\"requests\":{\"DownloadFile\":1}}}\n"));

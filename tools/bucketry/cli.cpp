@@ -24,6 +24,8 @@ CCli::CCli() : m_app("Stores files as objects: single ones, and backups of whole
     m_app.fallthrough();
     m_app.set_version_flag("--version", BUCKETRY_VERSION);
     m_app.add_option("--root", m_options.m_root, "The directory that holds the objects")->type_name("DIR");
+    m_app.add_option("--spec", m_options.m_specFile, "The connection specification of a store that holds them instead")
+        ->type_name("FILE");
     m_app.add_flag("--json", m_options.m_isJson, "Write the result as one JSON object");
     m_app.add_flag("--verbose", m_options.m_isVerbose, "Show the library's information messages, too");
     m_app.add_flag("--stats", m_options.m_showsStatistics, "Show what was asked of the storage, and the bytes moved");
@@ -42,9 +44,10 @@ void CCli::AddNotes()
     for (CLI::App* const command : m_app.get_subcommands([](CLI::App*) { return true; }))
     {
         std::string const own = command->get_footer();
-        command->footer(
-            (own.empty() ? own : own + "\n\n") +
-            "Before or behind every command: --root DIR, --json, --verbose, --stats; see bucketry --help.\n" + Notes);
+        command->footer((own.empty() ? own : own + "\n\n") +
+                        "Before or behind every command: --root DIR or --spec FILE, --json, --verbose, --stats; see "
+                        "bucketry --help.\n" +
+                        Notes);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "backup/names.h"
 #include "cli.h"
 #include "listing.h"
+#include "pieces.h"
 #include "text.h"
 
 #include <algorithm>
@@ -109,6 +110,7 @@ int Remove(CHost& host, SFolderOptions const& options)
             ThrowNotThere(path);
         }
         client.DeleteFileAsync(path)->Wait();
+        RemovePieces(host, path);
     }
     else if (options.m_isRecursive)
     {

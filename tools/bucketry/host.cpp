@@ -2,16 +2,17 @@
 
 #include "files.h"
 #include "keys.h"
+#include "spec.h"
 #include "statistics.h"
 #include "text.h"
 
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/files.h"
+#include "bucketry/base/options.h"
 #include "bucketry/processing.h"
 #include "bucketry/statistics.h"
 
 #include <cerrno>
-#include <limits>
 #include <vector>
 
 namespace bucketry::tool
@@ -20,7 +21,7 @@ namespace bucketry::tool
 namespace
 {
 
-/// The pool need not keep more than what is in flight anyway.
+/// The pool of blocks need not keep more than what is in flight anyway.
 constexpr std::uint64_t PoolIdleBytes = std::uint64_t(128) << 20;
 
 void CheckRoot(std::string const& root, EAccess access)
@@ -62,8 +63,9 @@ void CheckBodyOptions(SBodyOptions const& options)
 } // namespace
 
 CHost::CHost(SGlobalOptions const& options, COutput& output)
-    : m_options(options), m_output(output), m_pool(std::make_shared<io::block::bufs_pool_t>(PoolIdleBytes))
+    : m_options(options), m_output(output), m_pool(io::block::bufs_pool_t::GetInst())
 {
+    options_t::GetInst().SetBufferPoolIdleBytes(PoolIdleBytes);
     if (m_options.m_showsStatistics)
     {
         m_output.SetStatistics(&StatisticsOfStorage);
@@ -74,18 +76,20 @@ ICloudClient& CHost::Client(EAccess access)
 {
     if (!m_client)
     {
-        if (m_options.m_root.empty())
+        if (m_options.m_root.empty() == m_options.m_specFile.empty())
         {
-            throw CUsageError("Which storage? Give a directory with --root DIR.");
+            throw CUsageError("Which storage? Give a directory with --root DIR, or a store with --spec FILE.");
         }
-        CheckRoot(m_options.m_root, access);
-        m_client = CLocalFsCloudClient::Create(m_options.m_root);
-        if (m_options.m_showsStatistics)
-        {
-            m_client = WrapCloudClientInStatistics(StorageName, m_client);
-        }
+        m_client = IsStore() ? OpenStore(m_options.m_specFile) : OpenRoot(access);
     }
     return *m_client;
+}
+
+std::shared_ptr<ICloudClient> CHost::OpenRoot(EAccess access) const
+{
+    CheckRoot(m_options.m_root, access);
+    std::shared_ptr<ICloudClient> const client = CLocalFsCloudClient::Create(m_options.m_root);
+    return m_options.m_showsStatistics ? WrapCloudClientInStatistics(StorageName, client) : client;
 }
 
 ICloudClient& CHost::Bodies(EAccess access)
@@ -113,14 +117,13 @@ ICloudClient& CHost::Bodies(EAccess access)
     return *m_bodies;
 }
 
-void CHost::CheckBodySize(std::uint64_t size, std::string_view path) const
+void CHost::MakeParentFolder(std::string const& path)
 {
-    if (m_options.m_bodies.AreProcessed() && size > std::numeric_limits<std::uint32_t>::max())
+    std::size_t const end = path.rfind('/');
+    ICloudClient& client = Client(EAccess::Write);
+    if (LocalRoot() && end != std::string::npos && !client.IsFolderExist(path.substr(0, end)))
     {
-        throw exc::CRuntimeExc(
-            "[%1] has 4 GiB or more, too much for one compressed or encrypted object. A backup stores "
-            "it in pieces.",
-            Printable(path));
+        client.CreateFolderAsync(path.substr(0, end))->Wait();
     }
 }
 

@@ -37,6 +37,7 @@ struct SBodyOptions
 struct SGlobalOptions
 {
     std::string m_root;
+    std::string m_specFile; ///< of a store, instead of a root
     bool m_isJson = false;
     bool m_isVerbose = false;
     bool m_showsStatistics = false;
@@ -45,8 +46,8 @@ struct SGlobalOptions
 
 enum class EAccess
 {
-    Read, ///< the root must be there
-    Write ///< the root is made if it is missing
+    Read, ///< a local root must be there
+    Write ///< a local root is made if it is missing
 };
 
 /// What a command works with: the storage that the global options name, and the output. Outlives all tasks of the command.
@@ -59,8 +60,14 @@ public:
     ICloudClient& Client(EAccess access);
     /// The same for whole bodies, which are compressed and encrypted as the options say. May ask for a password.
     ICloudClient& Bodies(EAccess access);
-    /// Throws exc::CRuntimeExc for a body that is too large for one object.
-    void CheckBodySize(std::uint64_t size, std::string_view path) const;
+    /// Whether the storage is a store behind a network, not a local root.
+    bool IsStore() const noexcept { return !m_options.m_specFile.empty(); }
+    /// Whether bodies may go past Bodies(), as streams: a store takes and gives them, and they are stored as they are.
+    bool CanStream() const noexcept { return IsStore() && !IsProcessed(); }
+    /// Whether Bodies() compresses or encrypts.
+    bool IsProcessed() const noexcept { return m_options.m_bodies.AreProcessed(); }
+    /// A copy makes no directories on a local root, where an upload does.
+    void MakeParentFolder(std::string const& path);
     /// Writes the counters of the storage, if the options ask for them and the output is text.
     void ShowStatistics();
     /// Where the bodies' blocks come from.
@@ -73,6 +80,8 @@ public:
     bool IsLocalLink(std::string const& path) const;
 
 private:
+    std::shared_ptr<ICloudClient> OpenRoot(EAccess access) const;
+
     SGlobalOptions const& m_options;
     COutput& m_output;
     std::shared_ptr<io::block::bufs_pool_t> m_pool;

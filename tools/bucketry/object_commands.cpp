@@ -1,6 +1,8 @@
 #include "backup/names.h"
 #include "cli.h"
 #include "files.h"
+#include "pieces.h"
+#include "spec.h"
 #include "text.h"
 
 #include "bucketry/base/files.h"
@@ -9,7 +11,9 @@
 #include <openssl/evp.h>
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <optional>
 
@@ -28,7 +32,13 @@ struct SObjectOptions
     std::optional<std::string> m_into;
     std::string m_path;
     std::string m_target;
+    std::uint64_t m_largestObject = std::numeric_limits<std::uint32_t>::max(); ///< of a processed body, in bytes
+    std::string m_sourceSpec; ///< of the store that a copy comes from; empty: the same storage
 };
+
+/// The largest body that is moved as a whole where it could be streamed, and the pieces of larger ones, in bytes.
+constexpr unsigned long LargestWhole = 64UL << 20;
+constexpr unsigned long StreamPiece = 16UL << 20;
 
 std::string ObjectPath(std::string const& text)
 {
@@ -46,13 +56,19 @@ body_t Fetch(CHost& host, std::string const& path)
     return body;
 }
 
-body_t ReadWhole(CHost& host, std::string const& path)
+struct SInput
 {
-    CFd const file = OpenAt(AT_FDCWD, path, O_RDONLY | O_NONBLOCK, path);
+    CFd m_file;
+    unsigned long m_size = 0;
+};
+
+SInput OpenRegular(std::string const& path)
+{
+    SInput input{OpenAt(AT_FDCWD, path, O_RDONLY | O_NONBLOCK, path)};
     struct stat status
     {
     };
-    if (::fstat(file.Get(), &status) != 0)
+    if (::fstat(input.m_file.Get(), &status) != 0)
     {
         ThrowSystemError("read", path);
     }
@@ -60,24 +76,93 @@ body_t ReadWhole(CHost& host, std::string const& path)
     {
         throw exc::CRuntimeExc("[%1] is not a regular file.", Printable(path));
     }
-    auto const size = static_cast<unsigned long>(status.st_size);
-    host.CheckBodySize(size, path);
-    body_t const body = io::block::CPooledBuf::Alloc(size, host.Pool());
-    body->SetCount(size);
-    if (ReadUpTo(file, body->GetData(), size, path) != size)
+    input.m_size = static_cast<unsigned long>(status.st_size);
+    return input;
+}
+
+void ReadExactly(SInput const& input, unsigned char* data, std::size_t size, std::string const& path)
+{
+    if (ReadUpTo(input.m_file, data, size, path) != size)
     {
         throw exc::CRuntimeExc("[%1] became shorter while it was read.", Printable(path));
     }
-    return body;
+}
+
+/// Piece by piece, so that a large file takes no more memory than a small one.
+void StreamUp(CHost& host, SInput const& input, std::string const& file, std::string const& path)
+{
+    auto const upload = host.Client(EAccess::Write).StartUpload(path, input.m_size);
+    io::block::CPooledBuf piece(StreamPiece, host.Pool());
+    for (unsigned long done = 0; done < input.m_size; done += piece.GetCount())
+    {
+        piece.SetCount(std::min(StreamPiece, input.m_size - done));
+        ReadExactly(input, piece.GetData(), piece.GetCount(), file);
+        upload->Write(piece.GetData(), piece.GetCount());
+    }
+    upload->Finish();
+}
+
+/// Such a body would be read back as a list of pieces.
+bool LooksLikeIndex(SInput const& input)
+{
+    std::array<unsigned char, 64> begin{};
+    ssize_t const count = ::pread(input.m_file.Get(), begin.data(), begin.size(), 0);
+    return count > 0 && IsIndex(begin.data(), static_cast<std::size_t>(count));
 }
 
 int Put(CHost& host, SObjectOptions const& options)
 {
     std::string const path = ObjectPath(options.m_path);
-    body_t const body = ReadWhole(host, options.m_file);
-    host.Bodies(EAccess::Write).UploadFileAsync(path, body)->Wait();
-    host.Output().Result("", CJsonObject().Add("path", path).Add("bytes", body->GetCount()));
+    SInput const input = OpenRegular(options.m_file);
+    bool const isInPieces = host.IsProcessed() && (input.m_size > options.m_largestObject || LooksLikeIndex(input));
+    if (host.CanStream() && input.m_size > LargestWhole)
+    {
+        StreamUp(host, input, options.m_file, path);
+    }
+    else if (isInPieces)
+    {
+        StoreInPieces(host, path, input.m_size,
+                      [&](unsigned char* data, std::size_t size) { ReadExactly(input, data, size, options.m_file); });
+    }
+    else
+    {
+        body_t const body = io::block::CPooledBuf::Alloc(input.m_size, host.Pool());
+        body->SetCount(input.m_size);
+        ReadExactly(input, body->GetData(), input.m_size, options.m_file);
+        host.Bodies(EAccess::Write).UploadFileAsync(path, body)->Wait();
+    }
+    if (!isInPieces)
+    {
+        RemovePieces(host, path); // of a body that was there before
+    }
+    host.Output().Result("", CJsonObject().Add("path", path).Add("bytes", input.m_size));
     return ExitOk;
+}
+
+/// Hands the object's bytes to `take`, a large one piece by piece where it can be streamed; how many there were.
+std::uint64_t FetchInto(CHost& host, std::string const& path, sink_t const& take)
+{
+    ICloudClient& client = host.Client(EAccess::Read);
+    std::uint64_t const size = host.CanStream() ? client.GetFileSize(path) : 0;
+    if (size <= LargestWhole)
+    {
+        body_t const body = Fetch(host, path);
+        if (host.IsProcessed() && IsIndex(body->GetData(), body->GetCount()))
+        {
+            return FetchPieces(host, path, *body, take);
+        }
+        take(body->GetData(), body->GetCount());
+        return body->GetCount();
+    }
+    auto const download = client.StartDownload(path);
+    io::block::CPooledBuf piece(StreamPiece, host.Pool());
+    for (std::uint64_t done = 0; done < size; done += piece.GetCount())
+    {
+        piece.SetCount(std::min<std::uint64_t>(StreamPiece, size - done));
+        download->Read(piece.GetData(), done, piece.GetCount());
+        take(piece.GetData(), piece.GetCount());
+    }
+    return size;
 }
 
 /// The file that `get` writes: the one given, or the object's own name in the directory given or the working directory.
@@ -103,27 +188,27 @@ int Get(CHost& host, SObjectOptions const& options)
 {
     std::string const path = ObjectPath(options.m_path);
     std::string const file = TargetFile(options.m_into, path);
-    body_t const body = Fetch(host, path);
     std::string const folder = std::filesystem::path(file).parent_path();
     CFd const directory = OpenAt(AT_FDCWD, folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY, folder);
     CReplacementFile target(directory.Get(), std::string(BaseNameOf(file)), file, 0666);
-    target.Write(body->GetData(), body->GetCount());
+    std::uint64_t const size =
+        FetchInto(host, path, [&target](unsigned char const* data, std::size_t count) { target.Write(data, count); });
     target.Commit();
-    host.Output().Result("", CJsonObject().Add("path", path).Add("file", file).Add("bytes", body->GetCount()));
+    host.Output().Result("", CJsonObject().Add("path", path).Add("file", file).Add("bytes", size));
     return ExitOk;
 }
 
-std::string Base64(io::block::CPooledBuf const& body)
+std::string Base64(std::string_view body)
 {
     std::string text;
     std::size_t constexpr step = 3 << 20;
-    for (std::size_t at = 0; at < body.GetCount(); at += step)
+    for (std::size_t at = 0; at < body.size(); at += step)
     {
-        std::size_t const size = std::min(step, body.GetCount() - at);
+        std::size_t const size = std::min(step, body.size() - at);
         std::size_t const begin = text.size();
         text.resize(begin + 4 * ((size + 2) / 3) + 1); // and the NUL that is written behind it
         auto* const out = reinterpret_cast<unsigned char*>(text.data() + begin);
-        EVP_EncodeBlock(out, body.GetData() + at, static_cast<int>(size));
+        EVP_EncodeBlock(out, reinterpret_cast<unsigned char const*>(body.data()) + at, static_cast<int>(size));
         text.pop_back();
     }
     return text;
@@ -132,15 +217,19 @@ std::string Base64(io::block::CPooledBuf const& body)
 int Cat(CHost& host, SObjectOptions const& options)
 {
     std::string const path = ObjectPath(options.m_path);
-    body_t const body = Fetch(host, path);
     if (host.Output().IsJson())
     {
-        CJsonObject json;
-        json.Add("path", path).Add("bytes", body->GetCount()).Add("base64", Base64(*body));
-        host.Output().Result("", json);
+        std::string body;
+        FetchInto(host, path,
+                  [&body](unsigned char const* data, std::size_t size)
+                  { body.append(reinterpret_cast<char const*>(data), size); });
+        host.Output().Result("", CJsonObject().Add("path", path).Add("bytes", body.size()).Add("base64", Base64(body)));
         return ExitOk;
     }
-    host.Output().Result({reinterpret_cast<char const*>(body->GetData()), body->GetCount()}, {});
+    FetchInto(host, path,
+              [&host](unsigned char const* data, std::size_t size) {
+                  host.Output().Result({reinterpret_cast<char const*>(data), size}, {});
+              });
     return ExitOk;
 }
 
@@ -165,28 +254,43 @@ int Stat(CHost& host, SObjectOptions const& options)
     return ExitOk;
 }
 
-/// A copy makes no directories on a local root, where an upload does.
-void MakeParentFolder(CHost& host, std::string const& path)
+/// Inside the stores, without a way through this machine.
+void CopyFromStore(CHost& host, std::string const& spec, std::string const& source, std::string const& target)
 {
-    std::string const folder(ParentOf(path));
+    std::shared_ptr<ICloudClient> const from = OpenStore(spec);
     ICloudClient& client = host.Client(EAccess::Write);
-    if (host.LocalRoot() && !folder.empty() && !client.IsFolderExist(folder))
+    auto const sourceOfCopy = from->GetFileInterRegionSource(source);
+    if (!client.IsFileInterRegionSourceCompatible(sourceOfCopy))
     {
-        client.CreateFolderAsync(folder)->Wait();
+        throw exc::CRuntimeExc("The storage cannot copy from the store of [%1] itself.", Printable(spec));
     }
+    client.CopyFileInterRegionAsync(sourceOfCopy, target)->Wait();
+}
+
+void CopyInside(CHost& host, std::string const& source, std::string const& target)
+{
+    ICloudClient& client = host.Client(EAccess::Read);
+    if (!client.IsFileExist(source) || (host.LocalRoot() && client.IsFolderExist(source)))
+    {
+        throw exc::CRuntimeExc("There is no object [%1].", Printable(source));
+    }
+    host.MakeParentFolder(target);
+    CopyPieces(host, source, target);
+    client.CopyFileAsync(source, target)->Wait();
 }
 
 int Copy(CHost& host, SObjectOptions const& options)
 {
     std::string const source = ObjectPath(options.m_path);
     std::string const target = ObjectPath(options.m_target);
-    ICloudClient& client = host.Client(EAccess::Read);
-    if (!client.IsFileExist(source) || client.IsFolderExist(source))
+    if (options.m_sourceSpec.empty())
     {
-        throw exc::CRuntimeExc("There is no object [%1].", Printable(source));
+        CopyInside(host, source, target);
     }
-    MakeParentFolder(host, target);
-    client.CopyFileAsync(source, target)->Wait();
+    else
+    {
+        CopyFromStore(host, options.m_sourceSpec, source, target);
+    }
     host.Output().Result("", CJsonObject().Add("source", source).Add("path", target));
     return ExitOk;
 }
@@ -213,6 +317,11 @@ void AddObjectCommands(CCli& cli)
     put.add_option("FILE", options->m_file, "The file to read")->required();
     put.add_option("PATH", options->m_path, "The object to write; one that is there is replaced")->required();
 
+    put.add_option("--in-pieces-above", options->m_largestObject,
+                   "Compressed or encrypted, a larger file is stored in pieces; 4 GiB and more always are")
+        ->type_name("BYTES")
+        ->check(CLI::Range(std::uint64_t(0), options->m_largestObject));
+
     CLI::App& get = AddBodyCommand(cli, options, "get", "Fetch an object into a file", &Get);
     get.add_option("PATH", options->m_path, "The object to read")->required();
     get.add_option("FILE", options->m_into,
@@ -225,9 +334,12 @@ void AddObjectCommands(CCli& cli)
     CLI::App& stat = AddObjectCommand(cli, options, "stat", "Tell kind and size of an object or folder", &Stat);
     stat.add_option("PATH", options->m_path, "The object or folder")->required();
 
-    CLI::App& copy = AddObjectCommand(cli, options, "cp", "Copy an object inside the root", &Copy);
+    CLI::App& copy =
+        AddObjectCommand(cli, options, "cp", "Copy an object inside the storage, or from another store", &Copy);
     copy.add_option("SOURCE", options->m_path, "The object to copy")->required();
     copy.add_option("TARGET", options->m_target, "The copy; an object that is there is replaced")->required();
+    copy.add_option("--from-spec", options->m_sourceSpec, "The specification of the store that holds SOURCE")
+        ->type_name("FILE");
 }
 
 } // namespace bucketry::tool

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 
 namespace bucketry::tool
 {
@@ -48,7 +49,7 @@ private:
 };
 
 /// Byte by byte, so that nothing of it stays in a buffer of the standard library.
-void ReadLine(CSecret& secret)
+void ReadLine(std::function<void(char byte)> const& take)
 {
     for (;;)
     {
@@ -56,21 +57,32 @@ void ReadLine(CSecret& secret)
         ssize_t const count = ::read(STDIN_FILENO, &byte, 1);
         if (count == 0 || (count == 1 && byte == '\n'))
         {
-            break;
+            return;
         }
         if (count == 1)
         {
-            secret.Append(byte);
+            take(byte);
         }
         else if (errno != EINTR)
         {
-            throw exc::CRuntimeExc("Failed to read the password.");
+            throw exc::CRuntimeExc("Failed to read from the standard input.");
         }
     }
+}
+
+void ReadSecret(CSecret& secret)
+{
+    ReadLine([&secret](char byte) { secret.Append(byte); });
     if (secret.Text().empty())
     {
         throw exc::CRuntimeExc("The password is empty.");
     }
+}
+
+void Prompt(std::string const& prompt)
+{
+    std::fputs(prompt.c_str(), stderr);
+    std::fflush(stderr);
 }
 
 } // namespace
@@ -99,12 +111,22 @@ void AskPassword(std::string const& prompt, CSecret& secret)
 {
     if (!IsPasswordTyped())
     {
-        return ReadLine(secret);
+        return ReadSecret(secret);
     }
-    std::fputs(prompt.c_str(), stderr);
-    std::fflush(stderr);
+    Prompt(prompt);
     CNoEcho const noEcho;
-    ReadLine(secret);
+    ReadSecret(secret);
+}
+
+std::string AskLine(std::string const& prompt)
+{
+    if (IsPasswordTyped())
+    {
+        Prompt(prompt);
+    }
+    std::string line;
+    ReadLine([&line](char byte) { line += byte; });
+    return line;
 }
 
 } // namespace bucketry::tool

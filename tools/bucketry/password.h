@@ -26,6 +26,9 @@ private:
 /// exc::CRuntimeExc for an empty one.
 void AskPassword(std::string const& prompt, CSecret& secret);
 
+/// Reads one line from the standard input, on a terminal behind the prompt. Empty if there is none.
+std::string AskLine(std::string const& prompt);
+
 /// Whether somebody types, so that a password should be asked for twice.
 bool IsPasswordTyped();
 

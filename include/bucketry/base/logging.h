@@ -53,6 +53,7 @@ public:
         Write(ELevel::Error, util::str_format(format, arguments...));
     }
     /// The text, followed by the lines of the exception.
+    void warn(std::string_view text, std::exception const& error) const;
     void err(std::string_view text, std::exception const& error) const;
 };
 

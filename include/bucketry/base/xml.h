@@ -35,6 +35,8 @@ BUCKETRY_API xml_holder_t TiXmlCreateDoc(std::string const& rootName);
 /// The root of a parsed text. Throws exc::CRuntimeExc with the line for malformed XML, and with both names if the root
 /// has another name than `rootName`.
 BUCKETRY_API xml_holder_t TiXmlParseExc(std::string const& text, std::string const& rootName);
+/// The same, but an invalid holder if the root has another name.
+BUCKETRY_API xml_holder_t TiXmlParseSafe(std::string const& text, std::string const& rootName);
 /// The text of the whole document that the element belongs to.
 BUCKETRY_API std::string TiXmlSerialize(xml_holder_t const& element);
 

@@ -1,10 +1,13 @@
 #pragma once
 
+#include "bucketry/base/exceptions.h"
 #include "bucketry/base/text.h"
 #include "bucketry/tasks.h"
 
+#include <exception>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace bucketry::s3::detail
 {
@@ -20,6 +23,20 @@ std::shared_ptr<task::IAsyncTask> AdaptPplxTaskS3(web::Task<void> task, std::str
                                                   TArgs const&... arguments)
 {
     return AdaptTask(task, util::str_format(format, arguments...));
+}
+
+/// Runs what starts or does an operation; a std::exception goes on with one more line, the filled format.
+template <class TAction, class... TArgs>
+auto Start(TAction const& action, std::string_view format, TArgs const&... arguments) -> decltype(action())
+{
+    try
+    {
+        return action();
+    }
+    catch (std::exception const& error)
+    {
+        exc::RegenExc(format, arguments..., error);
+    }
 }
 
 } // namespace bucketry::s3::detail

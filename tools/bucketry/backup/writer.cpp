@@ -5,6 +5,7 @@
 #include "backup/store.h"
 #include "backup/tree.h"
 #include "listing.h"
+#include "task_window.h"
 #include "text.h"
 
 #include "bucketry/parallel.h"
@@ -22,6 +23,8 @@ namespace
 
 using body_t = std::shared_ptr<io::block::CPooledBuf>;
 
+constexpr unsigned long SmallBytes = 4UL << 20;
+
 /// Stores what a walk meets, and notes it in the manifest.
 class CBackupWriter final : public ITreeVisitor
 {
@@ -38,7 +41,8 @@ public:
           m_runFolder(RunFolder(path, m_run)),
           m_manifest(m_run),
           m_progress(m_output.StartProgress()),
-          m_writer(Borrowed(m_client))
+          m_writer(Borrowed(m_client)),
+          m_window(m_client.GetConcurrentTaskLimit())
     {
     }
 
@@ -49,6 +53,7 @@ public:
             m_progress.SetTotal(MeasureTree(m_directory, m_leaveOut));
         }
         WalkTree(m_directory, m_leaveOut, *this);
+        m_window.Drain();
         m_writer.Flush();
         if (!m_stray.empty())
         {
@@ -147,9 +152,20 @@ private:
         return body;
     }
 
+    /// Small bodies are bounded in their number, large ones also in the bytes in flight.
     void Upload(std::string const& path, body_t const& body)
     {
-        m_writer.Write(path, body, std::nullopt);
+        if (body->GetCount() <= SmallBytes)
+        {
+            m_writer.Write(path, body, std::nullopt);
+        }
+        else
+        {
+            // the writer keeps the body until its operation ends, and a processed one is a second block
+            std::uint64_t const held = body->GetCount() * (m_host.IsProcessed() ? 2 : 1);
+            m_window.Run(
+                held, [&] { return m_writer.CreateWriteTask(path, body, nullptr, std::nullopt); }, &ThrowFailure);
+        }
         m_bytes += body->GetCount();
         ++m_objects;
         m_progress.Add({body->GetCount(), 0});
@@ -214,7 +230,8 @@ private:
     std::uint64_t m_links = 0;
     std::uint64_t m_bytes = 0;
     std::uint64_t m_objects = 0;
-    CCloudParallelWriter m_writer; ///< the last member: its operations go first
+    CCloudParallelWriter m_writer; ///< behind what its operations use
+    CTaskWindow m_window;          ///< the last member: its operations are the writer's, and go first
 };
 
 } // namespace

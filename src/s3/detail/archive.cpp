@@ -1,0 +1,79 @@
+#include "s3/detail/archive.h"
+
+#include "s3/detail/http_date.h"
+
+#include "bucketry/base/exceptions.h"
+#include "bucketry/base/logging.h"
+#include "bucketry/s3/paths.h"
+#include "bucketry/s3wire/exception.h"
+
+namespace bucketry::s3::detail
+{
+namespace
+{
+
+using s3wire::s3::EPostObjectRestoreResponse;
+
+bool IsAskedAlready(s3wire::CS3WireException const& refusal)
+{
+    return refusal.GetStatusCode() == 409 && refusal.GetAmazonErrorCode() == "RestoreAlreadyInProgress";
+}
+
+bool IsNotArchived(s3wire::CS3WireException const& refusal)
+{
+    return refusal.GetStatusCode() == 403 && refusal.GetAmazonErrorCode() == "InvalidObjectState";
+}
+
+} // namespace
+
+void JudgeRestore(web::Task<EPostObjectRestoreResponse> const& asked, SRestoreTexts const& texts)
+{
+    try
+    {
+        if (asked.get() == EPostObjectRestoreResponse::AlreadyRestored)
+        {
+            stg_log.info("The requested object has already been restored");
+        }
+    }
+    catch (s3wire::CS3WireException const& refusal)
+    {
+        if (IsNotArchived(refusal))
+        {
+            stg_log.warn("%1", texts.m_notArchived);
+        }
+        else if (!IsAskedAlready(refusal))
+        {
+            // Not as a refusal: the adaption leaves it what it is.
+            exc::RegenExc("%1", texts.m_refused, exc::CRuntimeExc(refusal.what()));
+        }
+    }
+    catch (std::exception const& error)
+    {
+        exc::RegenExc("%1", texts.m_refused, error);
+    }
+}
+
+void Reset(SArchiveRetrievalStatus& status)
+{
+    status = {false, datetime::CDateTime(true)};
+}
+
+void Fill(SArchiveRetrievalStatus& status, s3wire::s3::SObjectData const& head,
+          std::function<std::string(std::string const& date)> const& badDateText)
+{
+    status.m_isRetrievalInProgress = head.m_restoreInProgress;
+    if (head.m_restoreExpiryDate.empty())
+    {
+        return;
+    }
+    try
+    {
+        status.m_expiryDate = datetime::CDateTime::fromString(head.m_restoreExpiryDate, dateFormatRfc2822Gmt, true);
+    }
+    catch (std::exception const&)
+    {
+        stg_log.warn("%1", badDateText(head.m_restoreExpiryDate));
+    }
+}
+
+} // namespace bucketry::s3::detail

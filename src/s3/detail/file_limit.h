@@ -1,0 +1,10 @@
+#pragma once
+
+namespace bucketry::s3::detail
+{
+
+/// Raises the process's soft limit of open files to 8192, or to the hard limit if that is lower; it stays raised. What was done, and
+/// a failure, is logged; never throws. Any thread.
+void SafeIncreaseFileLimit();
+
+} // namespace bucketry::s3::detail

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "bucketry/client.h"
+#include "s3wire/streams.h"
+
+namespace bucketry::s3::detail
+{
+
+/// A streamed upload without versions. The REST client must outlive it. One caller at a time; failures are those of the REST
+/// layer, unchanged.
+class CS3Upload final : public ICloudUpload
+{
+public:
+    /// Throws exc::CRuntimeExc for a storage class of another kind of store.
+    CS3Upload(s3wire::s3::CS3WireClient& client, std::string const& bucket, std::string const& key, unsigned long size,
+              s3wire::s3::CObjectStorageClass const& storageClass,
+              s3wire::s3::CS3WireClient::metadata_t const& metadata,
+              s3wire::s3::CS3WireClient::metadata_t const& headers, s3wire::s3::SPutObjectExtraAgruments const& extra);
+
+    void Write(unsigned char const* data, unsigned long size) override { m_stream.Write(data, size); }
+    void WriteZeroes(unsigned long size) override { m_stream.WriteZeroes(size); }
+    void Flush() override { m_stream.Flush(); }
+    std::optional<std::string> Finish() override;
+
+private:
+    s3wire::s3::CS3WireWriteStream m_stream;
+};
+
+/// A streamed download with a REST client of its own. One caller at a time; failures are those of the REST layer, unchanged.
+class CS3Download final : public ICloudDownload
+{
+public:
+    CS3Download(s3wire::s3::CS3WireClient const& client, std::string const& bucket, std::string const& key,
+                std::string const& version)
+        : m_stream(client, bucket, key, version)
+    {
+    }
+
+    void Read(unsigned char* buffer, unsigned long offset, unsigned long length) override
+    {
+        m_stream.Read(buffer, length, offset);
+    }
+    std::uint64_t ObjectSize() override { return m_stream.ObjectSize(); }
+
+private:
+    s3wire::s3::CS3WireReadStream m_stream;
+};
+
+} // namespace bucketry::s3::detail

@@ -1,0 +1,159 @@
+#include "bucketry/s3/cloud_client.h"
+#include "bucketry/s3/paths.h"
+#include "s3/detail/adapt.h"
+
+#include <numeric>
+
+namespace bucketry::s3
+{
+
+using detail::AdaptPplxTaskS3;
+using detail::ConvertPathToPrefix;
+using detail::GetPathDelimiter;
+using detail::Start;
+using task_t = ICloudClient::task_t;
+
+namespace
+{
+
+using entries_t = std::vector<SCloudObjectInfo>;
+
+void AppendKeys(entries_t& entries, std::vector<s3wire::s3::SObjectMetadata> const& keys, std::string const& prefix,
+                std::string const& path)
+{
+    for (s3wire::s3::SObjectMetadata const& object : keys)
+    {
+        if (!object.m_key.starts_with(prefix))
+        {
+            throw exc::CRuntimeExc("Unexpected key path: '%1', filter: '%2'", object.m_key, path);
+        }
+        if (object.m_key.size() == prefix.size())
+        {
+            continue; // the folder's own marker
+        }
+        bool const isFolder = object.m_size == 0 && object.m_key.ends_with(GetPathDelimiter());
+        entries.emplace_back(object.m_key.substr(prefix.size()), object.m_size, isFolder);
+    }
+}
+
+void AppendSubfolders(entries_t& entries, std::vector<std::string> const& commonPrefixes, std::string const& prefix,
+                      std::string const& path)
+{
+    for (std::string const& common : commonPrefixes)
+    {
+        if (common.size() <= prefix.size() || !common.starts_with(prefix) || !common.ends_with(GetPathDelimiter()))
+        {
+            throw exc::CRuntimeExc("Unexpected common prefix: '%1', filter: '%2'", common, path);
+        }
+        std::size_t const length = common.size() - prefix.size() - GetPathDelimiter().size();
+        entries.emplace_back(common.substr(prefix.size(), length), 0, true);
+    }
+}
+
+} // namespace
+
+task_t CS3CloudClient::CreateFolderAsync(std::string const& path)
+{
+    auto const context = GetContext();
+    return Start(
+        [&]
+        {
+            return AdaptPplxTaskS3(context->m_client
+                                       .PutObject(context->m_container, ConvertPathToPrefix(path),
+                                                  std::make_shared<io::block::CPooledBuf>(), context->m_objectMetadata,
+                                                  {}, {}, {}, {})
+                                       .then<void>([](s3wire::s3::SPutObjectResult const&) {}),
+                                   "CS3CloudClient::CreateFolderAsync async task has failed, path [%1]", path);
+        },
+        "Failed to create folder on %1. Path: [%2]", context->m_cloudName, path);
+}
+
+bool CS3CloudClient::IsFolderExist(std::string const& path)
+{
+    auto const context = GetContext();
+    return Start(
+        [&]
+        {
+            std::string const prefix = ConvertPathToPrefix(path);
+            return prefix.empty() || context->m_client.IsObjectExist(context->m_container, prefix, "").get();
+        },
+        "Failed to check whether %1 folder exists. Path: [%2]", context->m_cloudName, path);
+}
+
+task_t CS3CloudClient::QueryFolderAsync(std::string const& path,
+                                        std::function<void(std::vector<SCloudObjectInfo> const&)> onPage)
+{
+    auto const context = GetContext();
+    std::string const prefix = ConvertPathToPrefix(path);
+    auto const takePage = [prefix, path, onPage](s3wire::s3::SBucketContents const& page)
+    {
+        entries_t entries;
+        entries.reserve(page.m_contents.size() + page.m_commonPrefixes.size());
+        AppendKeys(entries, page.m_contents, prefix, path);
+        AppendSubfolders(entries, page.m_commonPrefixes, prefix, path);
+        onPage(entries);
+    };
+    return AdaptPplxTaskS3(
+        context->m_client.GetBucket(takePage, context->m_container, prefix, GetPathDelimiter(), "", 0),
+        "Failed to query folder asynchronously on %1. Path: [%2]", context->m_cloudName, path);
+}
+
+task_t CS3CloudClient::QueryFolderAsync(std::string const& path, std::shared_ptr<std::vector<SCloudObjectInfo>> objects)
+{
+    if (!objects)
+    {
+        throw exc::CRuntimeExc("CS3CloudClient::QueryFolderAsync: ptrResult is nullptr");
+    }
+    return QueryFolderAsync(
+        path, [objects](entries_t const& page) { objects->insert(objects->end(), page.begin(), page.end()); });
+}
+
+std::vector<SCloudObjectInfo> CS3CloudClient::QueryFolder(std::string const& path)
+{
+    auto const context = GetContext();
+    return Start(
+        [&]
+        {
+            auto const objects = std::make_shared<entries_t>();
+            QueryFolderAsync(path, objects)->Wait();
+            return *objects;
+        },
+        "Failed to query folder on %1. Path: [%2]", context->m_cloudName, path);
+}
+
+std::uint64_t CS3CloudClient::GetFolderSize(std::string const& path)
+{
+    auto const context = GetContext();
+    return Start(
+        [&]
+        {
+            auto const bucket =
+                context->m_client.GetBucket(context->m_container, ConvertPathToPrefix(path), "", "", 0).get();
+            return std::transform_reduce(bucket.m_contents.begin(), bucket.m_contents.end(), std::uint64_t(0),
+                                         std::plus<>(), [](auto const& object) { return object.m_size; });
+        },
+        "Failed to get folder size on %1. Path: [%2]", context->m_cloudName, path);
+}
+
+std::uint64_t CS3CloudClient::GetObjectCount(std::string const& path)
+{
+    auto const context = GetContext();
+    return context->m_client.GetBucket(context->m_container, ConvertPathToPrefix(path), "", "", 0)
+        .get()
+        .m_contents.size();
+}
+
+task_t CS3CloudClient::DeleteFolderAsync(std::string const& path, std::shared_ptr<progress::progress_base_t> progress)
+{
+    auto const context = GetContext();
+    return Start(
+        [&]
+        {
+            return AdaptPplxTaskS3(
+                context->m_client.DeleteObjects(context->m_container, ConvertPathToPrefix(path), progress),
+                "CS3CloudClient::DeleteFolderAsync async task has failed, path [%1]", path);
+        },
+        "Failed to delete folder on s3. Path: [%1]", path);
+}
+
+} // namespace bucketry::s3

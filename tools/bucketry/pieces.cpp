@@ -1,0 +1,170 @@
+#include "pieces.h"
+
+#include "listing.h"
+#include "task_window.h"
+#include "text.h"
+
+#include "bucketry/base/guid.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+namespace bucketry::tool
+{
+
+namespace
+{
+
+using body_t = std::shared_ptr<io::block::CPooledBuf>;
+
+constexpr std::string_view IndexHead = "bucketry-pieces 1\n";
+constexpr std::uint64_t PieceBytes = std::uint64_t(64) << 20;
+
+/// The text form is the head, then "<run>\n<bytes>\n".
+struct SIndex
+{
+    std::string m_run;
+    std::uint64_t m_size = 0;
+};
+
+std::string FolderOf(std::string const& path)
+{
+    return path + ".bucketry-pieces";
+}
+
+std::string PieceName(std::string const& path, std::string const& run, std::uint64_t offset)
+{
+    std::string const number = std::to_string(offset / PieceBytes);
+    return JoinPath(JoinPath(FolderOf(path), run),
+                    std::string(6 - std::min<std::size_t>(6, number.size()), '0') + number);
+}
+
+body_t BodyOf(CHost& host, std::string const& text)
+{
+    body_t body = io::block::CPooledBuf::Alloc(text.size(), host.Pool());
+    body->SetCount(text.size());
+    std::memcpy(body->GetData(), text.data(), text.size());
+    return body;
+}
+
+SIndex ReadIndex(io::block::CPooledBuf const& body, std::string const& path)
+{
+    std::string_view text(reinterpret_cast<char const*>(body.GetData()), body.GetCount());
+    text.remove_prefix(IndexHead.size());
+    std::size_t const runEnd = std::min(text.find('\n'), text.size());
+    SIndex index{std::string(text.substr(0, runEnd)), 0};
+    std::string_view const number = text.substr(std::min(runEnd + 1, text.size()));
+    auto const [end, error] = std::from_chars(number.data(), number.data() + number.size(), index.m_size);
+    if (error != std::errc() || std::string_view(end, number.data() + number.size()) != "\n" ||
+        guid::guid_t::FromAStr(index.m_run).ToAStr() != index.m_run)
+    {
+        throw exc::CRuntimeExc("The object [%1] is a damaged list of pieces.", Printable(path));
+    }
+    return index;
+}
+
+/// All pieces but those of one run.
+void RemoveOtherRuns(CHost& host, std::string const& path, std::string const& run)
+{
+    std::string const folder = FolderOf(path);
+    ICloudClient& client = host.Client(EAccess::Read);
+    if (!client.IsFolderExist(folder))
+    {
+        return;
+    }
+    for (SCloudObjectInfo const& entry : client.QueryFolder(folder))
+    {
+        if (entry.m_isFolder && entry.m_name != run)
+        {
+            RemoveFolder(host, JoinPath(folder, entry.m_name));
+        }
+    }
+}
+
+} // namespace
+
+void StoreInPieces(CHost& host, std::string const& path, std::uint64_t size, source_t const& source)
+{
+    ICloudClient& client = host.Bodies(EAccess::Write);
+    std::string const run = guid::guid_t::CreateNew().ToAStr();
+    CTaskWindow window(client.GetConcurrentTaskLimit());
+    for (std::uint64_t done = 0; done < size; done += PieceBytes)
+    {
+        auto const count = std::min(PieceBytes, size - done);
+        body_t const body = io::block::CPooledBuf::Alloc(count, host.Pool());
+        body->SetCount(count);
+        source(body->GetData(), count);
+        window.Run(
+            count, [&] { return client.UploadFileAsync(PieceName(path, run, done), body); }, &ThrowFailure);
+    }
+    window.Drain();
+    std::string text(IndexHead);
+    ((text += run) += '\n') += std::to_string(size);
+    client.UploadFileAsync(path, BodyOf(host, text += '\n'))->Wait();
+    RemoveOtherRuns(host, path, run);
+}
+
+bool IsIndex(unsigned char const* data, std::size_t size)
+{
+    return std::string_view(reinterpret_cast<char const*>(data), size).starts_with(IndexHead);
+}
+
+std::uint64_t FetchPieces(CHost& host, std::string const& path, io::block::CPooledBuf const& index, sink_t const& sink)
+{
+    SIndex const pieces = ReadIndex(index, path);
+    ICloudClient& client = host.Bodies(EAccess::Read);
+    CTaskWindow window(client.GetConcurrentTaskLimit());
+    for (std::uint64_t done = 0; done < pieces.m_size; done += PieceBytes)
+    {
+        std::string const name = PieceName(path, pieces.m_run, done);
+        auto const count = std::min(PieceBytes, pieces.m_size - done);
+        body_t const body = io::block::CPooledBuf::Alloc(0, host.Pool());
+        window.Run(
+            count, [&] { return client.DownloadFileAsync(name, body, host.Pool()); },
+            [&sink, body, count, name](std::exception_ptr failure)
+            {
+                ThrowFailure(failure);
+                if (body->GetCount() != count)
+                {
+                    throw exc::CRuntimeExc("The piece [%1] has %2 bytes instead of %3.", Printable(name),
+                                           body->GetCount(), count);
+                }
+                sink(body->GetData(), count);
+            });
+    }
+    window.Drain();
+    return pieces.m_size;
+}
+
+void RemovePieces(CHost& host, std::string const& path)
+{
+    if (std::string const folder = FolderOf(path); host.Client(EAccess::Read).IsFolderExist(folder))
+    {
+        RemoveFolder(host, folder);
+    }
+}
+
+void CopyPieces(CHost& host, std::string const& source, std::string const& target)
+{
+    std::string const from = FolderOf(source);
+    ICloudClient& client = host.Client(EAccess::Write);
+    if (!client.IsFolderExist(from))
+    {
+        return;
+    }
+    CTaskWindow window(client.GetConcurrentTaskLimit());
+    WalkFolder(client, from,
+               [&](std::string const& path, SCloudObjectInfo const&)
+               {
+                   std::string const copy = FolderOf(target) + path.substr(from.size());
+                   host.MakeParentFolder(copy);
+                   window.Run(
+                       0, [&] { return client.CopyFileAsync(path, copy); }, &ThrowFailure);
+               });
+    window.Drain();
+}
+
+} // namespace bucketry::tool
