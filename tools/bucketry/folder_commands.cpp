@@ -28,9 +28,10 @@ struct SFolderOptions
 }
 
 /// The entries of a folder by name, or the one object that the path names.
-std::vector<SCloudObjectInfo> Entries(ICloudClient& client, std::string const& path)
+std::vector<SCloudObjectInfo> Entries(CHost& host, std::string const& path)
 {
-    if (!path.empty() && !client.IsFolderExist(path))
+    ICloudClient& client = host.Client(EAccess::Read);
+    if (!host.IsFolder(path))
     {
         if (!client.IsFileExist(path))
         {
@@ -48,7 +49,7 @@ int List(CHost& host, SFolderOptions const& options)
     std::string const path = StoragePath(options.m_path);
     std::string text;
     std::vector<CJsonObject> items;
-    for (SCloudObjectInfo const& entry : Entries(host.Client(EAccess::Read), path))
+    for (SCloudObjectInfo const& entry : Entries(host, path))
     {
         if (options.m_isLong)
         {
@@ -80,7 +81,7 @@ int DiskUsage(CHost& host, SFolderOptions const& options)
     ICloudClient& client = host.Client(EAccess::Read);
     std::uint64_t bytes = 0;
     std::uint64_t objects = 0;
-    if (path.empty() || client.IsFolderExist(path))
+    if (host.IsFolder(path))
     {
         WalkFolder(client, path,
                    [&bytes, &objects](std::string const&, SCloudObjectInfo const& object)
@@ -91,7 +92,7 @@ int DiskUsage(CHost& host, SFolderOptions const& options)
     }
     else
     {
-        bytes = Entries(client, path).front().m_size;
+        bytes = Entries(host, path).front().m_size;
         objects = 1;
     }
     host.Output().Result(util::str_format("%1 bytes in %2 objects, %3\n", bytes, objects, HumanBytes(bytes)),
@@ -103,7 +104,7 @@ int Remove(CHost& host, SFolderOptions const& options)
 {
     std::string const path = StoragePathBelowRoot(options.m_path, "path to remove");
     ICloudClient& client = host.Client(EAccess::Read);
-    if (!client.IsFolderExist(path))
+    if (!host.IsFolder(path))
     {
         if (!client.IsFileExist(path))
         {

@@ -117,6 +117,37 @@ ICloudClient& CHost::Bodies(EAccess access)
     return *m_bodies;
 }
 
+bool CHost::IsFolder(std::string const& path)
+{
+    ICloudClient& client = Client(EAccess::Read);
+    if (path.empty() || client.IsFolderExist(path))
+    {
+        return true;
+    }
+    struct SFound
+    {
+    };
+    auto const stopAtFirst = [](std::vector<SCloudObjectInfo> const& page)
+    {
+        if (!page.empty())
+        {
+            throw SFound();
+        }
+    };
+    try
+    {
+        if (IsStore())
+        {
+            client.QueryFolderAsync(path, stopAtFirst)->Wait();
+        }
+        return false;
+    }
+    catch (SFound const&)
+    {
+        return true;
+    }
+}
+
 void CHost::MakeParentFolder(std::string const& path)
 {
     std::size_t const end = path.rfind('/');

@@ -66,6 +66,8 @@ public:
     bool CanStream() const noexcept { return IsStore() && !IsProcessed(); }
     /// Whether Bodies() compresses or encrypts.
     bool IsProcessed() const noexcept { return m_options.m_bodies.AreProcessed(); }
+    /// Whether there is a folder, be it only that objects lie below it, which is all a store may have of one.
+    bool IsFolder(std::string const& path);
     /// A copy makes no directories on a local root, where an upload does.
     void MakeParentFolder(std::string const& path);
     /// Writes the counters of the storage, if the options ask for them and the output is text.

@@ -239,7 +239,7 @@ int Stat(CHost& host, SObjectOptions const& options)
     ICloudClient& client = host.Client(EAccess::Read);
     CJsonObject json;
     json.Add("path", path);
-    if (path.empty() || client.IsFolderExist(path))
+    if (host.IsFolder(path))
     {
         host.Output().Result("folder " + Printable(path) + "/\n", json.Add("kind", "folder"));
         return ExitOk;

@@ -71,7 +71,7 @@ void RemoveOtherRuns(CHost& host, std::string const& path, std::string const& ru
 {
     std::string const folder = FolderOf(path);
     ICloudClient& client = host.Client(EAccess::Read);
-    if (!client.IsFolderExist(folder))
+    if (!host.IsFolder(folder))
     {
         return;
     }
@@ -141,7 +141,7 @@ std::uint64_t FetchPieces(CHost& host, std::string const& path, io::block::CPool
 
 void RemovePieces(CHost& host, std::string const& path)
 {
-    if (std::string const folder = FolderOf(path); host.Client(EAccess::Read).IsFolderExist(folder))
+    if (std::string const folder = FolderOf(path); host.IsFolder(folder))
     {
         RemoveFolder(host, folder);
     }
@@ -151,7 +151,7 @@ void CopyPieces(CHost& host, std::string const& source, std::string const& targe
 {
     std::string const from = FolderOf(source);
     ICloudClient& client = host.Client(EAccess::Write);
-    if (!client.IsFolderExist(from))
+    if (!host.IsFolder(from))
     {
         return;
     }
