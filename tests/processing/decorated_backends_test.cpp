@@ -1,8 +1,5 @@
 #include "support/backends.h"
-
-#include "bucketry/base/perf.h"
-#include "bucketry/processing.h"
-#include "bucketry/statistics.h"
+#include "support/decorated_backends.h"
 
 namespace bucketry::testing
 {
@@ -10,57 +7,12 @@ namespace bucketry::testing
 namespace
 {
 
-using client_t = std::shared_ptr<ICloudClient>;
-
-SBackend Around(SBackend backend, std::string const& name, std::function<client_t(client_t)> const& wrap)
-{
-    backend.name = name + backend.name;
-    backend.make = [wrap, make = backend.make] { return wrap(make()); };
-    return backend;
-}
-
-SBackend Counted(SBackend const& backend)
-{
-    return Around(backend, "Counted", [](client_t inner) { return WrapCloudClientInStatistics("suite", inner); });
-}
-
-SBackend Timed(SBackend const& backend)
-{
-    return Around(backend, "Timed",
-                  [](client_t inner)
-                  {
-                      perf::EnablePerfLog(true);
-                      client_t const wrapped = WrapCloudClientIfPerfEnabled(inner);
-                      perf::EnablePerfLog(false);
-                      EXPECT_NE(wrapped, inner);
-                      return wrapped;
-                  });
-}
-
-SBackend Processed(SBackend backend)
-{
-    // A header of 26 bytes, a frame of 9 around a small body that does not compress, a nonce of 12, a tag of 16.
-    backend.traits.storedOverhead = 26 + 9 + 12 + 16;
-    backend.traits.tellsPlainSizes = false;
-    backend.traits.streamsRawBodies = backend.traits.hasStreams;
-    return Around(backend, "Processed",
-                  [](client_t inner)
-                  {
-                      return CreateProcessingContext(io::block::EBufTransformType::Zstd, crypto::CKeySet::Generate(),
-                                                     std::make_shared<crypto::CKeySetCollection>())
-                          ->CreateProcessingCloudClient(inner);
-                  });
-}
-
 std::vector<SBackend> AllDecorated()
 {
     std::vector<SBackend> all;
     for (SBackend const& backend : {LocalBackend(), MemoryBackend(false), MemoryBackend(true)})
     {
-        all.push_back(Timed(backend));
-        all.push_back(Counted(backend));
-        all.push_back(Processed(backend));
-        all.push_back(Processed(Counted(Timed(backend))));
+        std::ranges::move(Decorated(backend), std::back_inserter(all));
     }
     return all;
 }

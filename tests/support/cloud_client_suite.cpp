@@ -146,7 +146,8 @@ TEST_P(CloudClientSuite, FolderListingHoldsDirectChildrenFilesFirst)
     EXPECT_EQ(Shown(m_client->QueryFolder("job1/")).front(), Listed("zz", 2));
     EXPECT_THAT(Shown(m_client->QueryFolder("")), UnorderedElementsAre("job1/", "job10/"));
     EXPECT_THAT(Shown(m_client->QueryFolder("/")), UnorderedElementsAre("job1/", "job10/"));
-    EXPECT_TRUE(m_client->IsFolderExist("job1/a"));
+    EXPECT_TRUE(m_client->IsFolderExist("job1/empty"));
+    EXPECT_EQ(m_client->IsFolderExist("job1/a"), !Traits().foldersNeedMarkers);
     EXPECT_FALSE(m_client->IsFolderExist("job"));
     if (Traits().hasRealFolders)
     {

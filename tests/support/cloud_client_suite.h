@@ -23,6 +23,7 @@ struct SBackendTraits
     bool hasStreams = true;          ///< StartUpload and StartDownload; else they are refused
     bool streamsRawBodies = false;   ///< StartUpload stores what comes as it comes, StartDownload is refused
     bool hasRealFolders = false;     ///< folders are there or not; else a folder is only the prefix of a key
+    bool foldersNeedMarkers = false; ///< IsFolderExist finds only what CreateFolderAsync has made
     bool checksDeletedExist = false; ///< deleting a missing object fails
     std::size_t listingPage = 1000;  ///< entries in one page of a listing
     std::size_t storedOverhead = 0;  ///< bytes that listings tell above the size of a small body

@@ -1,0 +1,39 @@
+#include "support/decorated_backends.h"
+#include "support/store_backends.h"
+
+#include <bucketry/simulator.h>
+
+namespace bucketry::testing
+{
+
+namespace
+{
+
+SStore SimulatedStore(bool isVirtualHosted)
+{
+    static simulator::CSimulator const simulator;
+    simulator::SAccessKey const key;
+    std::string const port = std::to_string(simulator.Port());
+    return {isVirtualHosted ? "http://localhost:" + port : simulator.Endpoint(), "us-east-1", key.m_id, key.m_secret,
+            isVirtualHosted};
+}
+
+SBackend Simulated(SBucketKind const& kind, bool isVirtualHosted = false)
+{
+    return StoreBackend([isVirtualHosted] { return SimulatedStore(isVirtualHosted); }, kind);
+}
+
+std::vector<SBackend> AllSimulated()
+{
+    std::vector<SBackend> all = Decorated(Simulated({"S3", false}));
+    all.push_back(Simulated({"S3", false}));
+    all.push_back(Simulated({"S3VersioningBucket", true}));
+    all.push_back(Simulated({"S3VirtualHosted", false}, true));
+    return all;
+}
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Simulated, CloudClientSuite, ::testing::ValuesIn(AllSimulated()), BackendName);
+
+} // namespace bucketry::testing
