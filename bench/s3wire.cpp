@@ -10,6 +10,7 @@
 
 #include "measure.h"
 
+#include "bucketry/s3.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/context.h"
 
@@ -32,6 +33,15 @@ s3wire::s3::CS3WireClient MakeClient(SBareStore const& store)
     std::ifstream file(store.m_ca);
     std::string const pem{std::istreambuf_iterator<char>(file), {}};
     return {store.m_endpoint, region, {}, auth, {{sockets::ssl::CX509CertBlob::FromPemString(pem)}}, nullptr, false};
+}
+
+std::shared_ptr<ICloudClient> MakeStack(SBareStore const& store)
+{
+    s3::SS3ClientConnSpec spec;
+    spec.BucketAddr.ApiEndpoint = store.m_endpoint; // no region: nothing is asked for
+    spec.BucketAddr.BucketName = Bucket;
+    spec.Credentials.Keys = s3::SS3CredentialsKeys{"AKIDEXAMPLE", "secret", {}};
+    return s3::CS3CompatibleClientFactory::Create(spec, "bench", nullptr);
 }
 
 } // namespace bench

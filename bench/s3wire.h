@@ -2,6 +2,7 @@
 
 #include "s3_bare.h"
 
+#include "bucketry/client.h"
 #include "bucketry/s3wire/client.h"
 
 #include <string>
@@ -23,6 +24,7 @@ struct SS3Plan
 inline std::string const Bucket = "bucket";
 
 bucketry::s3wire::s3::CS3WireClient MakeClient(SBareStore const& store);
+std::shared_ptr<bucketry::ICloudClient> MakeStack(SBareStore const& store);
 
 void SmallObjects(SS3Plan const& plan);
 void Connections(SS3Plan const& plan);

@@ -77,7 +77,7 @@ std::shared_ptr<CPooledBuf> Content()
     return content;
 }
 
-/// The five ways to put, or to get, the same object.
+/// The seven ways to put, or to get, the same object.
 struct SContestants
 {
     using way_t = std::function<void(int operations, int inFlight)>;
@@ -86,6 +86,8 @@ struct SContestants
     way_t m_async;
     way_t m_tasks;
     way_t m_body;
+    way_t m_chain; ///< the signed loop with as many threads for each operation as the client has tasks
+    way_t m_client;
 };
 
 using bare_operation_t = std::function<void(CBareHandle&)>;
@@ -106,6 +108,37 @@ SContestants::way_t AsyncWay(CBarePool& pool, bare_operation_t operation)
     };
 }
 
+/// Request, result, adaption, statistics: each waits for the one before.
+SContestants::way_t ChainWay(CBarePool& pool, bare_operation_t operation)
+{
+    constexpr int links = 4;
+    return [&pool, operation = std::move(operation)](int operations, int inFlight)
+    {
+        auto const start = [&pool, &operation]
+        {
+            auto chain = std::async(std::launch::async, [&pool, &operation] { pool.With(operation); });
+            for (int link = 1; link < links; ++link)
+            {
+                chain = std::async(std::launch::async, [former = std::move(chain)]() mutable { former.get(); });
+            }
+            return chain;
+        };
+        InFlight(operations, inFlight, start);
+    };
+}
+
+/// The client that the factory makes, with all its layers.
+SContestants::way_t ClientWay(std::function<std::shared_ptr<task::IAsyncTask>()> const& start)
+{
+    struct SRunning
+    {
+        std::shared_ptr<task::IAsyncTask> m_task;
+        void get() const { m_task->Wait(); }
+    };
+    return [start](int operations, int inFlight)
+    { InFlight(operations, inFlight, [&start] { return SRunning{start()}; }); };
+}
+
 SContestants::way_t TaskWay(std::function<web::Task<s3wire::s3::SObjectData>()> const& get)
 {
     return [get](int operations, int inFlight) { InFlight(operations, inFlight, get); };
@@ -123,10 +156,11 @@ SContestants Contestants(SBarePools pools, bare_operation_t const& operation)
     result.m_bare = BareWay(pools.m_unsigned, operation);
     result.m_signed = BareWay(pools.m_signed, operation);
     result.m_async = AsyncWay(pools.m_signed, operation);
+    result.m_chain = ChainWay(pools.m_signed, operation);
     return result;
 }
 
-SContestants Puts(SBarePools pools, s3wire::s3::CS3WireClient const& client)
+SContestants Puts(SBarePools pools, s3wire::s3::CS3WireClient const& client, std::shared_ptr<ICloudClient> const& stack)
 {
     auto const content = Content();
     SContestants result = Contestants(
@@ -140,10 +174,11 @@ SContestants Puts(SBarePools pools, s3wire::s3::CS3WireClient const& client)
                       client.GetOperations()->PutObject({Bucket, SmallKey, ""}, {}, content);
                   });
     };
+    result.m_client = ClientWay([stack, content] { return stack->UploadFileAsync(SmallKey, content); });
     return result;
 }
 
-SContestants Gets(SBarePools pools, s3wire::s3::CS3WireClient const& client)
+SContestants Gets(SBarePools pools, s3wire::s3::CS3WireClient const& client, std::shared_ptr<ICloudClient> const& stack)
 {
     SContestants result = Contestants(pools,
                                       [](CBareHandle& handle)
@@ -162,14 +197,21 @@ SContestants Gets(SBarePools pools, s3wire::s3::CS3WireClient const& client)
         };
         OnThreads(operations, inFlight, get);
     };
+    result.m_client = ClientWay(
+        [stack]
+        {
+            auto const pool = io::block::bufs_pool_t::GetInst();
+            return stack->DownloadFileAsync(SmallKey, CPooledBuf::Alloc(0, pool), pool);
+        });
     return result;
 }
 
 /// Microseconds of CPU and of the clock for each operation: medians of rounds in which each contestant had its turn.
 std::vector<double> Measure(SS3Plan const& plan, SContestants const& contestants, int inFlight)
 {
-    std::vector<SContestants::way_t> const ways = {contestants.m_bare, contestants.m_signed, contestants.m_async,
-                                                   contestants.m_tasks, contestants.m_body};
+    std::vector<SContestants::way_t> const ways = {contestants.m_bare,  contestants.m_signed, contestants.m_async,
+                                                   contestants.m_tasks, contestants.m_body,   contestants.m_chain,
+                                                   contestants.m_client};
     std::vector<std::vector<double>> costs(2 * ways.size());
     for (int round = -1; round < plan.m_rounds; ++round)
     {
@@ -200,6 +242,7 @@ void Print(std::string const& what, std::vector<double> const& costs)
     print("(signed bare with async / bare)", 2, 0, "");
     print("tasks / signed bare with async", 3, 2, "<= 1.15");
     print("body of the task / signed bare", 4, 1, "<= 1.25");
+    print("client of the factory / signed bare with a chain of four", 6, 5, "<= 1.10");
 }
 
 /// Connections and requests that the server has seen, this one included.
@@ -234,7 +277,8 @@ void SmallObjects(SS3Plan const& plan)
                     auto const client = MakeClient(plan.m_plain);
                     client.PutObject(Bucket, SmallKey, Content(), {}, {}, {}, {}, {}).get();
                     SBarePools const pools{unsignedPool, signedPool};
-                    return Measure(plan, isPut ? Puts(pools, client) : Gets(pools, client), inFlight);
+                    auto const stack = MakeStack(plan.m_plain);
+                    return Measure(plan, isPut ? Puts(pools, client, stack) : Gets(pools, client, stack), inFlight);
                 });
             Print(isPut ? "put, " : "get, ", result.m_numbers);
         }
