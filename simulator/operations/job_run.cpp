@@ -132,7 +132,7 @@ void SJob::RunTask(CStore& store, SJobTask& task, time_point_t now) const
         SVersion* const version = key ? bucket.Find(*key, task.m_versionId) : nullptr;
         if (version == nullptr)
             throw CStoreError(404, "NoSuchKey", "The specified key does not exist.");
-        AskForRestore(*version, m_days == 0 ? std::nullopt : std::optional(m_days), m_tier, now);
+        AskForRestore(store, *version, m_days == 0 ? std::nullopt : std::optional(m_days), m_tier, now);
     }
     catch (CStoreError const& error)
     {

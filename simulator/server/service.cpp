@@ -50,6 +50,7 @@ CService::CService(SSimulatorOptions const& options, CClock const& clock)
       m_traits(TraitsOf(options.m_profile)),
       m_clock(clock),
       m_hosts{.m_names = options.m_hostNames},
+      m_store(options.m_restoreTime),
       m_metadata([this](SAccessKey const& key) { AddAccessKey(key); })
 {
     m_traits.m_maxSkew = options.m_maxSkew;

@@ -9,7 +9,6 @@
 #include <array>
 #include <chrono>
 #include <limits>
-#include <map>
 #include <memory>
 #include <thread>
 
@@ -26,14 +25,20 @@ struct SArchiveOptions
     std::string m_path;
     std::string m_eTag;
     std::string m_job;
-    SRetrieveArchiveOptions m_restore;
+    std::uint32_t m_days = 0;
+    std::string m_tier = "standard";
+    std::string m_role;
     bool m_waits = false;
     unsigned m_waitSeconds = 60;
 };
 
-std::map<std::string, ArchiveRetrievalTier> const Tiers = {{"standard", ArchiveRetrievalTier::Standard},
-                                                           {"bulk", ArchiveRetrievalTier::Bulk},
-                                                           {"expedited", ArchiveRetrievalTier::Expedited}};
+SRetrieveArchiveOptions RestoreOf(SArchiveOptions const& options)
+{
+    ArchiveRetrievalTier const tier = options.m_tier == "bulk" ? ArchiveRetrievalTier::Bulk
+        : options.m_tier == "expedited"                        ? ArchiveRetrievalTier::Expedited
+                                                               : ArchiveRetrievalTier::Standard;
+    return {options.m_days, tier, options.m_role};
+}
 
 /// The storage, which must be one that can archive.
 ICloudClient& ArchiveClient(CHost& host, EAccess access)
@@ -84,7 +89,7 @@ int RestoreFromArchive(CHost& host, SArchiveOptions const& options)
 {
     std::string const path = StoragePathBelowRoot(options.m_path, "object path");
     ICloudClient& client = ArchiveClient(host, EAccess::Read);
-    client.RetrieveArchiveAsync(path, path, options.m_restore)->Wait();
+    client.RetrieveArchiveAsync(path, path, RestoreOf(options))->Wait();
     SArchiveRetrievalStatus status = StatusOf(client, path);
     while (options.m_waits && status.m_isRetrievalInProgress)
     {
@@ -140,7 +145,7 @@ int StartBatchRestore(CHost& host, SArchiveOptions const& options)
 {
     ICloudClient& client = ArchiveClient(host, EAccess::Write);
     SBatchManifestInfo const manifest = ManifestOf(host, client, options);
-    SBatchJobInfo const job = client.StartBatchRestoreJob(manifest, options.m_restore);
+    SBatchJobInfo const job = client.StartBatchRestoreJob(manifest, RestoreOf(options));
     host.Output().Result(
         job.m_jobId + "\n",
         CJsonObject().Add("job", job.m_jobId).Add("manifest", manifest.m_objectArn).Add("etag", manifest.m_eTag));
@@ -159,13 +164,14 @@ int ShowBatchStatus(CHost& host, SArchiveOptions const& options)
 
 void AddRestoreOptions(CLI::App& command, SArchiveOptions& options)
 {
-    command.add_option("--days", options.m_restore.m_days, "How many days the restored copies stay")
+    command.add_option("--days", options.m_days, "How many days the restored copies stay")
         ->type_name("N")
         ->check(CLI::Range(1u, std::numeric_limits<std::uint32_t>::max()))
         ->required();
-    command.add_option("--tier", options.m_restore.m_tier, "How fast: standard, bulk or expedited")
+    command.add_option("--tier", options.m_tier, "How fast: standard, bulk or expedited")
         ->type_name("T")
-        ->transform(CLI::CheckedTransformer(Tiers));
+        ->check(CLI::IsMember({"standard", "bulk", "expedited"}))
+        ->capture_default_str();
 }
 
 CLI::App& AddPart(CLI::App& parent, std::shared_ptr<SArchiveOptions> const& options, std::string const& name,
@@ -188,7 +194,6 @@ CLI::App& AddGroup(CCli& cli, std::shared_ptr<SArchiveOptions> const& options, s
 void AddArchiveCommands(CCli& cli)
 {
     auto const options = std::make_shared<SArchiveOptions>();
-    options->m_restore.m_tier = ArchiveRetrievalTier::Standard;
     CLI::App& archive = AddGroup(cli, options, "archive", "Objects in an archive: ask for them, and how far they are");
     CLI::App& restore =
         AddPart(archive, options, "restore", "Ask for a readable copy of an archived object", &RestoreFromArchive);
@@ -207,9 +212,7 @@ void AddArchiveCommands(CCli& cli)
         .add_option("MANIFEST", options->m_path, "A CSV file, which is stored; or the ARN of a stored one, with --etag")
         ->required();
     start.add_option("--etag", options->m_eTag, "The ETag of a stored manifest")->type_name("TAG");
-    start.add_option("--role", options->m_restore.m_roleName, "The role under which the job runs")
-        ->type_name("NAME")
-        ->required();
+    start.add_option("--role", options->m_role, "The role under which the job runs")->type_name("NAME")->required();
     AddRestoreOptions(start, *options);
     start.footer(
         "A line of the manifest is BUCKET,KEY with the key URL-encoded; where the specification says that the\n"

@@ -62,7 +62,8 @@ struct SSimulatorOptions
     std::string m_roleName = "backup-role"; ///< of the metadata service; empty: the machine has no role
     bool m_metadataTokenRequired = true;
     std::chrono::seconds m_roleKeysLifetime = std::chrono::hours(6);
-    std::size_t m_logLimit = 100000; ///< the oldest requests are forgotten beyond it
+    std::optional<std::chrono::seconds> m_restoreTime = {}; ///< of every tier; not set: as on S3, 5 minutes to 48 hours
+    std::size_t m_logLimit = 100000;                        ///< the oldest requests are forgotten beyond it
 };
 
 enum class ERedirect
