@@ -10,7 +10,7 @@ clean_up() {
 }
 trap clean_up EXIT
 
-"$tool" simulate --port 0 --bucket example >"$work/store" &
+"$tool" simulate --port 0 --bucket example --restore-seconds 1 >"$work/store" &
 simulator=$!
 for _ in {1..100}; do
     grep -q '^secret key' "$work/store" && break

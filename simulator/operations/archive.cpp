@@ -29,7 +29,8 @@ time_point_t ExpiryAfter(time_point_t start, std::uint64_t days)
 
 } // namespace
 
-bool AskForRestore(SVersion& version, std::optional<std::uint64_t> days, std::string const& tier, time_point_t now)
+bool AskForRestore(CStore const& store, SVersion& version, std::optional<std::uint64_t> days, std::string const& tier,
+                   time_point_t now)
 {
     bool const isTiering = !version.m_archiveTier.empty();
     if (version.m_isDeleteMarker || !version.IsArchived() || (isTiering && version.IsReadable(now)))
@@ -52,7 +53,7 @@ bool AskForRestore(SVersion& version, std::optional<std::uint64_t> days, std::st
         throw CStoreError(400, "InvalidArgument", "The retrieval tier is not supported for the object's storage class")
             .With("ArgumentName", "Tier")
             .With("ArgumentValue", tier);
-    version.m_restore = SRestore{now + *takes, {}};
+    version.m_restore = SRestore{now + store.RestoreTime().value_or(*takes), {}};
     if (days)
         version.m_restore->m_expires = ExpiryAfter(version.m_restore->m_ready, *days);
     return false;
@@ -72,7 +73,7 @@ SResponse RestoreObject(SCall& call)
     auto const ownTier = root.TextOf("Tier");
     std::string const tier =
         ownTier ? *ownTier : root.Child("GlacierJobParameters").TextOf("Tier").value_or("Standard");
-    bool const isReadable = AskForRestore(version, days, tier, call.m_now);
+    bool const isReadable = AskForRestore(call.m_store, version, days, tier, call.m_now);
     return {.m_status = isReadable ? 200u : 202u};
 }
 

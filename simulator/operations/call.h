@@ -91,7 +91,8 @@ SVersion& DemandVersion(SCall const& call, SBucket& bucket);
 /// If-Match and If-None-Match of a write.
 void CheckWriteConditions(SCall const& call, SBucket& bucket);
 /// Asks for the restore of an archived version; true if it can be read already. Throws CStoreError.
-bool AskForRestore(SVersion& version, std::optional<std::uint64_t> days, std::string const& tier, time_point_t now);
+bool AskForRestore(CStore const& store, SVersion& version, std::optional<std::uint64_t> days, std::string const& tier,
+                   time_point_t now);
 
 /// The version that x-amz-copy-source names.
 struct SCopySource

@@ -25,26 +25,51 @@ void DemandAccount(SCall const& call)
         throw InvalidJob("Missing required header for this request: x-amz-account-id");
 }
 
-void ReadManifest(CXmlReader::CElement const& manifest, SJob& job)
+/// What follows the prefix of an S3 ARN; nothing if it is none.
+std::optional<std::string> BucketOfArn(std::string const& arn)
 {
     constexpr std::string_view prefix = "arn:aws:s3:::";
+    return arn.starts_with(prefix) ? std::optional(arn.substr(prefix.size())) : std::nullopt;
+}
+
+void ReadManifest(CXmlReader::CElement const& manifest, SJob& job)
+{
     auto const spec = manifest.Child("Spec"), location = manifest.Child("Location");
-    std::string const arn = location.Demand("ObjectArn");
-    auto const slash = arn.find('/');
-    if (!arn.starts_with(prefix) || slash == std::string::npos)
+    auto const path = BucketOfArn(location.Demand("ObjectArn"));
+    auto const slash = path ? path->find('/') : std::string::npos;
+    if (slash == std::string::npos)
         throw InvalidJob("The manifest's ObjectArn is invalid.");
-    job.m_manifestBucket = arn.substr(prefix.size(), slash - prefix.size());
-    job.m_manifestKey = arn.substr(slash + 1);
+    job.m_manifestBucket = path->substr(0, slash);
+    job.m_manifestKey = path->substr(slash + 1);
     job.m_manifestVersion = location.TextOf("ObjectVersionId").value_or("");
     job.m_manifestETag = location.Demand("ETag");
     std::erase(job.m_manifestETag, '"');
     if (spec.Demand("Format") != "S3BatchOperations_CSV_20180820")
         throw InvalidJob("The manifest's format is not supported.");
+    constexpr std::string_view known[] = {"Ignore", "Bucket", "Key", "VersionId"};
     for (auto const& member : spec.Child("Fields").Children("member"))
-        job.m_fields.push_back(member.Text());
+        if (std::find(std::begin(known), std::end(known), job.m_fields.emplace_back(member.Text())) == std::end(known))
+            throw InvalidJob("The manifest's fields are unknown.");
     for (char const* const needed : {"Bucket", "Key"})
         if (std::find(job.m_fields.begin(), job.m_fields.end(), needed) == job.m_fields.end())
             throw InvalidJob("The manifest's fields have to name Bucket and Key.");
+}
+
+std::optional<SJobReport> ReadReport(CXmlReader::CElement const& report)
+{
+    if (report.Demand("Enabled") != "true")
+        return std::nullopt;
+    std::string const scope = report.Demand("ReportScope"), prefix = report.Demand("Prefix");
+    if (report.Demand("Format") != "Report_CSV_20180820")
+        throw InvalidJob("The report's format is not supported.");
+    if (scope != "AllTasks" && scope != "FailedTasksOnly")
+        throw InvalidJob("The report's scope has to be AllTasks or FailedTasksOnly.");
+    if (prefix.empty() || prefix.size() > 512)
+        throw InvalidJob("The report's prefix is invalid.");
+    auto const bucket = BucketOfArn(report.Demand("Bucket"));
+    if (!bucket || bucket->find_first_of("/:") != std::string::npos)
+        throw InvalidJob("The report's bucket is no ARN of a bucket.");
+    return SJobReport{*bucket, prefix, scope == "AllTasks"};
 }
 
 SJob ReadJob(CXmlReader::CElement const& root)
@@ -63,77 +88,19 @@ SJob ReadJob(CXmlReader::CElement const& root)
         throw InvalidJob("The priority is out of range.");
     if (!root.Demand("RoleArn").starts_with("arn:"))
         throw InvalidJob("The RoleArn is invalid.");
-    root.Child("Report").Demand("Enabled");
+    job.m_report = ReadReport(root.Child("Report"));
     ReadManifest(root.Child("Manifest"), job);
     return job;
 }
 
-/// The fields of one line of CSV; a field may stand in double quotes.
-std::vector<std::string> SplitRow(std::string_view line)
-{
-    std::vector<std::string> fields(1);
-    bool isQuoted = false;
-    for (char const c : line)
-    {
-        if (c == '"')
-            isQuoted = !isQuoted;
-        else if (c == ',' && !isQuoted)
-            fields.emplace_back();
-        else if (c != '\r')
-            fields.back() += c;
-    }
-    return fields;
-}
-
-/// Asks for the restore of one row's object. False if it can't be asked for.
-bool RunRow(SCall const& call, SJob const& job, std::vector<std::string> const& fields)
-{
-    std::map<std::string, std::string> row;
-    for (std::size_t i = 0; i < std::min(fields.size(), job.m_fields.size()); ++i)
-        row[job.m_fields[i]] = fields[i];
-    SBucket* const bucket = call.m_store.FindBucket(row["Bucket"]);
-    auto const key = PercentDecode(row["Key"], true);
-    SVersion* const version = bucket == nullptr || !key ? nullptr : bucket->Find(*key, row["VersionId"]);
-    if (version == nullptr)
-        return false;
-    try
-    {
-        AskForRestore(*version, job.m_days == 0 ? std::nullopt : std::optional(job.m_days), job.m_tier, call.m_now);
-        return true;
-    }
-    catch (CStoreError const&)
-    {
-        return false;
-    }
-}
-
-void RunJob(SCall const& call, SJob& job)
-{
-    job.m_hasRun = true;
-    SBucket* const bucket = call.m_store.FindBucket(job.m_manifestBucket);
-    SVersion const* const manifest =
-        bucket == nullptr ? nullptr : bucket->Find(job.m_manifestKey, job.m_manifestVersion);
-    if (manifest == nullptr || manifest->m_isDeleteMarker)
-        job.m_failure = "ManifestNotFound";
-    else if (manifest->m_etag != job.m_manifestETag)
-        job.m_failure = "ManifestETagMismatch";
-    if (!job.m_failure.empty())
-        return;
-    std::string_view rest = *manifest->m_data;
-    while (!rest.empty())
-    {
-        auto const line = rest.substr(0, rest.find('\n'));
-        rest.remove_prefix(std::min(rest.size(), line.size() + 1));
-        if (!line.empty())
-            ++(RunRow(call, job, SplitRow(line)) ? job.m_succeeded : job.m_failed);
-    }
-}
-
 } // namespace
 
-void CJobs::SetScript(std::vector<std::string> statuses)
+void CJobs::SetScript(std::vector<std::string> statuses, std::chrono::milliseconds each)
 {
     m_script = std::move(statuses);
+    if (m_script.empty())
+        m_script.emplace_back("Complete");
+    m_each = each;
 }
 
 SJob* CJobs::FindByToken(std::string const& token)
@@ -148,12 +115,40 @@ SJob* CJobs::Find(std::string const& id)
     return found == m_jobs.end() ? nullptr : &found->second;
 }
 
-SJob& CJobs::Add(std::string const& token, SJob job)
+SJob& CJobs::Add(std::string const& token, SJob job, CStore& store, time_point_t now)
 {
     job.m_id = "00000000-0000-4000-8000-" + std::to_string(100000000001 + m_jobs.size());
     job.m_script = m_script;
+    job.m_each = m_each;
+    job.m_made = now;
+    job.Work(store, now);
     m_idsByToken[token] = job.m_id;
     return m_jobs[job.m_id] = std::move(job);
+}
+
+void CJobs::Advance(CStore& store, time_point_t now)
+{
+    for (auto& [id, job] : m_jobs)
+    {
+        bool const goesByClock = job.m_each.count() > 0;
+        auto const next = [&job = job] { return job.m_made + (static_cast<int>(job.m_step) + 1) * job.m_each; };
+        while (goesByClock && !job.IsOver() && now >= next())
+        {
+            auto const at = next();
+            ++job.m_step;
+            job.Work(store, at);
+        }
+    }
+}
+
+void CJobs::Ask(SJob& job, CStore& store, time_point_t now)
+{
+    if (job.m_each.count() == 0 && job.m_isTold && !job.IsOver())
+    {
+        ++job.m_step;
+        job.Work(store, now);
+    }
+    job.m_isTold = true;
 }
 
 SResponse CreateJob(SCall& call)
@@ -170,7 +165,7 @@ SResponse CreateJob(SCall& call)
     {
         SJob read = ReadJob(body.Root());
         read.m_request = call.m_request.m_body;
-        job = &call.m_jobs.Add(token, std::move(read));
+        job = &call.m_jobs.Add(token, std::move(read), call.m_store, call.m_now);
     }
     CXmlWriter xml("CreateJobResult", CONTROL_NAMESPACE);
     SResponse response;
@@ -184,23 +179,19 @@ SResponse DescribeJob(SCall& call)
     SJob* const job = call.m_jobs.Find(call.Key());
     if (job == nullptr)
         throw CStoreError(404, "NotFoundException", "The specified job does not exist.");
-    std::string status = job->m_script.empty() ? "Complete" : job->m_script[job->m_step];
-    job->m_step = std::min(job->m_step + 1, std::max<std::size_t>(job->m_script.size(), 1) - 1);
-    if (status == "Complete" && !job->m_hasRun)
-        RunJob(call, *job);
-    if (!job->m_failure.empty())
-        status = "Failed";
+    CJobs::Ask(*job, call.m_store, call.m_now);
     CXmlWriter xml("DescribeJobResult", CONTROL_NAMESPACE);
-    xml.Open("Job").Text("JobId", job->m_id).Text("Status", status);
-    if (!job->m_failure.empty())
+    xml.Open("Job").Text("JobId", job->m_id).Text("Status", job->Status());
+    if (!job->m_failureCode.empty())
         xml.Open("FailureReasons")
             .Open("member")
-            .Text("FailureCode", job->m_failure)
-            .Text("FailureReason", job->m_failure)
+            .Text("FailureCode", job->m_failureCode)
+            .Text("FailureReason", job->m_failureReason)
             .Close()
             .Close();
-    xml.Open("ProgressSummary").Number("TotalNumberOfTasks", job->m_succeeded + job->m_failed);
-    xml.Number("NumberOfTasksSucceeded", job->m_succeeded).Number("NumberOfTasksFailed", job->m_failed);
+    std::uint64_t const total = job->m_tasks.size(), failed = job->CountFailed();
+    xml.Open("ProgressSummary").Number("TotalNumberOfTasks", total);
+    xml.Number("NumberOfTasksSucceeded", job->m_hasRun ? total - failed : 0).Number("NumberOfTasksFailed", failed);
     SResponse response;
     response.SetXml(xml.Finish());
     return response;

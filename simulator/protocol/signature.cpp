@@ -12,7 +12,6 @@ namespace
 {
 
 constexpr std::string_view SCHEME = "AWS4-HMAC-SHA256";
-constexpr auto MAX_SKEW = std::chrono::minutes(15);
 
 struct SAuthorization
 {
@@ -118,7 +117,8 @@ void CheckScope(SAuthorization const& authorization, SExpectedScope const& expec
 }
 
 /// The time of signing, as text. Throws if it is missing, off, or of another day than the scope.
-std::string CheckTime(SRequest const& request, SAuthorization const& authorization, time_point_t now)
+std::string CheckTime(SRequest const& request, SAuthorization const& authorization, STraits const& traits,
+                      time_point_t now)
 {
     std::string const text = request.Header(request.HasHeader("x-amz-date") ? "x-amz-date" : "date");
     auto const time = ParseIsoBasicTime(text);
@@ -127,12 +127,12 @@ std::string CheckTime(SRequest const& request, SAuthorization const& authorizati
     if (authorization.m_date != text.substr(0, 8))
         throw MalformedHeader("Invalid credential date \"" + authorization.m_date +
                               "\". This date is not the same as X-Amz-Date: \"" + text.substr(0, 8) + "\".");
-    if (*time > now + MAX_SKEW || *time < now - MAX_SKEW)
+    if (std::chrono::ceil<std::chrono::seconds>(std::chrono::abs(*time - now)) > traits.m_maxSkew)
         throw CStoreError(403, "RequestTimeTooSkewed",
                           "The difference between the request time and the current time is too large.")
             .With("RequestTime", text)
             .With("ServerTime", IsoTime(now))
-            .With("MaxAllowedSkewMilliseconds", "900000");
+            .With("MaxAllowedSkewMilliseconds", std::to_string(std::chrono::milliseconds(traits.m_maxSkew).count()));
     return text;
 }
 
@@ -217,7 +217,7 @@ void CheckSignature(SRequest const& request, find_key_t const& findKey, SExpecte
     SAuthorization const authorization = ReadAuthorization(request);
     SAccessKey const key = DemandKey(request, authorization, findKey, now);
     CheckScope(authorization, expected, traits);
-    std::string const time = CheckTime(request, authorization, now);
+    std::string const time = CheckTime(request, authorization, traits, now);
     CheckSignedHeaders(request, authorization, traits);
 
     std::string const canonical = CanonicalRequest(request, authorization, traits);

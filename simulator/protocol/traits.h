@@ -14,6 +14,7 @@ struct STraits
     bool m_demandsCanonicalPath = false;       ///< a path that isn't encoded as it is signed never fits
     bool m_demandsContentHeadersSigned = false;
     bool m_takesUnsignedPayloadOverHttp = true;
+    std::chrono::seconds m_maxSkew = std::chrono::minutes(15);
     bool m_knowsChecksumHeaders = true;
     bool m_demandsChecksums = true;       ///< Content-MD5 or a checksum where object lock or a list is at stake
     bool m_demandsLengthAlways = false;   ///< 411 also for a POST without a body and without Content-Length

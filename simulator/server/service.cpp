@@ -50,8 +50,10 @@ CService::CService(SSimulatorOptions const& options, CClock const& clock)
       m_traits(TraitsOf(options.m_profile)),
       m_clock(clock),
       m_hosts{.m_names = options.m_hostNames},
+      m_store(options.m_restoreTime),
       m_metadata([this](SAccessKey const& key) { AddAccessKey(key); })
 {
+    m_traits.m_maxSkew = options.m_maxSkew;
     if (options.m_unsignedPayloadOverHttp)
         m_traits.m_takesUnsignedPayloadOverHttp = *options.m_unsignedPayloadOverHttp;
     for (auto const& key : options.m_accessKeys)
@@ -114,6 +116,7 @@ SResponse CService::Work(SRequest& request, SRoute const& route, time_point_t no
     }
     SHosts const hosts = Hosts();
     std::lock_guard const lock(m_storeMutex);
+    m_jobs.Advance(m_store, now);
     SCall call{request, route, payload, m_traits, m_options, now, m_store, m_jobs, m_metadata, hosts};
     return FindOperation(route.m_operation)(call);
 }
@@ -179,10 +182,10 @@ void CService::AddAccessKey(SAccessKey const& key)
     m_keys[key.m_id] = key;
 }
 
-void CService::SetJobScript(std::vector<std::string> statuses)
+void CService::SetJobScript(std::vector<std::string> statuses, std::chrono::milliseconds each)
 {
     std::lock_guard const lock(m_storeMutex);
-    m_jobs.SetScript(std::move(statuses));
+    m_jobs.SetScript(std::move(statuses), each);
 }
 
 } // namespace bucketry::simulator

@@ -30,7 +30,7 @@ public:
     void AddBucket(std::string const& name, SBucketOptions const& options);
     void AddAccessPoint(SAccessPoint const& accessPoint);
     void AddAccessKey(SAccessKey const& key);
-    void SetJobScript(std::vector<std::string> statuses);
+    void SetJobScript(std::vector<std::string> statuses, std::chrono::milliseconds each);
     /// Calls `use(SBucket&)` while the store is locked. Throws std::invalid_argument if there is no such bucket.
     template <class TUse>
     auto UseBucket(std::string const& name, TUse&& use)

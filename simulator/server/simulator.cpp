@@ -153,9 +153,9 @@ void CSimulator::SetArchiveTier(std::string const& bucket, std::string const& ke
                                  });
 }
 
-void CSimulator::SetJobScript(std::vector<std::string> statuses)
+void CSimulator::SetJobScript(std::vector<std::string> statuses, std::chrono::milliseconds each)
 {
-    m_state->m_service.SetJobScript(std::move(statuses));
+    m_state->m_service.SetJobScript(std::move(statuses), each);
 }
 
 std::string SLoggedRequest::Header(std::string const& name) const

@@ -122,6 +122,10 @@ struct SBucket
 class CStore
 {
 public:
+    /// With a time that all restores from the archive take.
+    explicit CStore(std::optional<std::chrono::seconds> restoreTime) : m_restoreTime(restoreTime) {}
+
+    std::optional<std::chrono::seconds> RestoreTime() const { return m_restoreTime; }
     /// Throws CStoreError NoSuchBucket.
     SBucket& Bucket(std::string const& name);
     SBucket* FindBucket(std::string const& name);
@@ -150,6 +154,7 @@ public:
 private:
     static std::string VersionId(std::uint64_t sequence);
 
+    std::optional<std::chrono::seconds> const m_restoreTime;
     std::map<std::string, SBucket> m_buckets;
     std::uint64_t m_sequence = 0;
 };

@@ -19,9 +19,12 @@ std::string JsonText(std::string const& json, std::string const& name)
 
 } // namespace
 
+/// The clock is moved by hours, while requests are signed for the real time.
+SSimulatorOptions const g_anyClock = {.m_maxSkew = std::chrono::hours(24 * 365 * 1000)};
+
 TEST(SimulatedArchive, OpensSomeTimeAfterItWasAskedFor)
 {
-    CSimulator simulator;
+    CSimulator simulator(g_anyClock);
     simulator.CreateBucket("b");
     CClient const client(simulator);
     auto const restore = [&](std::string const& key, std::string const& inside)
@@ -50,6 +53,11 @@ TEST(SimulatedArchive, OpensSomeTimeAfterItWasAskedFor)
                 testing::MatchesRegex("ongoing-request=\"false\", expiry-date=\".*, .* 00:00:00 GMT\""));
     EXPECT_EQ(client.Get("/b/cold").m_body, "1");
     EXPECT_EQ(restore("cold", days), "200");
+    simulator.AdvanceClock(std::chrono::hours(49));
+    EXPECT_EQ(client.Send("HEAD", "/b/cold").Header("x-amz-restore"), "");
+    EXPECT_EQ(client.Get("/b/cold").Element("Code"), "InvalidObjectState");
+    EXPECT_EQ(restore("cold", days + quick), "202");
+    simulator.AdvanceClock(std::chrono::minutes(6));
     EXPECT_THAT(client.Get("/b?list-type=2", {"x-amz-optional-object-attributes: RestoreStatus"}).m_body,
                 HasSubstr("<IsRestoreInProgress>false</IsRestoreInProgress><RestoreExpiryDate>"));
 
@@ -61,54 +69,104 @@ TEST(SimulatedArchive, OpensSomeTimeAfterItWasAskedFor)
     EXPECT_EQ(client.Get("/b/warm").m_body, "1");
 }
 
-TEST(SimulatedJobs, RunThroughTheirScriptAndAskForRestores)
+class SimulatedJobs : public testing::Test
 {
-    CSimulator simulator;
-    simulator.CreateBucket("b");
-    simulator.SetJobScript({"New", "Active", "Complete"});
-    CClient const client(simulator);
-    client.Put("/b/a%20b", "1", {"x-amz-storage-class: GLACIER"});
-    std::string const manifest = client.Put("/b/manifest.csv", "b,a%20b\nb,absent\n").Header("etag");
-    auto const create = [&](std::string const& token, std::string const& etag, std::string const& tier = "BULK")
+protected:
+    SimulatedJobs()
     {
-        return client.Post(
+        m_simulator.SetClock(time_point_t(std::chrono::hours(500000)));
+        m_simulator.CreateBucket("b");
+        m_client.Put("/b/a%20b", "1", {"x-amz-storage-class: GLACIER"});
+    }
+
+    std::string PutManifest(std::string const& text) { return m_client.Put("/b/manifest.csv", text).Header("etag"); }
+    SAnswer Create(std::string const& token, std::string const& etag, std::string const& tier = "BULK",
+                   std::string const& report = "<Enabled>false</Enabled>")
+    {
+        return m_client.Post(
             "/v20180820/jobs",
             "<CreateJobRequest xmlns=\"http://awss3control.amazonaws.com/doc/2018-08-20/\"><Operation>"
             "<S3InitiateRestoreObject><ExpirationInDays>1</ExpirationInDays><GlacierJobTier>" +
-                tier +
-                "</GlacierJobTier></S3InitiateRestoreObject></Operation><Report><Enabled>false</Enabled>"
-                "</Report><ClientRequestToken>" +
-                token +
+                tier + "</GlacierJobTier></S3InitiateRestoreObject></Operation><Report>" + report +
+                "</Report><ClientRequestToken>" + token +
                 "</ClientRequestToken><Manifest><Spec><Format>S3BatchOperations_CSV_20180820</Format><Fields>"
                 "<member>Bucket</member><member>Key</member></Fields></Spec><Location><ObjectArn>"
                 "arn:aws:s3:::b/manifest.csv</ObjectArn><ETag>" +
                 etag +
                 "</ETag></Location></Manifest><Priority>1</Priority><RoleArn>arn:aws:iam::1:role/r"
                 "</RoleArn></CreateJobRequest>",
-            {"x-amz-account-id: 123456789012", "Content-Type: application/xml"});
-    };
-    auto const describe = [&](std::string const& id)
-    { return client.Get("/v20180820/jobs/" + id, {"x-amz-account-id: 123456789012"}); };
-    std::string const id = create("t", manifest).Element("JobId");
-    EXPECT_EQ(create("t", manifest).Element("JobId"), id);
-    EXPECT_EQ(create("t", "else").Element("Code"), "IdempotencyException");
-    EXPECT_EQ(create("u", manifest, "Bulk").Element("Code"), "InvalidRequest");
-    EXPECT_EQ(describe(id).Element("Status"), "New");
-    EXPECT_EQ(describe(id).Element("Status"), "Active");
-    EXPECT_EQ(client.Send("HEAD", "/b/a%20b").Header("x-amz-restore"), "");
+            {m_account, "Content-Type: application/xml"});
+    }
+    SAnswer Describe(std::string const& id) { return m_client.Get("/v20180820/jobs/" + id, {m_account}); }
+    std::string RestoreState() { return m_client.Send("HEAD", "/b/a%20b").Header("x-amz-restore"); }
+
+    std::string const m_account = "x-amz-account-id: 123456789012";
+    CSimulator m_simulator{g_anyClock};
+    CClient const m_client{m_simulator};
+};
+
+TEST_F(SimulatedJobs, GoOnWithEachQuestionAndAskForRestores)
+{
+    m_simulator.SetJobScript({"New", "Active", "Complete"});
+    std::string const manifest = PutManifest("b,a%20b\nb,absent\n");
+    std::string const id = Create("t", manifest).Element("JobId");
+    EXPECT_EQ(Create("t", manifest).Element("JobId"), id);
+    EXPECT_EQ(Create("t", "else").Element("Code"), "IdempotencyException");
+    EXPECT_EQ(Create("u", manifest, "EXPEDITED").Element("Code"), "InvalidRequest");
+    EXPECT_EQ(Describe(id).Element("Status"), "New");
+    EXPECT_EQ(Describe(id).Element("Status"), "Active");
+    EXPECT_EQ(RestoreState(), "");
     for (int i = 0; i < 2; ++i)
     {
-        auto const done = describe(id);
+        auto const done = Describe(id);
         EXPECT_EQ(done.Element("Status"), "Complete");
         EXPECT_EQ(done.Element("NumberOfTasksSucceeded"), "1");
         EXPECT_EQ(done.Element("NumberOfTasksFailed"), "1");
     }
-    EXPECT_EQ(client.Send("HEAD", "/b/a%20b").Header("x-amz-restore"), "ongoing-request=\"true\"");
+    EXPECT_EQ(RestoreState(), "ongoing-request=\"true\"");
+    EXPECT_EQ(Describe("absent").Element("Code"), "NotFoundException");
+    EXPECT_EQ(m_client.Get("/v20180820/jobs/x").Element("Code"), "InvalidRequest"); // no account
+}
 
-    simulator.SetJobScript({"Complete"});
-    EXPECT_EQ(describe(create("v", "else").Element("JobId")).Element("Status"), "Failed");
-    EXPECT_EQ(describe("absent").Element("Code"), "NotFoundException");
-    EXPECT_EQ(client.Get("/v20180820/jobs/x").Element("Code"), "InvalidRequest"); // no account
+TEST_F(SimulatedJobs, GoByTheClockAndReport)
+{
+    using std::chrono::hours;
+    m_simulator.SetJobScript({"New", "Active", "Complete"}, hours(1));
+    std::string const report = "<Bucket>arn:aws:s3:::b</Bucket><Format>Report_CSV_20180820</Format><Enabled>true"
+                               "</Enabled><Prefix>reports</Prefix><ReportScope>AllTasks</ReportScope>";
+    std::string const id = Create("t", PutManifest("b,a%20b\nb,\"x,y\"\n"), "STANDARD", report).Element("JobId");
+    m_simulator.AdvanceClock(hours(1));
+    EXPECT_EQ(Describe(id).Element("Status"), "Active");
+    EXPECT_EQ(Describe(id).Element("Status"), "Active");
+    m_simulator.AdvanceClock(hours(5)); // the job was complete an hour after the question
+    EXPECT_EQ(RestoreState(), "ongoing-request=\"true\"");
+    m_simulator.AdvanceClock(hours(1));
+    EXPECT_THAT(RestoreState(), HasSubstr("expiry-date"));
+    std::string const folder = "reports/job-" + id + "/";
+    EXPECT_THAT(*m_simulator.ObjectContent("b", folder + "manifest.json"),
+                HasSubstr("\"TaskExecutionStatus\":\"failed\",\"Bucket\":\"b\""));
+    std::string rows;
+    for (auto const& key : m_client.Get("/b?list-type=2&prefix=reports%2F").Elements("Key"))
+        rows += key.ends_with(".csv") ? *m_simulator.ObjectContent("b", key) : "";
+    EXPECT_THAT(rows, HasSubstr("b,a%20b,,succeeded,,200,Successful\n"));
+    EXPECT_THAT(rows, HasSubstr("b,\"x,y\",,failed,NoSuchKey,404,The specified key does not exist.\n"));
+}
+
+TEST_F(SimulatedJobs, FailOverTheirManifest)
+{
+    std::string const etag = PutManifest("b,a%20b\nb,a%20b,extra\n");
+    for (auto const& [tag, code] : {std::pair<std::string, std::string>{etag, "ManifestMalformed"},
+                                    {"else", "ManifestETagMismatch"},
+                                    {"gone", "ManifestNotFound"}})
+    {
+        if (tag == "gone")
+            m_client.Delete("/b/manifest.csv");
+        std::string const id = Create(code, tag).Element("JobId");
+        EXPECT_EQ(Describe(id).Element("Status"), "New");
+        EXPECT_EQ(Describe(id).Element("Status"), "Failed");
+        EXPECT_EQ(Describe(id).Element("FailureCode"), code);
+    }
+    EXPECT_EQ(RestoreState(), "");
 }
 
 TEST(SimulatedIdentity, IsToldToSignedRequests)

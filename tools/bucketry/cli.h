@@ -47,10 +47,11 @@ private:
     command_t m_selected;
 };
 
-void AddObjectCommands(CCli& cli); ///< put, get, cat, stat, cp
-void AddFolderCommands(CCli& cli); ///< ls, mkdir, du, rm
-void AddBackupCommands(CCli& cli); ///< backup, verify, restore
-void AddKeyCommands(CCli& cli);    ///< keys new
+void AddObjectCommands(CCli& cli);  ///< put, get, cat, stat, cp
+void AddFolderCommands(CCli& cli);  ///< ls, mkdir, du, rm
+void AddBackupCommands(CCli& cli);  ///< backup, verify, restore
+void AddKeyCommands(CCli& cli);     ///< keys new
+void AddArchiveCommands(CCli& cli); ///< archive restore, archive status, batch restore, batch status
 void AddLockCommand(CCli& cli);
 void AddSpecCommands(CCli& cli); ///< spec new, spec check
 void AddSimulateCommand(CCli& cli);

@@ -7,6 +7,7 @@ int main(int argc, char** argv)
     bucketry::tool::AddFolderCommands(cli);
     bucketry::tool::AddBackupCommands(cli);
     bucketry::tool::AddKeyCommands(cli);
+    bucketry::tool::AddArchiveCommands(cli);
     bucketry::tool::AddLockCommand(cli);
     bucketry::tool::AddSpecCommands(cli);
     bucketry::tool::AddSimulateCommand(cli);

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 
 namespace bucketry::tool
 {
@@ -23,6 +24,7 @@ struct SSimulateOptions
     bool m_objectLock = false;
     std::string m_faults; ///< a file
     std::string m_profile = "s3";
+    std::optional<unsigned> m_restoreSeconds;
 };
 
 simulator::EProfile ProfileOf(std::string const& name)
@@ -62,6 +64,10 @@ int Simulate(CHost& host, SSimulateOptions const& options)
     simulator::SSimulatorOptions settings;
     settings.m_profile = ProfileOf(options.m_profile);
     settings.m_port = options.m_port;
+    if (options.m_restoreSeconds)
+    {
+        settings.m_restoreTime = std::chrono::seconds(*options.m_restoreSeconds);
+    }
     simulator::CSimulator store(settings);
     if (!options.m_bucket.empty())
     {
@@ -107,6 +113,10 @@ void AddSimulateCommand(CCli& cli)
         ->type_name("KIND")
         ->check(CLI::IsMember({"s3", "gateway", "strict"}))
         ->capture_default_str();
+    simulate
+        .add_option("--restore-seconds", options->m_restoreSeconds,
+                    "How long restores from the archive take; as on S3 if left out")
+        ->type_name("N");
     simulate.footer("Writes endpoint and keys and serves until it is interrupted. Keeps nothing.");
 }
 

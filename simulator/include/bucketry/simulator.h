@@ -57,11 +57,13 @@ struct SSimulatorOptions
     std::uint64_t m_minPartSize = 5 * 1024 * 1024;
     std::uint64_t m_maxPutSize = 5ull * 1024 * 1024 * 1024;
     EConditionalWrites m_conditionalWrites = EConditionalWrites::Honour;
-    std::optional<bool> m_unsignedPayloadOverHttp = {}; ///< not set: refused by the strict profile only
-    std::string m_roleName = "backup-role";             ///< of the metadata service; empty: the machine has no role
+    std::chrono::seconds m_maxSkew = std::chrono::minutes(15); ///< between the clock and a request's time of signing
+    std::optional<bool> m_unsignedPayloadOverHttp = {};        ///< not set: refused by the strict profile only
+    std::string m_roleName = "backup-role"; ///< of the metadata service; empty: the machine has no role
     bool m_metadataTokenRequired = true;
     std::chrono::seconds m_roleKeysLifetime = std::chrono::hours(6);
-    std::size_t m_logLimit = 100000; ///< the oldest requests are forgotten beyond it
+    std::optional<std::chrono::seconds> m_restoreTime = {}; ///< of every tier; not set: as on S3, 5 minutes to 48 hours
+    std::size_t m_logLimit = 100000;                        ///< the oldest requests are forgotten beyond it
 };
 
 enum class ERedirect
@@ -217,9 +219,10 @@ public:
     /// Puts the newest version into an archive tier of intelligent tiering: ARCHIVE_ACCESS or DEEP_ARCHIVE_ACCESS.
     void SetArchiveTier(std::string const& bucket, std::string const& key, std::string const& tier);
 
-    /// The status words that successive questions after a new batch job get; the last one stays. By default
-    /// New, Preparing, Active, Complete. With Complete the job's restores are asked for.
-    void SetJobScript(std::vector<std::string> statuses);
+    /// The states that new batch jobs go through; the last one stays. Each lasts so long by the simulator's clock, or with
+    /// 0 until the next question. By default New, Preparing, Active, Complete. The manifest is read when New is over: one
+    /// that cannot be used makes the job Failed. With Complete the restores are asked for, and the report is written.
+    void SetJobScript(std::vector<std::string> statuses, std::chrono::milliseconds each = {});
 
 private:
     struct SState;
