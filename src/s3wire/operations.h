@@ -8,11 +8,13 @@
 #include "s3wire/wire/object_requests.h"
 #include "s3wire/wire/service_requests.h"
 
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace bucketry::s3wire
@@ -50,6 +52,20 @@ public:
     }
     /// The same for an answer that says nothing.
     void Exchange(wire::SWireRequest const& request) const { m_sender->Send(request); }
+    /// The same for a request that is not to be done twice. Where a failure leaves open whether the store has done it, `look`
+    /// is asked for the result; it gives an optional and never throws.
+    template <class TReader, class TLook>
+    auto ExchangeOnce(wire::SWireRequest request, TReader&& read, TLook&& look) const
+    {
+        std::invoke_result_t<TLook> found;
+        request.m_isDone = [&]
+        {
+            found = look();
+            return found.has_value();
+        };
+        return Exchange(
+            request, [&](transport::SHttpResponse const& answer) { return found ? std::move(*found) : read(answer); });
+    }
     SStoreTraits const& GetTraits() const { return m_traits; }
 
     s3::SObjectData GetObject(wire::SObjectRef const& object, std::shared_ptr<io::block::bufs_pool_t> pool,
@@ -65,9 +81,21 @@ public:
                                      s3::CObjectStorageClass const& storageClass, s3::SObjectLockConfig const& lock,
                                      std::string const& metadataDirective);
 
+    /// That the object is not there is a failure where the store says so.
+    void DeleteObject(wire::SObjectRef const& object) const;
+    s3::EPostObjectRestoreResponse RestoreObject(wire::SObjectRef const& object, unsigned days,
+                                                 s3::EGlacierRetrievalTier tier) const;
+
     /// Completes an upload of `size` bytes. If the answer is lost, or says that the upload is gone, the object is looked at.
     s3::SMultipartUploadResult CompleteUpload(wire::SUploadRef const& upload, std::vector<std::string> const& eTags,
-                                              std::uint64_t size, s3::SObjectLockConfig const& lock);
+                                              std::uint64_t size) const;
+    /// That the upload is gone already is no failure.
+    void AbortUpload(wire::SUploadRef const& upload) const;
+    /// As CLockAssurance::Ensure.
+    void EnsureLock(ELockRoute route, wire::SObjectRef const& object, s3::SObjectLockConfig const& lock)
+    {
+        m_locks.Ensure(*this, route, object, lock);
+    }
 
     s3::SBucketRegion GetBucketRegion(std::string const& bucket) const;
     std::string GetServerTimeUtc(std::string const& bucket) const;
@@ -78,6 +106,8 @@ public:
     wire::SControlAddress GetControlAddress();
 
 private:
+    using start_t = std::chrono::steady_clock::time_point;
+    std::optional<s3::SObjectData> HeadIfNew(wire::SObjectRef const& object, start_t start) const;
     std::optional<s3::SMultipartUploadResult> FindCompleted(wire::SUploadRef const& upload,
                                                             std::vector<std::string> const& eTags,
                                                             std::uint64_t size) const;

@@ -1,4 +1,5 @@
 #include "bucketry/base/exceptions.h"
+#include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "bucketry/s3wire/statistics.h"
 #include "s3wire/errors.h"
@@ -306,6 +307,106 @@ TEST_F(Sender, RepeatsOnlyWhatIsSafe)
             EXPECT_FALSE(one.m_repeated) << one.m_name;
         }
         EXPECT_EQ(m_transport->m_seen.size(), one.m_repeated ? 2u : 1u) << one.m_name;
+    }
+}
+
+TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
+{
+    auto const head = [](char const* written, char const* eTag)
+    {
+        return [=](CScriptedTransport& transport)
+        {
+            transport.Script(200, "",
+                             {{"Content-Length", "0"},
+                              {"ETag", eTag},
+                              {"Date", "Sun, 17 Mar 2030 17:46:45 GMT"},
+                              {"Last-Modified", written},
+                              {"x-amz-restore", "ongoing-request=\"true\""},
+                              {"x-amz-version-id", "V"}});
+        };
+    };
+    auto const status = [](unsigned code) { return [=](CScriptedTransport& transport) { transport.Script(code); }; };
+    auto const lost = [](CScriptedTransport& transport) { transport.ScriptFailure(EFailure::Lost); };
+    constexpr char const* now = "Sun, 17 Mar 2030 17:46:44 GMT";
+    constexpr char const* earlier = "Sun, 17 Mar 2030 17:40:00 GMT";
+    constexpr char const* empty = "\"d41d8cd98f00b204e9800998ecf8427e\"";
+    s3::CS3WireClient const client(Make("http://store"));
+    auto const put = [&] { return client.PutObject("b-1", "k", nullptr, {}, {}, {}, {}, {}).get().m_versionId; };
+    auto const locked = [&]
+    {
+        s3::SObjectLockConfig const lock(true, s3::EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false);
+        return client.PutObject("b-1", "k", nullptr, {}, lock, {}, {}, {}).get().m_versionId;
+    };
+    auto const copy = [&](char const* from)
+    { return client.CopyObject("b-1", "b-1", from, "k", {}, "", {}, "").get().m_versionId; };
+    auto const remove = [&](char const* version)
+    {
+        client.DeleteObject("b-1", "k", version).get();
+        return std::string("gone");
+    };
+    struct
+    {
+        char const* m_name;
+        std::vector<std::function<void(CScriptedTransport&)>> m_steps;
+        std::function<std::string()> m_call;
+        char const* m_result;
+        char const* m_methods;
+    } const cases[] = {
+        {"put and stored", {lost, head(now, empty)}, put, "V", "PUT HEAD "},
+        {"put, an older object there", {lost, head(earlier, empty), status(200)}, put, "", "PUT HEAD PUT "},
+        {"put, another object there", {status(500), head(now, "\"e\""), status(200)}, put, "", "PUT HEAD PUT "},
+        {"put and stored late", {lost, status(404), status(412), head(now, empty)}, put, "V", "PUT HEAD PUT HEAD "},
+        {"locked put, stored by someone without a lock",
+         {lost, head(now, empty), status(403)},
+         locked,
+         "refused",
+         "PUT HEAD PUT HEAD "},
+        {"copied",
+         {lost, head(now, "\"e\""), head(earlier, "\"e\"")},
+         [&] { return copy("s"); },
+         "V",
+         "PUT HEAD HEAD "},
+        {"copied onto itself",
+         {lost, status(403)},
+         [&] { return copy("k"); },
+         "refused",
+         "PUT PUT "},
+        {"deleted", {lost, status(404)}, [&] { return remove(""); }, "gone", "DELETE HEAD "},
+        {"not deleted", {lost, status(200), status(204)}, [&] { return remove(""); }, "gone", "DELETE HEAD DELETE "},
+        {"version deleted", {lost, status(204)}, [&] { return remove("V"); }, "gone", "DELETE DELETE "},
+        {"restoring",
+         {lost, head(earlier, "e")},
+         [&]
+         {
+             auto const answer = client.PostObjectRestore("b-1", "k", 1, s3::EGlacierRetrievalTier::Bulk, "").get();
+             return std::string(answer == s3::EPostObjectRestoreResponse::Accepted ? "accepted" : "restored");
+         },
+         "accepted",
+         "POST HEAD "},
+    };
+    for (auto const& one : cases)
+    {
+        m_transport->m_seen.clear();
+        m_transport->m_steps.clear();
+        for (auto const& step : one.m_steps)
+        {
+            step(*m_transport);
+        }
+        std::string result = "refused";
+        try
+        {
+            result = one.m_call();
+        }
+        catch (CS3WireException const&)
+        {
+        }
+        std::string methods;
+        for (SHttpRequest const& request : m_transport->m_seen)
+        {
+            methods.append(ToText(request.m_method)).append(" ");
+        }
+        EXPECT_EQ(result, one.m_result) << one.m_name;
+        EXPECT_EQ(methods, one.m_methods) << one.m_name;
     }
 }
 

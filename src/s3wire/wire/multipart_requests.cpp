@@ -1,11 +1,9 @@
 #include "s3wire/wire/multipart_requests.h"
 
 #include "bucketry/base/exceptions.h"
+#include "s3wire/auth/digest.h"
 #include "s3wire/wire/xml_writer.h"
 
-#include <openssl/evp.h>
-
-#include <array>
 #include <charconv>
 
 namespace bucketry::s3wire::wire
@@ -142,20 +140,9 @@ std::string MultipartETag(std::vector<std::string> const& eTags)
             return "";
         }
     }
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned size = 0;
-    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_md5(), nullptr) != 1)
-    {
-        return "";
-    }
-    static constexpr char digits[] = "0123456789abcdef";
     std::string eTag = "\"";
-    for (unsigned i = 0; i < size; ++i)
-    {
-        eTag.push_back(digits[digest[i] >> 4]);
-        eTag.push_back(digits[digest[i] & 15]);
-    }
-    return eTag + "-" + std::to_string(eTags.size()) + "\"";
+    eTag.append(Md5Hex(bytes.data(), bytes.size())).append("-").append(std::to_string(eTags.size()));
+    return eTag.append("\"");
 }
 
 } // namespace bucketry::s3wire::wire
