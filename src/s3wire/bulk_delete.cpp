@@ -1,12 +1,11 @@
 #include "s3wire/bulk_delete.h"
 
-#include "bucketry/base/task.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/errors.h"
 #include "s3wire/listing.h"
+#include "s3wire/parallel.h"
 
 #include <algorithm>
-#include <atomic>
 #include <utility>
 
 namespace bucketry::s3wire
@@ -15,38 +14,6 @@ namespace
 {
 
 constexpr std::size_t g_parallelDeletes = 8;
-
-/// Calls `body(index)` for each index below `count`, on this thread and a few others; the first exception ends it.
-template <class TBody>
-void ForEachInParallel(std::size_t count, std::size_t threads, TBody const& body)
-{
-    std::atomic<std::size_t> next{0};
-    auto const work = [&]
-    {
-        try
-        {
-            for (std::size_t index = next++; index < count; index = next++)
-            {
-                body(index);
-            }
-        }
-        catch (...)
-        {
-            next = count;
-            throw;
-        }
-    };
-    std::vector<web::Task<void>> helpers;
-    for (std::size_t i = 1; i < std::min(count, threads); ++i)
-    {
-        helpers.emplace_back(work);
-    }
-    work();
-    for (web::Task<void> const& helper : helpers)
-    {
-        helper.get();
-    }
-}
 
 } // namespace
 

@@ -3,6 +3,7 @@
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/digest.h"
 #include "s3wire/download.h"
+#include "s3wire/part_copy.h"
 #include "s3wire/retry.h"
 
 #include <utility>
@@ -21,6 +22,12 @@ constexpr long g_clockGrain = 2;
 std::string_view WithoutQuotes(std::string_view eTag)
 {
     return eTag.size() >= 2 && eTag.front() == '"' && eTag.back() == '"' ? eTag.substr(1, eTag.size() - 2) : eTag;
+}
+
+/// The ETag, without its quotes, that most stores give an object of this content.
+std::string ETagOf(io::block::CPooledBuf const* content)
+{
+    return content ? Md5Hex(content->GetData(), content->GetCount()) : Md5Hex(nullptr, 0);
 }
 
 /// What `look` gives; none where it fails, since what the caller knows already says more.
@@ -107,8 +114,7 @@ s3::SPutObjectResult COperations::PutObject(SObjectRef const& object, wire::SNew
     auto const look = [&]() -> std::optional<s3::SPutObjectResult>
     {
         auto const head = HeadIfNew(object, start);
-        std::string const eTag = content ? Md5Hex(content->GetData(), content->GetCount()) : Md5Hex(nullptr, 0);
-        bool const isThis = head && WithoutQuotes(head->m_eTag) == eTag;
+        bool const isThis = head && WithoutQuotes(head->m_eTag) == ETagOf(content.get());
         return isThis && (!properties.m_lock.m_enabled || head->m_objectLock)
             ? std::optional<s3::SPutObjectResult>({head->m_versionId, head->m_eTag})
             : std::nullopt;
@@ -162,6 +168,38 @@ s3::SCopyObjectResult COperations::CopyObject(SObjectRef const& source, SObjectR
                                               s3::CObjectStorageClass const& storageClass,
                                               s3::SObjectLockConfig const& lock, std::string const& metadataDirective)
 {
+    s3::SCopyObjectResult result;
+    ELockRoute route = ELockRoute::Copy;
+    try
+    {
+        result = CopyWhole(source, target, storageClass, lock, metadataDirective);
+    }
+    catch (CS3WireException const& refusal)
+    {
+        auto const head = refusal.GetStatusCode() == 400
+            ? UnlessFailing([&] { return std::optional(HeadObject(source)); })
+            : std::nullopt;
+        if (!head || head->m_contentLength <= m_traits.m_maxCopySize)
+        {
+            throw;
+        }
+        auto made = CopyInParts(*this, source, *head, target, storageClass, lock, metadataDirective);
+        result = {std::move(made.m_versionId), std::move(made.m_result)};
+        route = ELockRoute::Multipart;
+    }
+    if (result.m_versionId.empty())
+    {
+        result.m_versionId = VersionOfCopy(target, result.m_eTag);
+    }
+    EnsureLock(route, {target.m_bucket, target.m_key, result.m_versionId}, lock);
+    return result;
+}
+
+s3::SCopyObjectResult COperations::CopyWhole(SObjectRef const& source, SObjectRef const& target,
+                                             s3::CObjectStorageClass const& storageClass,
+                                             s3::SObjectLockConfig const& lock,
+                                             std::string const& metadataDirective) const
+{
     auto const start = std::chrono::steady_clock::now();
     bool const ontoItself = source.m_bucket == target.m_bucket && source.m_key == target.m_key;
     auto const look = [&]() -> std::optional<s3::SCopyObjectResult>
@@ -176,14 +214,8 @@ s3::SCopyObjectResult COperations::CopyObject(SObjectRef const& source, SObjectR
             made->m_eTag == original->m_eTag && (!lock.m_enabled || made->m_objectLock);
         return isThis ? std::optional<s3::SCopyObjectResult>({made->m_versionId, made->m_eTag}) : std::nullopt;
     };
-    s3::SCopyObjectResult result = ExchangeOnce(
-        wire::MakeCopyObject(source, target, storageClass, lock, metadataDirective), wire::ReadCopyObject, look);
-    if (result.m_versionId.empty())
-    {
-        result.m_versionId = VersionOfCopy(target, result.m_eTag);
-    }
-    EnsureLock(ELockRoute::Copy, {target.m_bucket, target.m_key, result.m_versionId}, lock);
-    return result;
+    return ExchangeOnce(wire::MakeCopyObject(source, target, storageClass, lock, metadataDirective),
+                        wire::ReadCopyObject, look);
 }
 
 /// Some stores keep versions but don't name the one that a copy has made. Empty if it cannot be told: without versions, without

@@ -23,8 +23,10 @@ namespace bucketry::s3wire
 /// What is known of a store before it has answered.
 struct SStoreTraits
 {
-    bool m_google = false;         ///< Google's dialect of listings of versions
-    bool m_givesChecksums = false; ///< gives the checksum of an object when it is asked to
+    bool m_google = false;                      ///< Google's dialect of listings of versions
+    bool m_givesChecksums = false;              ///< gives the checksum of an object when it is asked to
+    std::uint64_t m_maxCopySize = 5UL << 30;    ///< bytes that one request may copy, where the store refuses more
+    std::uint64_t m_copyPartSize = 256UL << 20; ///< bytes of a part of a larger copy, at least
 };
 
 /// The S3 operations, blocking: what runs on a task's thread, or on a stream's. One object is shared by all copies of a client,
@@ -77,6 +79,7 @@ public:
     bool IsObjectExist(wire::SObjectRef const& object) const;
     s3::SPutObjectResult PutObject(wire::SObjectRef const& object, wire::SNewObject const& properties,
                                    std::shared_ptr<io::block::CPooledBuf const> const& content);
+    /// What is too large for one request, by the store's own refusal, is copied in parts.
     s3::SCopyObjectResult CopyObject(wire::SObjectRef const& source, wire::SObjectRef const& target,
                                      s3::CObjectStorageClass const& storageClass, s3::SObjectLockConfig const& lock,
                                      std::string const& metadataDirective);
@@ -106,6 +109,9 @@ public:
     wire::SControlAddress GetControlAddress();
 
 private:
+    s3::SCopyObjectResult CopyWhole(wire::SObjectRef const& source, wire::SObjectRef const& target,
+                                    s3::CObjectStorageClass const& storageClass, s3::SObjectLockConfig const& lock,
+                                    std::string const& metadataDirective) const;
     using start_t = std::chrono::steady_clock::time_point;
     std::optional<s3::SObjectData> HeadIfNew(wire::SObjectRef const& object, start_t start) const;
     std::optional<s3::SMultipartUploadResult> FindCompleted(wire::SUploadRef const& upload,

@@ -31,13 +31,28 @@ std::string Setting(char const* name)
     return value != nullptr ? value : throw std::runtime_error(std::string(name) + " is not set: run with-gateway.sh");
 }
 
+std::shared_ptr<IS3WireAuth> AuthOf(std::string const& id, std::string const& secret, std::string const& token)
+{
+    return CS3WireAuthFactory(CS3WireContext::Instance().GetTempKeyStore())
+        .CreateForS3(id, secret, token, "", "", "", "", 0);
+}
+
 SSenderSettings Settings(char const* endpoint)
 {
     SSenderSettings settings;
     settings.m_endpoint = Setting(endpoint);
-    settings.m_auth = CS3WireAuthFactory(CS3WireContext::Instance().GetTempKeyStore())
-                          .CreateForS3(Setting("BUCKETRY_LIVE_ACCESS_KEY"), Setting("BUCKETRY_LIVE_SECRET_KEY"), "", "",
-                                       "", "", "", 0);
+    settings.m_auth = AuthOf(Setting("BUCKETRY_LIVE_ACCESS_KEY"), Setting("BUCKETRY_LIVE_SECRET_KEY"), "");
+    return settings;
+}
+
+/// Trusts the authority of the store.
+SSenderSettings TlsSettings(char const* endpoint)
+{
+    std::ifstream file(Setting("BUCKETRY_LIVE_CA"));
+    std::stringstream pem;
+    pem << file.rdbuf();
+    SSenderSettings settings = Settings(endpoint);
+    settings.m_trustList = {sockets::ssl::CX509CertBlob::FromPemString(pem.str())};
     return settings;
 }
 
@@ -323,18 +338,81 @@ TEST_F(LiveStore, AnswersWhatIsAskedAboutItself)
 
 TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 {
-    std::ifstream file(Setting("BUCKETRY_LIVE_CA"));
-    std::stringstream pem;
-    pem << file.rdbuf();
-    SSenderSettings settings = Settings("BUCKETRY_LIVE_TLS_ENDPOINT");
-    settings.m_trustList = {sockets::ssl::CX509CertBlob::FromPemString(pem.str())};
-    CS3WireClient const client(CreateWireSender(std::move(settings)));
+    CS3WireClient const client(CreateWireSender(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
     std::string const text = Pattern(3 * g_mebibyte);
     client.PutObject("plain", "tls", Block(text), {}, {}, {}, {}, {}).get();
     EXPECT_TRUE(Get("plain", "tls") == text);
     SObjectData const part = client.GetObject("plain", "tls", nullptr, 1000, 0, "").get();
     EXPECT_EQ(part.m_content->GetCount(), text.size() - 1000);
     EXPECT_EQ(part.m_contentLength, text.size());
+}
+
+TEST_F(LiveStore, IsReachedByTheNameOfTheBucket)
+{
+    SSenderSettings plain = Settings("BUCKETRY_LIVE_VIRTUAL_ENDPOINT");
+    SSenderSettings tls = TlsSettings("BUCKETRY_LIVE_TLS_VIRTUAL_ENDPOINT");
+    for (SSenderSettings* const settings : {&plain, &tls})
+    {
+        settings->m_virtualHosted = true;
+        CS3WireClient const client(CreateWireSender(std::move(*settings)));
+        std::string const key = "//virtual/a b+c";
+        client.PutObject("plain", key, Block("hosted"), {}, {}, {}, {}, {}).get();
+        EXPECT_EQ(Get("plain", key), "hosted");
+        EXPECT_EQ(client.GetBucket("plain", "//virtual/", "", "", 0).get().m_contents.size(), 1u);
+        client.DeleteObjects("plain", "//virtual/", nullptr).get();
+    }
+}
+
+TEST_F(LiveStore, TakesTemporaryKeysWithTheirTokenOnly)
+{
+    static constexpr std::string_view form = "Action=GetSessionToken&DurationSeconds=900&Version=2011-06-15";
+    wire::SWireRequest ask = wire::MakeGetCallerIdentity();
+    ask.m_body = {reinterpret_cast<unsigned char const*>(form.data()), form.size(), nullptr};
+    transport::SHttpResponse const answer = CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"))->Send(ask);
+    auto const field = [&](char const* name) {
+        return wire::TextAt(answer, {"GetSessionTokenResponse", "GetSessionTokenResult", "Credentials", name});
+    };
+    std::string const id = field("AccessKeyId");
+    std::string const secret = field("SecretAccessKey");
+    auto const with = [&](std::string const& token)
+    {
+        SSenderSettings settings = Settings("BUCKETRY_LIVE_ENDPOINT");
+        settings.m_auth = AuthOf(id, secret, token);
+        return CS3WireClient(CreateWireSender(std::move(settings)));
+    };
+    with(field("SessionToken")).PutObject("plain", "temporary", Block("x"), {}, {}, {}, {}, {}).get();
+    EXPECT_EQ(Get("plain", "temporary"), "x");
+    EXPECT_THROW(with("").GetObjectHead("plain", "temporary", "").get(), CS3WireException);
+}
+
+/// Refuses to copy in one request, as a store does for what is too large.
+class CSmallCopies final : public wire::IWireSender
+{
+public:
+    transport::SHttpResponse Send(wire::SWireRequest const& request) override
+    {
+        return request.m_operation == std::string("CopyObject")
+            ? throw CS3WireException("too large", 400, "InvalidRequest")
+            : m_sender->Send(request);
+    }
+
+private:
+    std::shared_ptr<wire::IWireSender> const m_sender = CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"));
+};
+
+TEST_F(LiveStore, CopiesInPartsWhatIsTooLargeForOneRequest)
+{
+    std::string const text = Pattern(12 * g_mebibyte);
+    std::string const version = Put("locked", "large source", text);
+    Put("locked", "large source", "newer");
+    COperations operations(std::make_shared<CSmallCopies>(), {false, false, 8 * g_mebibyte, 5 * g_mebibyte});
+    std::string const copied =
+        operations.CopyObject({"locked", "large source", version}, {"locked", "large copy", ""}, {}, {}, "")
+            .m_versionId;
+    EXPECT_FALSE(copied.empty());
+    EXPECT_TRUE(Get("locked", "large copy", copied) == text);
+    EXPECT_EQ(m_client.GetObjectHead("locked", "large copy", "").get().m_metadata.at("note"),
+              m_client.GetObjectHead("locked", "large source", version).get().m_metadata.at("note"));
 }
 
 } // namespace

@@ -21,6 +21,17 @@ SWireRequest UploadRequest(char const* operation, EHttpMethod method, SUploadRef
     return request;
 }
 
+SWireRequest PartRequest(char const* operation, SUploadRef const& upload, unsigned partNumber)
+{
+    if (partNumber == 0 || partNumber > g_maxPartNumber)
+    {
+        throw exc::CRuntimeExc("An upload has parts 1 to 10000, not %1", partNumber);
+    }
+    SWireRequest request = UploadRequest(operation, EHttpMethod::Put, upload);
+    request.m_query.emplace(request.m_query.begin(), "partNumber", std::to_string(partNumber));
+    return request;
+}
+
 std::string WithoutQuotes(std::string const& eTag)
 {
     bool const quoted = eTag.size() >= 2 && eTag.front() == '"' && eTag.back() == '"';
@@ -70,12 +81,7 @@ std::string ReadCreateMultipartUpload(SHttpResponse const& answer)
 SWireRequest MakeUploadPart(SUploadRef const& upload, unsigned partNumber,
                             std::shared_ptr<io::block::CPooledBuf const> const& content, bool contentMd5)
 {
-    if (partNumber == 0 || partNumber > g_maxPartNumber)
-    {
-        throw exc::CRuntimeExc("An upload has parts 1 to 10000, not %1", partNumber);
-    }
-    SWireRequest request = UploadRequest("UploadPart", EHttpMethod::Put, upload);
-    request.m_query.emplace(request.m_query.begin(), "partNumber", std::to_string(partNumber));
+    SWireRequest request = PartRequest("UploadPart", upload, partNumber);
     SetBlockBody(request, content);
     request.m_contentMd5 = contentMd5;
     return request;
@@ -89,6 +95,22 @@ std::string ReadUploadPart(SHttpResponse const& answer)
         ThrowBadAnswer("no ETag of the part");
     }
     return eTag;
+}
+
+SWireRequest MakeUploadPartCopy(SUploadRef const& upload, unsigned partNumber, SObjectRef const& source,
+                                std::string const& eTag, SByteRange const& range)
+{
+    SWireRequest request = PartRequest("UploadPartCopy", upload, partNumber);
+    AddCopySource(request, source);
+    request.m_headers.Set("x-amz-copy-source-range", RangeText(range));
+    request.m_headers.Set("x-amz-copy-source-if-match", eTag);
+    request.m_errorInside200 = true;
+    return request;
+}
+
+std::string ReadUploadPartCopy(SHttpResponse const& answer)
+{
+    return TextAt(answer, {"CopyPartResult", "ETag"});
 }
 
 SWireRequest MakeCompleteMultipartUpload(SUploadRef const& upload, std::vector<std::string> const& eTags)

@@ -2,6 +2,7 @@
 #include "bucketry/base/http.h"
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
+#include "s3wire/operations.h"
 #include "s3wire/ops/fake_sender.h"
 
 #include <gmock/gmock.h>
@@ -124,6 +125,58 @@ TEST(WireClient, FindsTheVersionOfACopyAndLooksNoMoreWhereThereAreNone)
     EXPECT_EQ(copy(), "");
     EXPECT_EQ(copy(), "") << "no HEAD any more";
     ExpectRefusal(500, "InternalError", copy);
+}
+
+TEST(WireClient, CopiesInPartsWhatTheStoreRefusesInOne)
+{
+    for (bool const large : {true, false})
+    {
+        for (bool const replaced : {false, true})
+        {
+            auto const sender = std::make_shared<CFakeSender>(
+                [&](wire::SWireRequest const& request)
+                {
+                    std::string const operation = request.m_operation;
+                    if (operation == "HeadObject")
+                    {
+                        return Answer(200, "",
+                                      {{"Content-Length", large ? "25" : "10"},
+                                       {"ETag", "\"e\""},
+                                       {"x-amz-version-id", "S"},
+                                       {"x-amz-meta-note", "n"}});
+                    }
+                    if (operation == "CreateMultipartUpload")
+                    {
+                        EXPECT_EQ(request.m_headers.Get("x-amz-meta-note"), "n");
+                        return Answer(200, "<R><UploadId>UID</UploadId></R>");
+                    }
+                    if (operation == "UploadPartCopy")
+                    {
+                        bool const last = request.m_headers.Get("x-amz-copy-source-range") == "bytes=20-24";
+                        EXPECT_EQ(request.m_headers.Get("x-amz-copy-source"), "b/s?versionId=S");
+                        return last && replaced ? Answer(412, Refusal("PreconditionFailed"))
+                                                : Answer(200, "<CopyPartResult><ETag>p</ETag></CopyPartResult>");
+                    }
+                    return operation == "CopyObject"
+                        ? Answer(400, Refusal("InvalidRequest"))
+                        : Answer(200, "<CompleteMultipartUploadResult/>", {{"x-amz-version-id", "V"}});
+                });
+            COperations operations(sender, {false, false, 10, 10});
+            auto const copy = [&] {
+                return operations.CopyObject({"b", "s", ""}, {"b", "t", ""}, {}, {}, "").m_versionId;
+            };
+            if (large && !replaced)
+            {
+                EXPECT_EQ(copy(), "V");
+                EXPECT_EQ(sender->Lines().size(), 7u);
+            }
+            else
+            {
+                ExpectRefusal(large ? 412 : 400, large ? "PreconditionFailed" : "InvalidRequest", copy);
+                EXPECT_EQ(sender->Lines().back(), large ? "DELETE b/t?uploadId=UID" : "HEAD b/s");
+            }
+        }
+    }
 }
 
 TEST(WireClient, ReadsALockBackAndSetsItWhereTheHeadersAreForgotten)

@@ -143,6 +143,9 @@ TEST(WireRequests, LookOnTheWireAsTheProtocolSays)
          "<VersionId>VID</VersionId></Object></Delete>"},
         {MakeCreateMultipartUpload(object, rich), "POST b/k?uploads" + richHeaders},
         {MakeUploadPart(upload, 10000, Block("part"), true), "PUT b/k?partNumber=10000&uploadId=UID\n[md5]\n\npart"},
+        {MakeUploadPartCopy(upload, 2, {"s", "a b", "VID"}, "\"e\"", {10, 5}),
+         "PUT b/k?partNumber=2&uploadId=UID\nx-amz-copy-source: s/a%20b?versionId=VID"
+         "\nx-amz-copy-source-range: bytes=10-14\nx-amz-copy-source-if-match: \"e\""},
         {MakeCompleteMultipartUpload(upload, {"\"e1\"", "e2"}),
          "POST b/k?uploadId=UID\nContent-Type: application/xml\n[md5]\n\n<CompleteMultipartUpload " S3_NS ">"
          "<Part><PartNumber>1</PartNumber><ETag>\"e1\"</ETag></Part><Part><PartNumber>2</PartNumber><ETag>e2</ETag></"
