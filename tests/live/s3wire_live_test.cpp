@@ -6,6 +6,7 @@
 #include "s3wire/operations.h"
 #include "s3wire/sender.h"
 #include "s3wire/streams.h"
+#include "support/bufs.h"
 
 #include <gmock/gmock.h>
 
@@ -18,6 +19,9 @@ namespace bucketry::s3wire::s3
 {
 namespace
 {
+
+using testing::BufsOf;
+using testing::TextOf;
 
 constexpr unsigned long g_mebibyte = 1024 * 1024;
 
@@ -56,14 +60,6 @@ SSenderSettings TlsSettings(char const* endpoint)
     return settings;
 }
 
-std::shared_ptr<io::block::CPooledBuf> Block(std::string const& text)
-{
-    auto const block = io::block::CPooledBuf::Alloc(text.size(), nullptr);
-    block->SetCount(text.size());
-    std::copy(text.begin(), text.end(), block->GetData());
-    return block;
-}
-
 std::string Pattern(unsigned long size)
 {
     std::string text(size, '\0');
@@ -74,7 +70,7 @@ std::string Pattern(unsigned long size)
     return text;
 }
 
-class LiveStore : public testing::Test
+class LiveStore : public ::testing::Test
 {
 protected:
     static void SetUpTestSuite()
@@ -92,15 +88,14 @@ protected:
     std::string Put(std::string const& bucket, std::string const& key, std::string const& text,
                     SObjectLockConfig const& lock = {})
     {
-        return m_client.PutObject(bucket, key, Block(text), {{"note", "日 " + text.substr(0, 5)}}, lock, {}, {}, {})
+        return m_client.PutObject(bucket, key, BufsOf(text), {{"note", "日 " + text.substr(0, 5)}}, lock, {}, {}, {})
             .get()
             .m_versionId;
     }
 
     std::string Get(std::string const& bucket, std::string const& key, std::string const& version = "")
     {
-        SObjectData const data = m_client.GetObject(bucket, key, nullptr, 0, 0, version).get();
-        return std::string(reinterpret_cast<char const*>(data.m_content->GetData()), data.m_content->GetCount());
+        return TextOf(*m_client.GetObject(bucket, key, nullptr, 0, 0, version).get().m_content);
     }
 
     std::set<std::string> Keys(std::string const& bucket, std::string const& prefix, bool older = false,
@@ -340,7 +335,7 @@ TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 {
     CS3WireClient const client(CreateWireSender(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
     std::string const text = Pattern(3 * g_mebibyte);
-    client.PutObject("plain", "tls", Block(text), {}, {}, {}, {}, {}).get();
+    client.PutObject("plain", "tls", BufsOf(text), {}, {}, {}, {}, {}).get();
     EXPECT_TRUE(Get("plain", "tls") == text);
     SObjectData const part = client.GetObject("plain", "tls", nullptr, 1000, 0, "").get();
     EXPECT_EQ(part.m_content->GetCount(), text.size() - 1000);
@@ -356,7 +351,7 @@ TEST_F(LiveStore, IsReachedByTheNameOfTheBucket)
         settings->m_virtualHosted = true;
         CS3WireClient const client(CreateWireSender(std::move(*settings)));
         std::string const key = "//virtual/a b+c";
-        client.PutObject("plain", key, Block("hosted"), {}, {}, {}, {}, {}).get();
+        client.PutObject("plain", key, BufsOf("hosted"), {}, {}, {}, {}, {}).get();
         EXPECT_EQ(Get("plain", key), "hosted");
         EXPECT_EQ(client.GetBucket("plain", "//virtual/", "", "", 0).get().m_contents.size(), 1u);
         client.DeleteObjects("plain", "//virtual/", nullptr).get();
@@ -380,7 +375,7 @@ TEST_F(LiveStore, TakesTemporaryKeysWithTheirTokenOnly)
         settings.m_auth = AuthOf(id, secret, token);
         return CS3WireClient(CreateWireSender(std::move(settings)));
     };
-    with(field("SessionToken")).PutObject("plain", "temporary", Block("x"), {}, {}, {}, {}, {}).get();
+    with(field("SessionToken")).PutObject("plain", "temporary", BufsOf("x"), {}, {}, {}, {}, {}).get();
     EXPECT_EQ(Get("plain", "temporary"), "x");
     EXPECT_THROW(with("").GetObjectHead("plain", "temporary", "").get(), CS3WireException);
 }

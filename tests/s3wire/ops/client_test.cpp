@@ -4,6 +4,7 @@
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/operations.h"
 #include "s3wire/ops/fake_sender.h"
+#include "support/bufs.h"
 
 #include <gmock/gmock.h>
 
@@ -15,8 +16,9 @@ namespace
 {
 
 using namespace s3;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using testing::TextOf;
 
 std::string Refusal(std::string const& code)
 {
@@ -38,11 +40,6 @@ void ExpectRefusal(unsigned status, std::string const& code, TCall const& call)
     }
 }
 
-std::string TextOf(SObjectData const& data)
-{
-    return std::string(reinterpret_cast<char const*>(data.m_content->GetData()), data.m_content->GetCount());
-}
-
 TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
 {
     auto const get = [](transport::SHttpResponse answer, unsigned long offset, unsigned long length)
@@ -61,14 +58,14 @@ TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
     };
     for (auto const& [header, value] : checksums)
     {
-        EXPECT_EQ(TextOf(get(Answer(200, "123456789", {{header, value}}), 0, 0)), "123456789") << header;
+        EXPECT_EQ(TextOf(*get(Answer(200, "123456789", {{header, value}}), 0, 0).m_content), "123456789") << header;
         EXPECT_THROW(get(Answer(200, "123456780", {{header, value}}), 0, 0), web::http::http_exception) << header;
     }
-    EXPECT_EQ(TextOf(get(Answer(200, ""), 0, 0)), "");
+    EXPECT_EQ(TextOf(*get(Answer(200, ""), 0, 0).m_content), "");
     SObjectData const part = get(Answer(206, "ell", {{"Content-Range", "bytes 1-3/5"}}), 1, 3);
-    EXPECT_EQ(TextOf(part), "ell");
+    EXPECT_EQ(TextOf(*part.m_content), "ell");
     EXPECT_EQ(part.m_contentLength, 5u);
-    EXPECT_EQ(TextOf(get(Answer(200, "hello"), 0, 9)), "hello");
+    EXPECT_EQ(TextOf(*get(Answer(200, "hello"), 0, 9).m_content), "hello");
 
     EXPECT_NO_THROW(get(Answer(200, "hallo", {{"x-amz-checksum-crc32", "NhCmhg==-2"}}), 0, 0));
     EXPECT_THROW(get(Answer(200, "hello"), 1, 3), web::http::http_exception) << "range ignored";
@@ -376,9 +373,9 @@ TEST(WireDelete, TakesAThousandAtATimeAndTellsOfRefusals)
         [](wire::SWireRequest const& request)
         { return request.m_method == transport::EHttpMethod::Post ? Answer(200, "<DeleteResult/>") : Answer(204); });
     CS3WireClient(mixed).DeleteObjects("b", odd, nullptr).get();
-    EXPECT_THAT(
-        mixed->Lines(),
-        testing::UnorderedElementsAre("POST b/?delete", "DELETE b/bell\x07?versionId=V", "DELETE b/k?versionId=\x01"));
+    EXPECT_THAT(mixed->Lines(),
+                ::testing::UnorderedElementsAre("POST b/?delete", "DELETE b/bell\x07?versionId=V",
+                                                "DELETE b/k?versionId=\x01"));
     odd.m_objects.push_back({"", ""});
     EXPECT_THROW(CS3WireClient(mixed).DeleteObjects("b", odd, nullptr), exc::CRuntimeExc);
 }
