@@ -17,6 +17,9 @@ struct options_t::SState
     std::atomic<bool> m_s3BatchReportEnabled{false};
     std::atomic<bool> m_s3VirtualHostedStyleEnabled{false};
     std::atomic<std::uint64_t> m_bufferPoolIdleBytes{256UL << 20U};
+    std::atomic<std::uint32_t> m_s3ConnectTimeoutMsec{10'000};
+    std::atomic<std::uint32_t> m_s3StallTimeoutSec{120};
+    std::atomic<std::uint32_t> m_s3TotalTimeoutSec{0};
 
     mutable std::mutex m_mutex;
     std::string m_instanceMetadataEndpoint; ///< guarded by m_mutex; empty for the default
@@ -132,6 +135,36 @@ std::string options_t::GetGoogleStorageHost() const
 void options_t::SetGoogleStorageHost(std::string const& host)
 {
     m_state->SetText(&SState::m_googleStorageHost, host);
+}
+
+std::uint32_t options_t::GetS3ConnectTimeoutMsec() const
+{
+    return m_state->m_s3ConnectTimeoutMsec;
+}
+
+void options_t::SetS3ConnectTimeoutMsec(std::uint32_t milliseconds)
+{
+    m_state->m_s3ConnectTimeoutMsec = milliseconds;
+}
+
+std::uint32_t options_t::GetS3StallTimeoutSec() const
+{
+    return m_state->m_s3StallTimeoutSec;
+}
+
+void options_t::SetS3StallTimeoutSec(std::uint32_t seconds)
+{
+    m_state->m_s3StallTimeoutSec = seconds;
+}
+
+std::uint32_t options_t::GetS3TotalTimeoutSec() const
+{
+    return m_state->m_s3TotalTimeoutSec;
+}
+
+void options_t::SetS3TotalTimeoutSec(std::uint32_t seconds)
+{
+    m_state->m_s3TotalTimeoutSec = seconds;
 }
 
 } // namespace bucketry

@@ -1,12 +1,11 @@
 #include "s3wire/bulk_delete.h"
 
-#include "bucketry/base/task.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/errors.h"
 #include "s3wire/listing.h"
+#include "s3wire/parallel.h"
 
 #include <algorithm>
-#include <atomic>
 #include <utility>
 
 namespace bucketry::s3wire
@@ -16,73 +15,60 @@ namespace
 
 constexpr std::size_t g_parallelDeletes = 8;
 
-/// Calls `body(index)` for each index below `count`, on this thread and a few others; the first exception ends it.
-template <class TBody>
-void ForEachInParallel(std::size_t count, std::size_t threads, TBody const& body)
-{
-    std::atomic<std::size_t> next{0};
-    auto const work = [&]
-    {
-        try
-        {
-            for (std::size_t index = next++; index < count; index = next++)
-            {
-                body(index);
-            }
-        }
-        catch (...)
-        {
-            next = count;
-            throw;
-        }
-    };
-    std::vector<web::Task<void>> helpers;
-    for (std::size_t i = 1; i < std::min(count, threads); ++i)
-    {
-        helpers.emplace_back(work);
-    }
-    work();
-    for (web::Task<void> const& helper : helpers)
-    {
-        helper.get();
-    }
-}
-
 } // namespace
 
-CBulkDelete::CBulkDelete(COperations const& operations, EDeleteStyle style, std::string bucket,
-                         std::shared_ptr<progress::progress_base_t> progress, std::size_t total)
-    : m_operations(operations),
-      m_style(style),
-      m_bucket(std::move(bucket)),
-      m_progress(std::move(progress)),
-      m_total(total)
+SDeletePlan PlanDeletes(EDeleteStyle style, std::string const& bucket, std::span<wire::delete_item_t const> items)
 {
-}
-
-void CBulkDelete::Delete(std::vector<wire::delete_item_t> items)
-{
-    auto const fits = [this](wire::delete_item_t const& item)
-    { return m_style == EDeleteStyle::Batch && wire::FitsDeleteBody(item); };
-    auto const firstSingle = std::stable_partition(items.begin(), items.end(), fits);
-    auto const inChunks = [](std::span<wire::delete_item_t const> rest, auto const& remove)
+    SDeletePlan plan;
+    plan.m_count = items.size();
+    std::vector<wire::delete_item_t> fitting;
+    for (wire::delete_item_t const& item : items)
     {
-        while (!rest.empty())
-        {
-            std::size_t const count = std::min(rest.size(), wire::g_maxDeleteItems);
-            remove(rest.first(count));
-            rest = rest.subspan(count);
-        }
-    };
-    inChunks({items.begin(), firstSingle}, [this](auto chunk) { DeleteBatch(chunk); });
-    inChunks({firstSingle, items.end()}, [this](auto chunk) { DeleteSingles(chunk); });
+        wire::CheckKey(item.m_key);
+    }
+    auto const fits = [style](wire::delete_item_t const& item)
+    { return style == EDeleteStyle::Batch && wire::FitsDeleteBody(item); };
+    if (!std::all_of(items.begin(), items.end(), fits)) // seldom, so that lists are seldom copied
+    {
+        std::partition_copy(items.begin(), items.end(), std::back_inserter(fitting), std::back_inserter(plan.m_singles),
+                            fits);
+        items = fitting;
+    }
+    while (!items.empty())
+    {
+        auto const batch = items.first(std::min(items.size(), wire::g_maxDeleteItems));
+        plan.m_batches.push_back({wire::MakeDeleteObjects(bucket, batch), batch.front().m_key, batch.size()});
+        items = items.subspan(batch.size());
+    }
+    return plan;
 }
 
-void CBulkDelete::DeleteBatch(std::span<wire::delete_item_t const> items)
+CBulkDelete::CBulkDelete(COperations const& operations, std::string bucket,
+                         std::shared_ptr<progress::progress_base_t> progress, std::size_t total)
+    : m_operations(operations), m_bucket(std::move(bucket)), m_progress(std::move(progress)), m_total(total)
+{
+}
+
+void CBulkDelete::Delete(SDeletePlan const& plan)
+{
+    for (SDeletePlan::SBatch const& batch : plan.m_batches)
+    {
+        DeleteBatch(batch);
+    }
+    std::span<wire::delete_item_t const> singles = plan.m_singles;
+    while (!singles.empty())
+    {
+        std::size_t const count = std::min(singles.size(), wire::g_maxDeleteItems);
+        DeleteSingles(singles.first(count));
+        singles = singles.subspan(count);
+    }
+}
+
+void CBulkDelete::DeleteBatch(SDeletePlan::SBatch const& batch)
 {
     try
     {
-        auto const refused = m_operations.Exchange(wire::MakeDeleteObjects(m_bucket, items), wire::ReadDeleteObjects);
+        auto const refused = m_operations.Exchange(batch.m_request, wire::ReadDeleteObjects);
         for (wire::SRefusedItem const& item : refused)
         {
             Refuse(item.m_key, item.m_code, item.m_message, StatusOfErrorCode(item.m_code), 1);
@@ -90,9 +76,9 @@ void CBulkDelete::DeleteBatch(std::span<wire::delete_item_t const> items)
     }
     catch (CS3WireException const& error)
     {
-        Refuse(items.front().m_key, error.GetAmazonErrorCode(), error.what(), error.GetStatusCode(), items.size());
+        Refuse(batch.m_firstKey, error.GetAmazonErrorCode(), error.what(), error.GetStatusCode(), batch.m_count);
     }
-    Advance(items.size());
+    Advance(batch.m_count);
 }
 
 void CBulkDelete::DeleteSingles(std::span<wire::delete_item_t const> items)
@@ -149,7 +135,7 @@ void DeleteSingleObject(COperations const& operations, wire::SObjectRef const& o
 {
     try
     {
-        operations.Exchange(wire::MakeDeleteObject(object));
+        operations.DeleteObject(object);
     }
     catch (CS3WireException const& error)
     {
@@ -164,17 +150,17 @@ void DeletePrefix(COperations const& operations, EDeleteStyle style, std::string
                   std::string const& prefix, bool allVersions,
                   std::shared_ptr<progress::progress_base_t> const& progress)
 {
-    CBulkDelete bulk(operations, style, bucket, progress, 0);
+    CBulkDelete bulk(operations, bucket, progress, 0);
     wire::SListing listing;
     listing.m_bucket = bucket;
     listing.m_prefix = prefix;
     listing.m_google = operations.GetTraits().m_google;
-    auto const remove = [&bulk](auto& entries, auto const& toItem)
+    auto const remove = [&](auto& entries, auto const& toItem)
     {
         std::vector<wire::delete_item_t> items;
         items.reserve(entries.size());
         std::transform(entries.begin(), entries.end(), std::back_inserter(items), toItem);
-        bulk.Delete(std::move(items));
+        bulk.Delete(PlanDeletes(style, bucket, items));
     };
     if (allVersions)
     {

@@ -20,21 +20,38 @@ enum class EDeleteStyle
     Single ///< one request for each object, a few at a time, for stores without batch deletes
 };
 
-/// Deletes many objects. What a store refuses stops nothing: all requests are tried, and then the first refusal is thrown. Only a
+/// What is to be deleted, as requests: a batch goes out as it stands here, so no list of objects has to be kept beside it.
+struct SDeletePlan
+{
+    struct SBatch
+    {
+        wire::SWireRequest m_request;
+        std::string m_firstKey;
+        std::size_t m_count = 0;
+    };
+    std::vector<SBatch> m_batches;
+    std::vector<wire::delete_item_t> m_singles; ///< in style Single, and what no request body can name
+    std::size_t m_count = 0;
+};
+/// Throws exc::CRuntimeExc for an item without a key or with one over 1024 bytes.
+SDeletePlan PlanDeletes(EDeleteStyle style, std::string const& bucket, std::span<wire::delete_item_t const> items);
+
+/// Deletes many objects. A batch whose answer is lost is sent again without a look at its objects: in a bucket with versions this
+/// may leave a second delete marker above the first. What a store refuses stops nothing: all requests are tried, and then the first refusal is thrown. Only a
 /// connection that fails ends it at once. For one thread.
 class CBulkDelete
 {
 public:
     /// `progress` may be null; `total` is the number of objects, 0 while unknown.
-    CBulkDelete(COperations const& operations, EDeleteStyle style, std::string bucket,
-                std::shared_ptr<progress::progress_base_t> progress, std::size_t total);
+    CBulkDelete(COperations const& operations, std::string bucket, std::shared_ptr<progress::progress_base_t> progress,
+                std::size_t total);
 
-    void Delete(std::vector<wire::delete_item_t> items);
+    void Delete(SDeletePlan const& plan);
     /// Throws CS3WireException, with code and status of the first refusal and the number of all, if anything was refused.
     void Finish() const;
 
 private:
-    void DeleteBatch(std::span<wire::delete_item_t const> items);
+    void DeleteBatch(SDeletePlan::SBatch const& batch);
     void DeleteSingles(std::span<wire::delete_item_t const> items);
     void DeleteOne(wire::delete_item_t const& item);
     void Advance(std::size_t count);
@@ -42,7 +59,6 @@ private:
                 std::size_t count);
 
     COperations const& m_operations;
-    EDeleteStyle const m_style;
     std::string const m_bucket;
     std::shared_ptr<progress::progress_base_t> const m_progress;
     std::size_t const m_total;

@@ -84,17 +84,16 @@ web::Task<SBucket> ListWhole(std::shared_ptr<COperations> operations, wire::SLis
 }
 
 web::Task<void> DeleteItems(std::shared_ptr<COperations> operations, EDeleteStyle style, std::string const& bucket,
-                            std::vector<wire::delete_item_t> items, std::shared_ptr<progress::progress_base_t> progress)
+                            std::vector<wire::delete_item_t> const& items,
+                            std::shared_ptr<progress::progress_base_t> progress)
 {
-    for (wire::delete_item_t const& item : items)
-    {
-        Object(bucket, item.m_key, item.m_versionId);
-    }
+    wire::CheckBucket(bucket);
     return web::Task<void>(
-        [operations = std::move(operations), style, bucket, items = std::move(items), progress = std::move(progress)]
+        [operations = std::move(operations), bucket, plan = PlanDeletes(style, bucket, items),
+         progress = std::move(progress)]
         {
-            CBulkDelete bulk(*operations, style, bucket, progress, items.size());
-            bulk.Delete(items);
+            CBulkDelete bulk(*operations, bucket, progress, plan.m_count);
+            bulk.Delete(plan);
             bulk.Finish();
         });
 }
@@ -198,7 +197,7 @@ web::Task<void> CS3WireClient::DeleteObject(std::string const& bucket, std::stri
                                             std::string const& version) const
 {
     return web::Task<void>([operations = m_operations, object = Object(bucket, key, version)]
-                           { operations->Exchange(wire::MakeDeleteObject(object)); });
+                           { operations->DeleteObject(object); });
 }
 
 web::Task<void> CS3WireClient::PutObjectRetention(std::string const& bucket, std::string const& key,
@@ -216,7 +215,7 @@ web::Task<EPostObjectRestoreResponse> CS3WireClient::PostObjectRestore(std::stri
 {
     return web::Task<EPostObjectRestoreResponse>(
         [operations = m_operations, object = Object(bucket, key, version), days, tier]
-        { return operations->Exchange(wire::MakeRestoreObject(object, days, tier), wire::ReadRestoreObject); });
+        { return operations->RestoreObject(object, days, tier); });
 }
 
 web::Task<SBucketRegion> CS3WireClient::GetBucketRegion(std::string const& bucket) const
@@ -306,7 +305,7 @@ web::Task<void> CS3WireClient::CompatibleDeleteObjects(std::string const& bucket
     {
         items.push_back({key, ""});
     }
-    return DeleteItems(m_operations, EDeleteStyle::Single, bucket, std::move(items), std::move(progress));
+    return DeleteItems(m_operations, EDeleteStyle::Single, bucket, items, std::move(progress));
 }
 
 web::Task<void> CS3WireClient::CompatibleDeleteObjects(std::string const& bucket,

@@ -47,6 +47,7 @@ CS3WireClient CS3WireContext::CreateClient(guid::guid_t const& clientId,
 {
     std::string endpoint, region, arnText, accessKeyId, secret, token, role, metadataHost;
     SProxyConfig proxy;
+    CWipeAtEnd const wiped[] = {CWipeAtEnd(secret), CWipeAtEnd(token), CWipeAtEnd(proxy.m_password)};
     EAccessStyle style{};
     long creationTime = 0;
     RetrieveCredentials(clientId, endpoint, region, arnText, accessKeyId, secret, token, role, metadataHost, proxy,
@@ -56,8 +57,6 @@ CS3WireClient CS3WireContext::CreateClient(guid::guid_t const& clientId,
     auto const auth = arn.IsOutpostArn()
         ? factory.CreateForS3Outposts(accessKeyId, secret, token, endpoint, region, role, metadataHost)
         : factory.CreateForS3(accessKeyId, secret, token, endpoint, region, role, metadataHost, creationTime);
-    Wipe(secret);
-    Wipe(token);
     if (endpoint.empty())
     {
         arn.CheckIsValidS3ArnExc();

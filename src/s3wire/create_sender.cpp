@@ -1,3 +1,4 @@
+#include "bucketry/base/options.h"
 #include "s3wire/context.h"
 #include "s3wire/sender.h"
 #include "s3wire/transport/curl_transport.h"
@@ -10,11 +11,15 @@ namespace
 
 transport::STransportSettings MakeTransportSettings(SSenderSettings const& settings)
 {
+    options_t const& options = options_t::GetInst();
     transport::STransportSettings result;
+    result.m_limits = {std::chrono::milliseconds(options.GetS3ConnectTimeoutMsec()),
+                       std::chrono::seconds(options.GetS3StallTimeoutSec()),
+                       std::chrono::seconds(options.GetS3TotalTimeoutSec())};
     result.m_origin = settings.m_endpoint.empty() ? "the access point" : ParseEndpoint(settings.m_endpoint).Origin();
     result.m_proxyUrl = settings.m_proxy.m_endpoint;
     result.m_proxyUser = settings.m_proxy.m_userName;
-    result.m_proxyPassword = settings.m_proxy.m_password;
+    result.m_proxyPassword = CSecret(settings.m_proxy.m_password);
     if (settings.m_trustList)
     {
         result.m_trustedPem.emplace();
@@ -26,14 +31,25 @@ transport::STransportSettings MakeTransportSettings(SSenderSettings const& setti
     return result;
 }
 
+SRetryPolicy MakeRetryPolicy()
+{
+    SRetryPolicy policy;
+    if (std::uint32_t const seconds = options_t::GetInst().GetS3TotalTimeoutSec(); seconds != 0)
+    {
+        policy.m_totalTime = std::chrono::seconds(seconds);
+    }
+    return policy;
+}
+
 } // namespace
 
 std::shared_ptr<wire::IWireSender> CreateWireSender(SSenderSettings settings)
 {
+    CWipeAtEnd const wiped(settings.m_proxy.m_password);
     auto const& context = s3::CS3WireContext::Instance();
     auto transport = std::make_shared<transport::CCurlTransport>(MakeTransportSettings(settings),
                                                                  context.GetConnectionPool(), settings.m_throttling);
-    return std::make_shared<CWireSender>(settings, std::move(transport), context.GetRetryBudget(), SRetryPolicy(),
+    return std::make_shared<CWireSender>(settings, std::move(transport), context.GetRetryBudget(), MakeRetryPolicy(),
                                          SSurroundings::Real());
 }
 

@@ -1,9 +1,9 @@
 #include "s3wire/download.h"
 
+#include "s3wire/crc.h"
 #include "s3wire/wire/encoding.h"
 #include "s3wire/wire/object_requests.h"
 
-#include <boost/crc.hpp>
 #include <openssl/evp.h>
 #include <zlib.h>
 
@@ -20,27 +20,15 @@ namespace
 using io::block::CPooledBuf;
 using transport::SHttpResponse;
 
-std::string BigEndian(std::uint64_t crc)
+template <class TCrc>
+std::string BigEndian(TCrc crc)
 {
     std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8)
+    for (std::size_t i = sizeof(TCrc); i-- != 0;)
     {
-        bytes.push_back(static_cast<char>(crc >> shift & 0xFF));
+        bytes.push_back(static_cast<char>(crc >> 8 * i & 0xFF));
     }
     return bytes;
-}
-
-std::string Crc32Of(CPooledBuf const& content)
-{
-    return BigEndian(crc32_z(0, content.GetData(), content.GetCount()));
-}
-
-/// CRC-32C, the polynomial of Castagnoli (RFC 3720, appendix B.4).
-std::string Crc32COf(CPooledBuf const& content)
-{
-    boost::crc_optimal<32, 0x1EDC6F41, 0xFFFFFFFF, 0xFFFFFFFF, true, true> crc;
-    crc.process_bytes(content.GetData(), content.GetCount());
-    return BigEndian(crc.checksum());
 }
 
 std::string DigestOf(CPooledBuf const& content, EVP_MD const* algorithm)
@@ -62,8 +50,13 @@ struct SChecksum
 
 /// The cheapest first.
 constexpr SChecksum g_checksums[] = {
-    {"x-amz-checksum-crc32", &Crc32Of},
-    {"x-amz-checksum-crc32c", &Crc32COf},
+    {"x-amz-checksum-crc32",
+     [](CPooledBuf const& content)
+     { return BigEndian(static_cast<std::uint32_t>(crc32_z(0, content.GetData(), content.GetCount()))); }},
+    {"x-amz-checksum-crc32c",
+     [](CPooledBuf const& content) { return BigEndian(Crc32C(content.GetData(), content.GetCount())); }},
+    {"x-amz-checksum-crc64nvme",
+     [](CPooledBuf const& content) { return BigEndian(Crc64Nvme(content.GetData(), content.GetCount())); }},
     {"x-amz-checksum-sha1", [](CPooledBuf const& content) { return DigestOf(content, EVP_sha1()); }},
     {"x-amz-checksum-sha256", [](CPooledBuf const& content) { return DigestOf(content, EVP_sha256()); }},
 };

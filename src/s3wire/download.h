@@ -51,7 +51,7 @@ void CheckRange(transport::SHttpResponse const& answer, std::uint64_t offset, st
                 std::uint64_t received);
 
 /// Throws web::http::http_exception if the answer names a checksum of the whole object and the content has another one.
-/// CRC-32, SHA-1 and SHA-256 are known; nothing is hashed for an answer without them.
+/// CRC-32, CRC-32C, CRC-64/NVME, SHA-1 and SHA-256 are known; nothing is hashed for an answer without them.
 void CheckContent(transport::SHttpResponse const& answer, io::block::CPooledBuf const& content);
 
 } // namespace bucketry::s3wire

@@ -25,31 +25,31 @@ bool Covers(SObjectLockConfig const& found, SObjectLockConfig const& wanted)
     return found.m_enabled && mode && Seconds(found.m_retainUntil) >= Seconds(wanted.m_retainUntil);
 }
 
-/// What the store says of the object's lock; "covers" without a word where the caller may not ask.
-bool IsLocked(COperations& operations, SObjectRef const& object, SObjectLockConfig const& wanted)
+enum class EFound
+{
+    Locked,
+    Unlocked,
+    Hidden ///< the caller may not see locks: that none is shown says nothing
+};
+
+/// What the store says of the object's lock. HEAD shows locks only to those who may read them, and alone tells of holds.
+EFound ReadBack(COperations& operations, SObjectRef const& object, SObjectLockConfig const& wanted)
 {
     try
     {
         s3::SObjectData const head = operations.HeadObject(object);
-        if (wanted.m_legalHold && !(head.m_objectLock && head.m_objectLock->m_legalHold))
-        {
-            return false;
-        }
-        return !wanted.m_enabled || (head.m_objectLock && Covers(*head.m_objectLock, wanted)) ||
+        bool const held = !wanted.m_legalHold || (head.m_objectLock && head.m_objectLock->m_legalHold);
+        bool const retained = !wanted.m_enabled || (head.m_objectLock && Covers(*head.m_objectLock, wanted)) ||
             Covers(operations.Exchange(wire::MakeGetObjectRetention(object), wire::ReadGetObjectRetention), wanted);
+        return !retained ? EFound::Unlocked : held ? EFound::Locked : EFound::Hidden;
     }
     catch (CS3WireException const& error)
     {
-        if (error.GetStatusCode() == 403)
-        {
-            s3wire_log.warn("The lock of [%1] cannot be read back: %2", object.m_key, error.what());
-            return true;
-        }
         if (error.GetStatusCode() >= 500 && error.GetStatusCode() != 501)
         {
             throw;
         }
-        return false;
+        return error.GetStatusCode() == 403 ? EFound::Hidden : EFound::Unlocked;
     }
 }
 
@@ -75,20 +75,29 @@ void CLockAssurance::Ensure(COperations& operations, ELockRoute route, SObjectRe
         return;
     }
     EHeaders const headers = Recall(route, object.m_bucket);
-    if (headers == EHeaders::Unknown && IsLocked(operations, object, lock))
+    if (headers == EHeaders::Honoured)
+    {
+        return;
+    }
+    bool const isFirst = headers == EHeaders::Unknown;
+    EFound const found = isFirst ? ReadBack(operations, object, lock) : EFound::Hidden;
+    if (found == EFound::Locked)
     {
         Remember(route, object.m_bucket, EHeaders::Honoured);
+        return;
     }
-    else if (headers != EHeaders::Honoured)
+    SetLock(operations, object, lock);
+    if (found == EFound::Unlocked && ReadBack(operations, object, lock) == EFound::Unlocked)
     {
-        SetLock(operations, object, lock);
-        if (headers == EHeaders::Unknown && !IsLocked(operations, object, lock))
-        {
-            throw CS3WireException(util::str_format("The store does not keep the lock of [%1]", object.m_key), 501,
-                                   "NotImplemented");
-        }
-        Remember(route, object.m_bucket, EHeaders::Ignored);
+        throw CS3WireException(util::str_format("The store does not keep the lock of [%1]", object.m_key), 501,
+                               "NotImplemented");
     }
+    if (isFirst && found == EFound::Hidden)
+    {
+        s3wire_log.warn("Locks in [%1] cannot be read back: each is set once more by a request of its own.",
+                        object.m_bucket);
+    }
+    Remember(route, object.m_bucket, EHeaders::Unproven);
 }
 
 CLockAssurance::EHeaders CLockAssurance::Recall(ELockRoute route, std::string const& bucket)

@@ -22,8 +22,8 @@ enum class ELockRoute
 };
 
 /// Sees to it that a lock that was asked for is there. Some stores take the lock headers of a copy or of a multipart upload and
-/// forget them, so the first locked object of each bucket and route is read back; where the headers have no effect, the lock is
-/// set with a request of its own. Any thread.
+/// forget them, so the first locked object of each bucket and route is read back. Where the headers have no effect, or the
+/// caller may not read locks, each lock is set with a request of its own, which the store must confirm. Any thread.
 class CLockAssurance
 {
 public:
@@ -36,7 +36,7 @@ private:
     {
         Unknown,
         Honoured,
-        Ignored
+        Unproven ///< ignored, or nobody can tell
     };
     EHeaders Recall(ELockRoute route, std::string const& bucket);
     void Remember(ELockRoute route, std::string const& bucket, EHeaders headers);

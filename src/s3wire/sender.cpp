@@ -125,6 +125,7 @@ private:
     bool CorrectAddress(SHttpResponse const& answer, unsigned status, SStoreError const& error);
     bool CorrectRegion(std::string const& region);
     bool AddMd5(unsigned status, SStoreError const& error);
+    bool GoesOn(ERepeat repeat, std::optional<std::chrono::milliseconds> retryAfter);
     bool Repeats(ERepeat repeat, std::optional<std::chrono::milliseconds> retryAfter);
     SEffort Effort() const;
 
@@ -139,6 +140,8 @@ private:
     std::shared_ptr<CSigningKeys const> m_keys;
     CWatchedSink m_sink;
     unsigned m_attempts = 0;
+    bool m_mayBeDone = false; ///< an attempt has failed in a way that leaves open what the store did
+    bool m_done = false;      ///< the store did the work, only its answer is missing
     std::chrono::steady_clock::time_point const m_start = std::chrono::steady_clock::now();
     bool m_triedClock = false;
     bool m_triedKeys = false;
@@ -221,7 +224,7 @@ SHttpRequest CWireSender::CSending::Sign() const
     }
     if (!m_md5.empty())
     {
-        headers.Add("Content-MD5", m_md5);
+        headers.Set("Content-MD5", m_md5); // one of the caller's would be a second one
     }
     SSignedParts const parts{ToText(m_request.m_method), m_path, m_query, headers, m_payloadHash};
     headers.Add("Authorization", MakeAuthorization(parts, scope, m_keys->AccessKeyId(), m_keys->SigningKey(scope)));
@@ -239,7 +242,7 @@ SHttpResponse CWireSender::CSending::Exchange()
 
 SHttpResponse CWireSender::CSending::Run()
 {
-    for (;;)
+    while (!m_done)
     {
         m_keys = m_sender.m_auth->Keys();
         ++m_attempts;
@@ -254,7 +257,7 @@ SHttpResponse CWireSender::CSending::Run()
                 return answer;
             }
             auto const retryAfter = ReadRetryAfter(answer.m_headers.Get("Retry-After"), m_sender.Now());
-            if (!Correct(answer, status, error) && !Repeats(s3wire::RepeatAfter(status, error.m_code), retryAfter))
+            if (!Correct(answer, status, error) && !GoesOn(s3wire::RepeatAfter(status, error.m_code), retryAfter))
             {
                 CountFailure();
                 if (m_request.m_returnRefusals)
@@ -270,13 +273,14 @@ SHttpResponse CWireSender::CSending::Run()
             {
                 throw;
             }
-            if (!Repeats(RepeatAfter(transport::KindOf(failure)), std::nullopt))
+            if (!GoesOn(RepeatAfter(transport::KindOf(failure)), std::nullopt))
             {
                 CountFailure();
                 exc::RegenExc("%1 got no answer (%2).", Describe(m_request), Describe(Effort()), failure);
             }
         }
     }
+    return {};
 }
 
 unsigned CWireSender::CSending::Judge(SHttpResponse const& answer, SStoreError& error) const
@@ -409,6 +413,17 @@ bool CWireSender::CSending::AddMd5(unsigned status, SStoreError const& error)
     m_triedMd5 = true;
     m_md5 = Md5Base64(m_request.m_body.m_data, m_request.m_body.m_size);
     return true;
+}
+
+/// False if a failure is final. Asks behind the pause, when the store has had time to come to its end.
+bool CWireSender::CSending::GoesOn(ERepeat repeat, std::optional<std::chrono::milliseconds> retryAfter)
+{
+    bool const isOpen = repeat == ERepeat::IfIdempotent;
+    m_mayBeDone = m_mayBeDone || isOpen;
+    bool const again = Repeats(repeat, retryAfter);
+    bool const asks = m_request.m_isDone && (isOpen || (m_mayBeDone && !again));
+    m_done = asks && m_request.m_isDone();
+    return again || m_done;
 }
 
 bool CWireSender::CSending::Repeats(ERepeat repeat, std::optional<std::chrono::milliseconds> retryAfter)

@@ -79,13 +79,13 @@ CS3WireWriteStream::~CS3WireWriteStream()
     {
         part.wait();
     }
-    if (m_upload.m_uploadId.empty() || m_finished)
+    if (m_upload.m_uploadId.empty())
     {
         return;
     }
     try
     {
-        m_client.GetOperations()->Exchange(wire::MakeAbortMultipartUpload(m_upload));
+        m_client.GetOperations()->AbortUpload(m_upload);
     }
     catch (std::exception const& error)
     {
@@ -122,6 +122,11 @@ void CS3WireWriteStream::Append(unsigned long size, TFill const& fill)
             {
                 throw exc::CRuntimeExc("The upload of [%1] is finished", m_upload.m_key);
             }
+            if (m_announced != 0 && size > m_announced - m_written)
+            {
+                throw exc::CRuntimeExc("The upload of [%1] has more than the %2 bytes that were announced",
+                                       m_upload.m_key, m_announced);
+            }
             while (size != 0)
             {
                 if (m_block && m_block->GetCount() == PartSize())
@@ -131,7 +136,7 @@ void CS3WireWriteStream::Append(unsigned long size, TFill const& fill)
                 if (!m_block)
                 {
                     unsigned long const room =
-                        m_announced > m_written ? std::min(m_announced - m_written, PartSize()) : PartSize();
+                        m_announced != 0 ? std::min(m_announced - m_written, PartSize()) : PartSize();
                     m_block = io::block::CPooledBuf::Alloc(room, io::block::bufs_pool_t::GetInst());
                 }
                 unsigned long const filled = m_block->GetCount();
@@ -246,7 +251,12 @@ SMultipartUploadResult CS3WireWriteStream::FinishUpload()
 {
     SendPart();
     CollectAllParts();
-    return m_client.GetOperations()->CompleteUpload(m_upload, m_eTags, m_written, m_properties.m_lock);
+    COperations& operations = *m_client.GetOperations();
+    SMultipartUploadResult result = operations.CompleteUpload(m_upload, m_eTags, m_written);
+    m_upload.m_uploadId.clear(); // whatever comes now, there is nothing to abort any more
+    operations.EnsureLock(ELockRoute::Multipart, {m_upload.m_bucket, m_upload.m_key, result.m_versionId},
+                          m_properties.m_lock);
+    return result;
 }
 
 } // namespace bucketry::s3wire::s3

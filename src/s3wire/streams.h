@@ -40,7 +40,8 @@ private:
 /// would not suffice, and then fewer are in flight.
 ///
 /// Nothing is sent before the first part is full and more follows. An unfinished stream that goes away waits for its parts
-/// and aborts the upload. After a failure each operation throws the same again. One caller at a time.
+/// and aborts the upload. Where the store's answer to the begin of an upload is lost, an upload without parts stays behind: it
+/// takes no room, and it cannot be told from another writer's, so it is not hunted for. After a failure each operation throws the same again. One caller at a time.
 class CS3WireWriteStream
 {
 public:
@@ -53,6 +54,7 @@ public:
     CS3WireWriteStream& operator=(CS3WireWriteStream const&) = delete;
     ~CS3WireWriteStream();
 
+    /// Throw exc::CRuntimeExc for more bytes than were announced; those take no effect.
     void Write(unsigned char const* data, unsigned long size);
     void WriteZeroes(unsigned long count);
     /// Waits for the parts in flight. What does not fill a part stays.
@@ -75,7 +77,7 @@ private:
     std::size_t PartsInFlight() const;
 
     CS3WireClient& m_client;
-    wire::SUploadRef m_upload; ///< its id is empty until the upload has begun
+    wire::SUploadRef m_upload; ///< its id is empty before the upload has begun and after its end
     wire::SNewObject const m_properties;
     unsigned long const m_announced;
     unsigned long m_written = 0;

@@ -6,6 +6,7 @@
 #include "s3wire/operations.h"
 #include "s3wire/sender.h"
 #include "s3wire/streams.h"
+#include "support/bufs.h"
 
 #include <gmock/gmock.h>
 
@@ -19,6 +20,9 @@ namespace bucketry::s3wire::s3
 namespace
 {
 
+using testing::BufsOf;
+using testing::TextOf;
+
 constexpr unsigned long g_mebibyte = 1024 * 1024;
 
 /// Where this store differs from S3: it forgets the lock headers of copies and multipart uploads and names no version of a
@@ -31,22 +35,29 @@ std::string Setting(char const* name)
     return value != nullptr ? value : throw std::runtime_error(std::string(name) + " is not set: run with-gateway.sh");
 }
 
+std::shared_ptr<IS3WireAuth> AuthOf(std::string const& id, std::string const& secret, std::string const& token)
+{
+    return CS3WireAuthFactory(CS3WireContext::Instance().GetTempKeyStore())
+        .CreateForS3(id, secret, token, "", "", "", "", 0);
+}
+
 SSenderSettings Settings(char const* endpoint)
 {
     SSenderSettings settings;
     settings.m_endpoint = Setting(endpoint);
-    settings.m_auth = CS3WireAuthFactory(CS3WireContext::Instance().GetTempKeyStore())
-                          .CreateForS3(Setting("BUCKETRY_LIVE_ACCESS_KEY"), Setting("BUCKETRY_LIVE_SECRET_KEY"), "", "",
-                                       "", "", "", 0);
+    settings.m_auth = AuthOf(Setting("BUCKETRY_LIVE_ACCESS_KEY"), Setting("BUCKETRY_LIVE_SECRET_KEY"), "");
     return settings;
 }
 
-std::shared_ptr<io::block::CPooledBuf> Block(std::string const& text)
+/// Trusts the authority of the store.
+SSenderSettings TlsSettings(char const* endpoint)
 {
-    auto const block = io::block::CPooledBuf::Alloc(text.size(), nullptr);
-    block->SetCount(text.size());
-    std::copy(text.begin(), text.end(), block->GetData());
-    return block;
+    std::ifstream file(Setting("BUCKETRY_LIVE_CA"));
+    std::stringstream pem;
+    pem << file.rdbuf();
+    SSenderSettings settings = Settings(endpoint);
+    settings.m_trustList = {sockets::ssl::CX509CertBlob::FromPemString(pem.str())};
+    return settings;
 }
 
 std::string Pattern(unsigned long size)
@@ -59,7 +70,7 @@ std::string Pattern(unsigned long size)
     return text;
 }
 
-class LiveStore : public testing::Test
+class LiveStore : public ::testing::Test
 {
 protected:
     static void SetUpTestSuite()
@@ -77,15 +88,14 @@ protected:
     std::string Put(std::string const& bucket, std::string const& key, std::string const& text,
                     SObjectLockConfig const& lock = {})
     {
-        return m_client.PutObject(bucket, key, Block(text), {{"note", "日 " + text.substr(0, 5)}}, lock, {}, {}, {})
+        return m_client.PutObject(bucket, key, BufsOf(text), {{"note", "日 " + text.substr(0, 5)}}, lock, {}, {}, {})
             .get()
             .m_versionId;
     }
 
     std::string Get(std::string const& bucket, std::string const& key, std::string const& version = "")
     {
-        SObjectData const data = m_client.GetObject(bucket, key, nullptr, 0, 0, version).get();
-        return std::string(reinterpret_cast<char const*>(data.m_content->GetData()), data.m_content->GetCount());
+        return TextOf(*m_client.GetObject(bucket, key, nullptr, 0, 0, version).get().m_content);
     }
 
     std::set<std::string> Keys(std::string const& bucket, std::string const& prefix, bool older = false,
@@ -323,18 +333,81 @@ TEST_F(LiveStore, AnswersWhatIsAskedAboutItself)
 
 TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 {
-    std::ifstream file(Setting("BUCKETRY_LIVE_CA"));
-    std::stringstream pem;
-    pem << file.rdbuf();
-    SSenderSettings settings = Settings("BUCKETRY_LIVE_TLS_ENDPOINT");
-    settings.m_trustList = {sockets::ssl::CX509CertBlob::FromPemString(pem.str())};
-    CS3WireClient const client(CreateWireSender(std::move(settings)));
+    CS3WireClient const client(CreateWireSender(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
     std::string const text = Pattern(3 * g_mebibyte);
-    client.PutObject("plain", "tls", Block(text), {}, {}, {}, {}, {}).get();
+    client.PutObject("plain", "tls", BufsOf(text), {}, {}, {}, {}, {}).get();
     EXPECT_TRUE(Get("plain", "tls") == text);
     SObjectData const part = client.GetObject("plain", "tls", nullptr, 1000, 0, "").get();
     EXPECT_EQ(part.m_content->GetCount(), text.size() - 1000);
     EXPECT_EQ(part.m_contentLength, text.size());
+}
+
+TEST_F(LiveStore, IsReachedByTheNameOfTheBucket)
+{
+    SSenderSettings plain = Settings("BUCKETRY_LIVE_VIRTUAL_ENDPOINT");
+    SSenderSettings tls = TlsSettings("BUCKETRY_LIVE_TLS_VIRTUAL_ENDPOINT");
+    for (SSenderSettings* const settings : {&plain, &tls})
+    {
+        settings->m_virtualHosted = true;
+        CS3WireClient const client(CreateWireSender(std::move(*settings)));
+        std::string const key = "//virtual/a b+c";
+        client.PutObject("plain", key, BufsOf("hosted"), {}, {}, {}, {}, {}).get();
+        EXPECT_EQ(Get("plain", key), "hosted");
+        EXPECT_EQ(client.GetBucket("plain", "//virtual/", "", "", 0).get().m_contents.size(), 1u);
+        client.DeleteObjects("plain", "//virtual/", nullptr).get();
+    }
+}
+
+TEST_F(LiveStore, TakesTemporaryKeysWithTheirTokenOnly)
+{
+    static constexpr std::string_view form = "Action=GetSessionToken&DurationSeconds=900&Version=2011-06-15";
+    wire::SWireRequest ask = wire::MakeGetCallerIdentity();
+    ask.m_body = {reinterpret_cast<unsigned char const*>(form.data()), form.size(), nullptr};
+    transport::SHttpResponse const answer = CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"))->Send(ask);
+    auto const field = [&](char const* name) {
+        return wire::TextAt(answer, {"GetSessionTokenResponse", "GetSessionTokenResult", "Credentials", name});
+    };
+    std::string const id = field("AccessKeyId");
+    std::string const secret = field("SecretAccessKey");
+    auto const with = [&](std::string const& token)
+    {
+        SSenderSettings settings = Settings("BUCKETRY_LIVE_ENDPOINT");
+        settings.m_auth = AuthOf(id, secret, token);
+        return CS3WireClient(CreateWireSender(std::move(settings)));
+    };
+    with(field("SessionToken")).PutObject("plain", "temporary", BufsOf("x"), {}, {}, {}, {}, {}).get();
+    EXPECT_EQ(Get("plain", "temporary"), "x");
+    EXPECT_THROW(with("").GetObjectHead("plain", "temporary", "").get(), CS3WireException);
+}
+
+/// Refuses to copy in one request, as a store does for what is too large.
+class CSmallCopies final : public wire::IWireSender
+{
+public:
+    transport::SHttpResponse Send(wire::SWireRequest const& request) override
+    {
+        return request.m_operation == std::string("CopyObject")
+            ? throw CS3WireException("too large", 400, "InvalidRequest")
+            : m_sender->Send(request);
+    }
+
+private:
+    std::shared_ptr<wire::IWireSender> const m_sender = CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"));
+};
+
+TEST_F(LiveStore, CopiesInPartsWhatIsTooLargeForOneRequest)
+{
+    std::string const text = Pattern(12 * g_mebibyte);
+    std::string const version = Put("locked", "large source", text);
+    Put("locked", "large source", "newer");
+    COperations operations(std::make_shared<CSmallCopies>(), {false, false, 8 * g_mebibyte, 5 * g_mebibyte});
+    std::string const copied =
+        operations.CopyObject({"locked", "large source", version}, {"locked", "large copy", ""}, {}, {}, "")
+            .m_versionId;
+    EXPECT_FALSE(copied.empty());
+    EXPECT_TRUE(Get("locked", "large copy", copied) == text);
+    EXPECT_EQ(m_client.GetObjectHead("locked", "large copy", "").get().m_metadata.at("note"),
+              m_client.GetObjectHead("locked", "large source", version).get().m_metadata.at("note"));
 }
 
 } // namespace

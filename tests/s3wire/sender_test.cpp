@@ -1,4 +1,5 @@
 #include "bucketry/base/exceptions.h"
+#include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "bucketry/s3wire/statistics.h"
 #include "s3wire/errors.h"
@@ -306,6 +307,78 @@ TEST_F(Sender, RepeatsOnlyWhatIsSafe)
             EXPECT_FALSE(one.m_repeated) << one.m_name;
         }
         EXPECT_EQ(m_transport->m_seen.size(), one.m_repeated ? 2u : 1u) << one.m_name;
+    }
+}
+
+TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
+{
+    auto const script = [&](std::string const& step)
+    {
+        if (step == "lost")
+        {
+            m_transport->ScriptFailure(EFailure::Lost);
+            return;
+        }
+        bool const isStatus = step.find_first_not_of("0123456789") == std::string::npos;
+        m_transport->Script(
+            isStatus ? static_cast<unsigned>(std::stoul(step)) : 200, "",
+            {{"Content-Length", "0"},
+             {"ETag", step == "other" ? "e" : "\"d41d8cd98f00b204e9800998ecf8427e\""},
+             {"Date", "Sun, 17 Mar 2030 17:46:45 GMT"},
+             {"Last-Modified", std::string("Sun, 17 Mar 2030 17:4") + (step == "old" ? "0:00" : "6:44") + " GMT"},
+             {"x-amz-restore", "ongoing-request=\"true\""},
+             {"x-amz-version-id", step}});
+    };
+    s3::CS3WireClient const client(Make("http://store"));
+    s3::SObjectLockConfig const lock(true, s3::EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false);
+    auto const put = [&](s3::SObjectLockConfig const& wanted)
+    { return client.PutObject("b-1", "k", nullptr, {}, wanted, {}, {}, {}).get().m_versionId; };
+    auto const copy = [&](char const* from)
+    { return client.CopyObject("b-1", "b-1", from, "k", {}, "", {}, "").get().m_versionId; };
+    auto const remove = [&](char const* version)
+    { return client.DeleteObject("b-1", "k", version).get(), std::string("gone"); };
+    auto const restore = [&]
+    { return std::to_string(static_cast<int>(client.PostObjectRestore("b-1", "k", 1, {}, "").get())); };
+    struct
+    {
+        char const* m_name;
+        std::vector<std::string> m_steps;
+        std::function<std::string()> m_call;
+        char const* m_result; ///< mostly the step whose version it is
+        char const* m_methods;
+    } const cases[] = {
+        {"put", {"lost", "new"}, [&] { return put({}); }, "new", "PUT HEAD "},
+        {"older one there", {"lost", "old", "200"}, [&] { return put({}); }, "200", "PUT HEAD PUT "},
+        {"other one there", {"500", "other", "200"}, [&] { return put({}); }, "200", "PUT HEAD PUT "},
+        {"put late", {"lost", "404", "412", "new"}, [&] { return put({}); }, "new", "PUT HEAD PUT HEAD "},
+        {"put, not locked", {"lost", "new", "403"}, [&] { return put(lock); }, "refused", "PUT HEAD PUT HEAD "},
+        {"copied", {"lost", "new", "old"}, [&] { return copy("s"); }, "new", "PUT HEAD HEAD "},
+        {"onto itself", {"lost", "403"}, [&] { return copy("k"); }, "refused", "PUT PUT "},
+        {"deleted", {"lost", "404"}, [&] { return remove(""); }, "gone", "DELETE HEAD "},
+        {"not deleted", {"lost", "200", "204"}, [&] { return remove(""); }, "gone", "DELETE HEAD DELETE "},
+        {"version deleted", {"lost", "204"}, [&] { return remove("V"); }, "gone", "DELETE DELETE "},
+        {"restoring", {"lost", "old"}, restore, "0", "POST HEAD "},
+    };
+    for (auto const& one : cases)
+    {
+        m_transport->m_seen.clear();
+        m_transport->m_steps.clear();
+        std::for_each(one.m_steps.begin(), one.m_steps.end(), script);
+        std::string result = "refused";
+        try
+        {
+            result = one.m_call();
+        }
+        catch (CS3WireException const&)
+        {
+        }
+        std::string methods;
+        for (SHttpRequest const& request : m_transport->m_seen)
+        {
+            methods.append(ToText(request.m_method)).append(" ");
+        }
+        EXPECT_EQ(result, one.m_result) << one.m_name;
+        EXPECT_EQ(methods, one.m_methods) << one.m_name;
     }
 }
 

@@ -270,7 +270,7 @@ TEST(Transport, GoesThroughTheProxyWithItsCredentials)
     ExpectFailure(EFailure::Settings, HasSubstr("407"), [&] { Exchange(settings, Get("http://store.invalid/k")); });
     ExpectFailure(EFailure::Settings, HasSubstr("407"), [&] { Exchange(settings, Get("https://store.invalid/k")); });
     settings.m_proxyUser = "user";
-    settings.m_proxyPassword = "pass";
+    settings.m_proxyPassword = CSecret("pass");
     EXPECT_EQ(Exchange(settings, Get("http://store.invalid/k")).m_text, "through");
 }
 

@@ -855,17 +855,4 @@ SBatchJobStatus CMemoryClient::GetBatchJobStatus(SBatchJobInfo const& job)
     return {SBatchJobStatus::Finished, "Complete"};
 }
 
-std::string TextOf(io::block::CPooledBuf const& bufs)
-{
-    return bufs.GetCount() == 0 ? std::string()
-                                : std::string(reinterpret_cast<char const*>(bufs.GetData()), bufs.GetCount());
-}
-
-std::shared_ptr<io::block::CPooledBuf> BufsOf(std::string const& text)
-{
-    auto const bufs = io::block::CPooledBuf::Alloc(text.size(), nullptr);
-    Fill(*bufs, text);
-    return bufs;
-}
-
 } // namespace bucketry::testing

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "bucketry/client.h"
+#include "support/bufs.h"
 
 #include <functional>
 #include <map>
@@ -128,8 +129,5 @@ private:
     std::size_t const m_pageSize;
     std::shared_ptr<CServerTime> const m_serverTime = std::make_shared<CServerTime>();
 };
-
-std::string TextOf(io::block::CPooledBuf const& bufs);
-std::shared_ptr<io::block::CPooledBuf> BufsOf(std::string const& text);
 
 } // namespace bucketry::testing

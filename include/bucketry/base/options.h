@@ -54,6 +54,19 @@ public:
     std::string GetGoogleStorageHost() const;
     void SetGoogleStorageHost(std::string const& host);
 
+    /// Time limits of the S3 REST layer; a client keeps those of the moment when it was made. 0 is none, and for a
+    /// connection five minutes.
+    /// Milliseconds to get a connection: name, TCP, proxy and TLS together. Default 10000.
+    std::uint32_t GetS3ConnectTimeoutMsec() const;
+    void SetS3ConnectTimeoutMsec(std::uint32_t milliseconds);
+    /// Seconds in which not one byte has moved, after which an attempt counts as lost. Default 120.
+    std::uint32_t GetS3StallTimeoutSec() const;
+    void SetS3StallTimeoutSec(std::uint32_t seconds);
+    /// Seconds for a request with all its repeats: then an attempt is cut off, and none begins any more. Default 0, which
+    /// leaves large transfers their time.
+    std::uint32_t GetS3TotalTimeoutSec() const;
+    void SetS3TotalTimeoutSec(std::uint32_t seconds);
+
 private:
     struct SState;
     options_t();

@@ -95,7 +95,8 @@ public:
                                           std::shared_ptr<io::block::CPooledBuf> content, metadata_t const& metadata,
                                           SObjectLockConfig const& lock, CObjectStorageClass const& storageClass,
                                           metadata_t const& headers, SPutObjectExtraAgruments const& extra) const;
-    /// Up to 5 GB. `metadataDirective`: "COPY", "REPLACE", or empty for the store's default, COPY.
+    /// `metadataDirective`: "COPY", "REPLACE", or empty for the store's default, COPY. What the store refuses to copy in one piece,
+    /// from 5 GiB on, is copied in parts; such a copy takes over metadata and content type, and no other header.
     web::Task<SCopyObjectResult> CopyObject(std::string const& sourceBucket, std::string const& targetBucket,
                                             std::string const& sourceKey, std::string const& targetKey,
                                             CObjectStorageClass const& storageClass, std::string const& sourceVersion,

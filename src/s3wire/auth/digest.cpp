@@ -53,6 +53,13 @@ sha256_t Sha256Of(std::string_view first, std::string_view second)
     return digest;
 }
 
+std::array<unsigned char, 16> Md5(void const* data, std::size_t size)
+{
+    std::array<unsigned char, 16> digest;
+    Check(EVP_Digest(data, size, digest.data(), nullptr, EVP_md5(), nullptr));
+    return digest;
+}
+
 std::string_view AsText(std::span<unsigned char const> bytes)
 {
     return {reinterpret_cast<char const*>(bytes.data()), bytes.size()};
@@ -101,11 +108,14 @@ std::string ToHex(std::span<unsigned char const> bytes)
     return text;
 }
 
+std::string Md5Hex(void const* data, std::size_t size)
+{
+    return ToHex(Md5(data, size));
+}
+
 std::string Md5Base64(void const* data, std::size_t size)
 {
-    std::array<unsigned char, 16> digest;
-    Check(EVP_Digest(data, size, digest.data(), nullptr, EVP_md5(), nullptr));
-    return wire::EncodeBase64(AsText(digest));
+    return wire::EncodeBase64(AsText(Md5(data, size)));
 }
 
 } // namespace bucketry::s3wire

@@ -24,6 +24,9 @@ sha256_t HmacSha256(std::span<unsigned char const> key, std::string_view text);
 /// Lower-case hexadecimal digits.
 std::string ToHex(std::span<unsigned char const> bytes);
 
+/// The MD5 of a body in hexadecimal digits: the ETag of an object that was put whole, on most stores.
+std::string Md5Hex(void const* data, std::size_t size);
+
 /// The MD5 of a body in base64, as Content-MD5 carries it (RFC 1864).
 std::string Md5Base64(void const* data, std::size_t size);
 

@@ -24,11 +24,11 @@ constexpr std::time_t tokenSeconds = 21600;
 constexpr std::time_t tokenReserve = 60;
 constexpr char const* rolePath = "/latest/meta-data/iam/security-credentials/";
 
-std::string Trimmed(std::string const& text)
+std::string_view Trimmed(std::string_view text)
 {
     std::size_t const first = text.find_first_not_of(" \t\r\n");
     std::size_t const last = text.find_last_not_of(" \t\r\n");
-    return first == std::string::npos ? std::string() : text.substr(first, last - first + 1);
+    return first == std::string::npos ? std::string_view() : text.substr(first, last - first + 1);
 }
 
 void AppendUtf8(std::string& text, unsigned codePoint)
@@ -174,24 +174,25 @@ SHttpResponse CMetadataService::Exchange(SHttpRequest const& request)
     }
 }
 
-std::string const& CMetadataService::SessionToken()
+std::string_view CMetadataService::SessionToken()
 {
     if (m_surroundings.m_now() < m_tokenEnd)
     {
-        return m_sessionToken;
+        return m_sessionToken.View();
     }
     SHttpRequest request{EHttpMethod::Put, m_url + "/latest/api/token", {}, {}, nullptr, 0};
     request.m_headers.Add("x-aws-ec2-metadata-token-ttl-seconds", std::to_string(tokenSeconds));
-    SHttpResponse const answer = Exchange(request);
+    SHttpResponse answer = Exchange(request);
+    CWipeAtEnd const wiped(answer.m_text);
     bool const versionOne = answer.m_status == 403 || answer.m_status == 404 || answer.m_status == 405;
     if (answer.m_status != 200 && !versionOne)
     {
         throw exc::CRuntimeExc("The instance metadata service at %1 refuses a session token with status %2.", m_url,
                                answer.m_status);
     }
-    m_sessionToken = versionOne ? std::string() : Trimmed(answer.m_text);
+    m_sessionToken = CSecret(versionOne ? std::string_view() : Trimmed(answer.m_text));
     m_tokenEnd = m_surroundings.m_now() + tokenSeconds - tokenReserve;
-    return m_sessionToken;
+    return m_sessionToken.View();
 }
 
 SHttpResponse CMetadataService::Ask(std::string const& path)
@@ -199,7 +200,7 @@ SHttpResponse CMetadataService::Ask(std::string const& path)
     for (bool again = false;; again = true)
     {
         SHttpRequest request{EHttpMethod::Get, m_url + path, {}, {}, nullptr, 0};
-        if (std::string const& token = SessionToken(); !token.empty())
+        if (std::string_view const token = SessionToken(); !token.empty())
         {
             request.m_headers.Add("x-aws-ec2-metadata-token", token);
         }
@@ -219,10 +220,12 @@ SHttpResponse CMetadataService::Ask(std::string const& path)
 
 SRoleKeys CMetadataService::FetchRoleKeys(std::string const& roleName)
 {
-    std::string const role = roleName.empty() ? Trimmed(Ask(rolePath).m_text) : roleName;
+    std::string const role = roleName.empty() ? std::string(Trimmed(Ask(rolePath).m_text)) : roleName;
     std::string answer = std::move(Ask(rolePath + role).m_text);
+    CWipeAtEnd const answerWiped(answer);
     std::string const code = ReadJsonText(answer, "Code").value_or("Success");
     std::array<std::string, 4> fields;
+    CWipeAtEnd const fieldsWiped[] = {CWipeAtEnd(fields[1]), CWipeAtEnd(fields[2])};
     bool complete = code == "Success";
     std::size_t index = 0;
     for (char const* name : {"AccessKeyId", "SecretAccessKey", "Token", "Expiration"})
@@ -235,13 +238,9 @@ SRoleKeys CMetadataService::FetchRoleKeys(std::string const& roleName)
         throw exc::CRuntimeExc("The instance metadata service at %1 gives no keys for the role %2: %3 %4", m_url, role,
                                code, ReadJsonText(answer, "Message").value_or(""));
     }
-    auto& [accessKeyId, secret, token, expiration] = fields;
-    SRoleKeys const keys{std::make_shared<CSigningKeys const>(accessKeyId, CSecret(secret), CSecret(token)),
-                         datetime::CDateTime::fromString(expiration, "%Y-%m-%dT%H:%M:%SZ", true).toUnixTime()};
-    Wipe(secret);
-    Wipe(token);
-    Wipe(answer);
-    return keys;
+    auto const& [accessKeyId, secret, token, expiration] = fields;
+    return {std::make_shared<CSigningKeys const>(accessKeyId, CSecret(secret), CSecret(token)),
+            datetime::CDateTime::fromString(expiration, "%Y-%m-%dT%H:%M:%SZ", true).toUnixTime()};
 }
 
 } // namespace bucketry::s3wire

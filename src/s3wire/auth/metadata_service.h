@@ -28,6 +28,8 @@ class CMetadataService
 public:
     /// `url` has a scheme and no "/" at its end.
     CMetadataService(std::string url, std::shared_ptr<transport::IHttpTransport> transport, SSurroundings surroundings);
+    CMetadataService(CMetadataService const&) = delete;
+    CMetadataService& operator=(CMetadataService const&) = delete;
 
     /// Without a role name the service is asked for it first. Throws exc::CRuntimeExc if there is no such role or the
     /// answer has no keys, web::http::http_exception if there is no answer.
@@ -36,12 +38,12 @@ public:
 private:
     transport::SHttpResponse Ask(std::string const& path);
     transport::SHttpResponse Exchange(transport::SHttpRequest const& request);
-    std::string const& SessionToken();
+    std::string_view SessionToken();
 
     std::string const m_url;
     std::shared_ptr<transport::IHttpTransport> const m_transport;
     SSurroundings const m_surroundings;
-    std::string m_sessionToken; ///< empty also where the service has only version 1
+    CSecret m_sessionToken; ///< empty also where the service has only version 1
     std::time_t m_tokenEnd = 0;
 };
 

@@ -25,6 +25,7 @@ public:
 
     std::string_view View() const { return {m_bytes.data(), m_bytes.size()}; }
     bool empty() const { return m_bytes.empty(); }
+    bool operator==(CSecret const&) const = default;
 
 private:
     std::vector<char> m_bytes; ///< never grows, so no copy is left behind
@@ -32,5 +33,18 @@ private:
 
 /// Overwrites a text that held a secret for a moment, and empties it.
 void Wipe(std::string& text);
+
+/// Does so at the end of a scope, by whichever way that is left.
+class CWipeAtEnd
+{
+public:
+    explicit CWipeAtEnd(std::string& text) : m_text(text) {}
+    CWipeAtEnd(CWipeAtEnd const&) = delete;
+    CWipeAtEnd& operator=(CWipeAtEnd const&) = delete;
+    ~CWipeAtEnd() { Wipe(m_text); }
+
+private:
+    std::string& m_text;
+};
 
 } // namespace bucketry::s3wire

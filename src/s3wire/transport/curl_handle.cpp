@@ -310,7 +310,9 @@ void CCurlHandle::SetUpOnce()
     if (!settings.m_proxyUser.empty())
     {
         Set(CURLOPT_PROXYUSERNAME, settings.m_proxyUser.c_str());
-        Set(CURLOPT_PROXYPASSWORD, settings.m_proxyPassword.c_str());
+        std::string password(settings.m_proxyPassword.View());
+        CWipeAtEnd const wiped(password);
+        Set(CURLOPT_PROXYPASSWORD, password.c_str());
     }
     Set(CURLOPT_HEADERFUNCTION, OnHeader);
     Set(CURLOPT_WRITEFUNCTION, OnBody);
@@ -411,6 +413,18 @@ long CCurlHandle::BufferFor(std::uint64_t expectedSize) const
     return likely <= smallBuffer ? smallBuffer : likely <= 4 * middleBuffer ? middleBuffer : largeBuffer;
 }
 
+void CCurlHandle::SetBuffers(SHttpRequest const& request, bool throttled)
+{
+    Set(CURLOPT_BUFFERSIZE, throttled || !request.m_sink ? smallBuffer : BufferFor(request.m_expectedSize));
+    std::uint64_t const size = request.m_body.m_size;
+    long const wanted = throttled ? smallBuffer : size <= largeBuffer ? middleBuffer : largeBuffer;
+    if (size > inlineBody && wanted != m_uploadBuffer)
+    {
+        Set(CURLOPT_UPLOAD_BUFFERSIZE, wanted);
+        m_uploadBuffer = wanted;
+    }
+}
+
 SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrottlingCtx* throttling)
 {
     CExchange exchange(request, throttling);
@@ -420,8 +434,7 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     Set(CURLOPT_HEADERDATA, &exchange);
     Set(CURLOPT_WRITEDATA, &exchange);
     bool const throttled = throttling && throttling->GetLimitBytesPerSec() != 0;
-    Set(CURLOPT_BUFFERSIZE, throttled || !request.m_sink ? smallBuffer : BufferFor(request.m_expectedSize));
-    Set(CURLOPT_UPLOAD_BUFFERSIZE, request.m_body.m_size > inlineBody && !throttled ? largeBuffer : smallBuffer);
+    SetBuffers(request, throttled);
     if (request.m_body.m_size <= inlineBody)
     {
         Pause(throttling, request.m_body.m_size);

@@ -46,14 +46,16 @@ private:
     void SetUpTrust();
     void SetMethod(SHttpRequest const& request, void* exchange);
     void SetHeaders(SHttpRequest const& request);
+    void SetBuffers(SHttpRequest const& request, bool throttled);
     long BufferFor(std::uint64_t expectedSize) const;
     [[noreturn]] void Raise(CURLcode code, SHttpRequest const& request);
 
     std::shared_ptr<STransportSettings const> m_settings;
     std::unique_ptr<CURL, SFree> m_curl;
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
-    std::uint64_t m_lastReceived = 0;      ///< by the last sink
-    std::string m_headerText;              ///< the header lines of the running exchange, each with its end mark
+    std::uint64_t m_lastReceived = 0; ///< by the last sink
+    long m_uploadBuffer = 0;          ///< its size; libcurl throws the buffer away when it is set, also to the same
+    std::string m_headerText;         ///< the header lines of the running exchange, each with its end mark
     std::vector<curl_slist> m_headerLines; ///< point into m_headerText
 };
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "s3wire/auth/secret.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -9,7 +11,7 @@
 namespace bucketry::s3wire::transport
 {
 
-/// Times after which an exchange is given up; 0 is no limit.
+/// Times after which an exchange is given up; 0 is no limit, and five minutes for a connection.
 struct STimeLimits
 {
     std::chrono::milliseconds m_connect{10'000}; ///< name, TCP, proxy and TLS together
@@ -27,7 +29,7 @@ struct STransportSettings
     STimeLimits m_limits;
     std::string m_proxyUrl; ///< empty for none; the environment's proxies are never used
     std::string m_proxyUser;
-    std::string m_proxyPassword;
+    CSecret m_proxyPassword;
     std::optional<std::string> m_trustedPem; ///< certificates that are trusted in place of the system's
     bool m_verifyTls = true;
     std::chrono::seconds m_idle{20}; ///< connections that were idle for longer are not used again

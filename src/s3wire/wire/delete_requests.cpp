@@ -4,6 +4,8 @@
 #include "s3wire/wire/object_requests.h"
 #include "s3wire/wire/xml_writer.h"
 
+#include <numeric>
+
 namespace bucketry::s3wire::wire
 {
 namespace
@@ -17,24 +19,34 @@ SRefusedItem ReadError(CXmlReader& reader)
     return item;
 }
 
+/// The tags at once: bodies are long.
 void AppendItem(std::string& xml, delete_item_t const& item)
 {
-    AppendXmlParent(xml, "Object",
-                    [&]
-                    {
-                        AppendXmlElement(xml, "Key", item.m_key);
-                        if (!item.m_versionId.empty())
-                        {
-                            AppendXmlElement(xml, "VersionId", item.m_versionId);
-                        }
-                    });
+    xml.append("<Object><Key>");
+    AppendXmlText(xml, item.m_key);
+    if (!item.m_versionId.empty())
+    {
+        xml.append("</Key><VersionId>");
+        AppendXmlText(xml, item.m_versionId);
+        xml.append("</VersionId></Object>");
+        return;
+    }
+    xml.append("</Key></Object>");
+}
+
+std::size_t LikelySize(std::span<delete_item_t const> items)
+{
+    constexpr std::size_t tags = 64;
+    return std::accumulate(items.begin(), items.end(), 2 * tags,
+                           [](std::size_t size, delete_item_t const& item)
+                           { return size + tags + item.m_key.size() + item.m_versionId.size(); });
 }
 
 } // namespace
 
 bool FitsDeleteBody(delete_item_t const& item)
 {
-    return IsXmlText(item.m_key);
+    return IsXmlText(item.m_key) && IsXmlText(item.m_versionId);
 }
 
 SWireRequest MakeDeleteObjects(std::string const& bucket, std::span<delete_item_t const> items)
@@ -49,7 +61,7 @@ SWireRequest MakeDeleteObjects(std::string const& bucket, std::span<delete_item_
                XmlDocument("Delete", g_s3Namespace,
                            [&](std::string& xml)
                            {
-                               xml.reserve(items.size() * 128);
+                               xml.reserve(LikelySize(items));
                                xml.append("<Quiet>true</Quiet>");
                                for (delete_item_t const& item : items)
                                {

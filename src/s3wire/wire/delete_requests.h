@@ -24,7 +24,8 @@ struct SRefusedItem
     std::string m_message;
 };
 
-/// Whether a request body can name the object. A key with other control characters than TAB, LF and CR is deleted alone.
+/// Whether a request body can name the object. One whose key or version id has control characters other than TAB, LF and CR
+/// is deleted alone.
 bool FitsDeleteBody(delete_item_t const& item);
 
 /// At most 1000 items that fit, all of them with a key.

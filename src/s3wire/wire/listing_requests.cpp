@@ -57,41 +57,30 @@ std::uint64_t NumberOf(std::string const& text)
     return *number;
 }
 
-s3::SObjectMetadata ReadContents(CXmlReader& reader)
+/// An object or a version: `versionId` takes the id of the latter. A delete marker has no size.
+template <class TEntry>
+void ReadEntry(CXmlReader& reader, TEntry& entry, std::string& versionId, bool hasSize)
 {
-    s3::SObjectMetadata entry;
     std::string size;
     reader.ReadFields({{"Key", &entry.m_key},
+                       {"VersionId", &versionId},
                        {"LastModified", &entry.m_lastModified},
                        {"ETag", &entry.m_eTag},
                        {"Size", &size},
                        {"StorageClass", &entry.m_storageClass}});
-    entry.m_size = NumberOf(size);
+    entry.m_size = hasSize ? NumberOf(size) : 0;
     DropFraction(entry.m_lastModified);
-    return entry;
 }
 
-s3::SObjectVersionEntry ReadVersion(CXmlReader& reader, bool isDeleteMarker)
+/// False if the reader stands on something else.
+bool ReadCommonPrefix(CXmlReader& reader, std::vector<std::string>& prefixes)
 {
-    s3::SObjectVersionEntry entry;
-    std::string size;
-    reader.ReadFields({{"Key", &entry.m_key},
-                       {"VersionId", &entry.m_versionId},
-                       {"LastModified", &entry.m_lastModified},
-                       {"ETag", &entry.m_eTag},
-                       {"Size", &size},
-                       {"StorageClass", &entry.m_storageClass}});
-    entry.m_isDeleteMarker = isDeleteMarker;
-    entry.m_size = isDeleteMarker ? 0 : NumberOf(size);
-    DropFraction(entry.m_lastModified);
-    return entry;
-}
-
-std::string ReadCommonPrefix(CXmlReader& reader)
-{
-    std::string prefix;
-    reader.ReadFields({{"Prefix", &prefix}});
-    return prefix;
+    bool const isPrefix = reader.Name() == "CommonPrefixes";
+    if (isPrefix)
+    {
+        reader.ReadFields({{"Prefix", &prefixes.emplace_back()}});
+    }
+    return isPrefix;
 }
 
 /// The answer may say behind its entries that they are encoded, so all of them are decoded at the end.
@@ -171,12 +160,12 @@ SObjectPage ReadListObjects(SHttpResponse const& answer)
         {
             if (name == "Contents")
             {
-                page.m_contents.m_contents.push_back(ReadContents(reader));
+                std::string none;
+                ReadEntry(reader, page.m_contents.m_contents.emplace_back(), none, true);
                 return;
             }
-            if (name == "CommonPrefixes")
+            if (ReadCommonPrefix(reader, page.m_contents.m_commonPrefixes))
             {
-                page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
                 return;
             }
             page.m_olderForm = page.m_olderForm || name == "Marker";
@@ -225,12 +214,13 @@ SVersionPage ReadListObjectVersions(SHttpResponse const& answer)
         {
             if (name == "Version" || name == "DeleteMarker")
             {
-                page.m_contents.m_versions.push_back(ReadVersion(reader, name == "DeleteMarker"));
+                auto& entry = page.m_contents.m_versions.emplace_back();
+                entry.m_isDeleteMarker = name == "DeleteMarker";
+                ReadEntry(reader, entry, entry.m_versionId, !entry.m_isDeleteMarker);
                 return;
             }
-            if (name == "CommonPrefixes")
+            if (ReadCommonPrefix(reader, page.m_contents.m_commonPrefixes))
             {
-                page.m_contents.m_commonPrefixes.push_back(ReadCommonPrefix(reader));
                 return;
             }
             reader.ReadInto({{"IsTruncated", &truncated},

@@ -1,11 +1,9 @@
 #include "s3wire/wire/multipart_requests.h"
 
 #include "bucketry/base/exceptions.h"
+#include "s3wire/auth/digest.h"
 #include "s3wire/wire/xml_writer.h"
 
-#include <openssl/evp.h>
-
-#include <array>
 #include <charconv>
 
 namespace bucketry::s3wire::wire
@@ -20,6 +18,17 @@ SWireRequest UploadRequest(char const* operation, EHttpMethod method, SUploadRef
 {
     SWireRequest request = ObjectRequest(operation, method, {upload.m_bucket, upload.m_key, ""});
     request.m_query.emplace_back("uploadId", upload.m_uploadId);
+    return request;
+}
+
+SWireRequest PartRequest(char const* operation, SUploadRef const& upload, unsigned partNumber)
+{
+    if (partNumber == 0 || partNumber > g_maxPartNumber)
+    {
+        throw exc::CRuntimeExc("An upload has parts 1 to 10000, not %1", partNumber);
+    }
+    SWireRequest request = UploadRequest(operation, EHttpMethod::Put, upload);
+    request.m_query.emplace(request.m_query.begin(), "partNumber", std::to_string(partNumber));
     return request;
 }
 
@@ -72,12 +81,7 @@ std::string ReadCreateMultipartUpload(SHttpResponse const& answer)
 SWireRequest MakeUploadPart(SUploadRef const& upload, unsigned partNumber,
                             std::shared_ptr<io::block::CPooledBuf const> const& content, bool contentMd5)
 {
-    if (partNumber == 0 || partNumber > g_maxPartNumber)
-    {
-        throw exc::CRuntimeExc("An upload has parts 1 to 10000, not %1", partNumber);
-    }
-    SWireRequest request = UploadRequest("UploadPart", EHttpMethod::Put, upload);
-    request.m_query.emplace(request.m_query.begin(), "partNumber", std::to_string(partNumber));
+    SWireRequest request = PartRequest("UploadPart", upload, partNumber);
     SetBlockBody(request, content);
     request.m_contentMd5 = contentMd5;
     return request;
@@ -91,6 +95,22 @@ std::string ReadUploadPart(SHttpResponse const& answer)
         ThrowBadAnswer("no ETag of the part");
     }
     return eTag;
+}
+
+SWireRequest MakeUploadPartCopy(SUploadRef const& upload, unsigned partNumber, SObjectRef const& source,
+                                std::string const& eTag, SByteRange const& range)
+{
+    SWireRequest request = PartRequest("UploadPartCopy", upload, partNumber);
+    AddCopySource(request, source);
+    request.m_headers.Set("x-amz-copy-source-range", RangeText(range));
+    request.m_headers.Set("x-amz-copy-source-if-match", eTag);
+    request.m_errorInside200 = true;
+    return request;
+}
+
+std::string ReadUploadPartCopy(SHttpResponse const& answer)
+{
+    return TextAt(answer, {"CopyPartResult", "ETag"});
 }
 
 SWireRequest MakeCompleteMultipartUpload(SUploadRef const& upload, std::vector<std::string> const& eTags)
@@ -142,20 +162,9 @@ std::string MultipartETag(std::vector<std::string> const& eTags)
             return "";
         }
     }
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned size = 0;
-    if (EVP_Digest(bytes.data(), bytes.size(), digest.data(), &size, EVP_md5(), nullptr) != 1)
-    {
-        return "";
-    }
-    static constexpr char digits[] = "0123456789abcdef";
     std::string eTag = "\"";
-    for (unsigned i = 0; i < size; ++i)
-    {
-        eTag.push_back(digits[digest[i] >> 4]);
-        eTag.push_back(digits[digest[i] & 15]);
-    }
-    return eTag + "-" + std::to_string(eTags.size()) + "\"";
+    eTag.append(Md5Hex(bytes.data(), bytes.size())).append("-").append(std::to_string(eTags.size()));
+    return eTag.append("\"");
 }
 
 } // namespace bucketry::s3wire::wire

@@ -24,11 +24,16 @@ SWireRequest MakeCreateMultipartUpload(SObjectRef const& object, SNewObject cons
 /// The upload id.
 std::string ReadCreateMultipartUpload(transport::SHttpResponse const& answer);
 
-/// Parts count from 1; throws exc::CRuntimeExc beyond 10000. `contentMd5` for uploads with a lock.
+/// Parts count from 1; both throw exc::CRuntimeExc beyond 10000. `contentMd5` for uploads with a lock.
 SWireRequest MakeUploadPart(SUploadRef const& upload, unsigned partNumber,
                             std::shared_ptr<io::block::CPooledBuf const> const& content, bool contentMd5);
 /// The part's ETag.
 std::string ReadUploadPart(transport::SHttpResponse const& answer);
+
+/// A part from a range of another object, if that still has this ETag.
+SWireRequest MakeUploadPartCopy(SUploadRef const& upload, unsigned partNumber, SObjectRef const& source,
+                                std::string const& eTag, SByteRange const& range);
+std::string ReadUploadPartCopy(transport::SHttpResponse const& answer);
 
 /// `eTags` of all parts, the first part first.
 SWireRequest MakeCompleteMultipartUpload(SUploadRef const& upload, std::vector<std::string> const& eTags);

@@ -7,6 +7,7 @@
 #include "s3wire/wire/xml_writer.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 namespace bucketry::s3wire::wire
@@ -131,6 +132,23 @@ std::optional<s3::SObjectLockConfig> LockOf(SHttpResponse const& answer)
                                  hold);
 }
 
+void ReadTextAt(CXmlReader& reader, std::span<std::string_view const> path, std::string& text)
+{
+    if (path.empty())
+    {
+        text = reader.Text();
+        return;
+    }
+    reader.ForEachChild(
+        [&](std::string_view name)
+        {
+            if (name == path.front())
+            {
+                ReadTextAt(reader, path.subspan(1), text);
+            }
+        });
+}
+
 /// bucket/key with an optional version; through an access point its ARN with "/object/" and the key, encoded as one.
 std::string CopySourceOf(SObjectRef const& source)
 {
@@ -210,6 +228,23 @@ void SetXmlBody(SWireRequest& request, std::string xml)
     request.m_contentMd5 = true;
 }
 
+std::string RangeText(SByteRange const& range)
+{
+    if (range.m_length > UINT64_MAX - range.m_offset)
+    {
+        throw exc::CRuntimeExc("The range of %1 bytes from %2 does not exist", range.m_length, range.m_offset);
+    }
+    std::string const last = range.m_length == 0 ? "" : std::to_string(range.m_offset + range.m_length - 1);
+    return std::string("bytes=").append(std::to_string(range.m_offset)).append("-").append(last);
+}
+
+void AddCopySource(SWireRequest& request, SObjectRef const& source)
+{
+    CheckBucket(source.m_bucket);
+    CheckKey(source.m_key);
+    AddHeader(request, "x-amz-copy-source", CopySourceOf(source));
+}
+
 void AddSubResource(SWireRequest& request, char const* name)
 {
     request.m_query.emplace(request.m_query.begin(), name, "");
@@ -241,6 +276,20 @@ void ExpectRoot(CXmlReader const& reader, std::string_view name)
     }
 }
 
+std::string TextAt(SHttpResponse const& answer, std::initializer_list<std::string_view> path)
+{
+    CXmlReader reader(answer.m_text);
+    ExpectRoot(reader, *path.begin());
+    std::string text;
+    ReadTextAt(reader, std::span(path.begin(), path.size()).subspan(1), text);
+    reader.Finish();
+    if (text.empty())
+    {
+        ThrowBadAnswer(std::string("no ").append(std::data(path)[path.size() - 1]));
+    }
+    return text;
+}
+
 SWireRequest MakePutObject(SObjectRef const& object, SNewObject const& properties,
                            std::shared_ptr<io::block::CPooledBuf const> const& content)
 {
@@ -262,14 +311,8 @@ SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, st
     SWireRequest request = ObjectRequest("GetObject", EHttpMethod::Get, object);
     if (!range.IsWhole())
     {
-        if (range.m_length > UINT64_MAX - range.m_offset)
-        {
-            throw exc::CRuntimeExc("The range of %1 bytes from %2 does not exist", range.m_length, range.m_offset);
-        }
         request.m_expectedSize = range.m_length;
-        std::string const last = range.m_length == 0 ? "" : std::to_string(range.m_offset + range.m_length - 1);
-        request.m_headers.Set("Range",
-                              std::string("bytes=").append(std::to_string(range.m_offset)).append("-").append(last));
+        request.m_headers.Set("Range", RangeText(range));
     }
     if (!eTag.empty())
     {
@@ -309,10 +352,8 @@ SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target,
                             s3::CObjectStorageClass const& storageClass, s3::SObjectLockConfig const& lock,
                             std::string const& metadataDirective)
 {
-    CheckBucket(source.m_bucket);
-    CheckKey(source.m_key);
     SWireRequest request = ObjectRequest("CopyObject", EHttpMethod::Put, target);
-    AddHeader(request, "x-amz-copy-source", CopySourceOf(source));
+    AddCopySource(request, source);
     if (!metadataDirective.empty())
     {
         AddHeader(request, "x-amz-metadata-directive", metadataDirective);

@@ -5,6 +5,7 @@
 #include "s3wire/wire/xml_reader.h"
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <optional>
@@ -52,6 +53,10 @@ SWireRequest ObjectRequest(char const* operation, transport::EHttpMethod method,
 SWireRequest BucketRequest(char const* operation, transport::EHttpMethod method, std::string const& bucket);
 /// Adds metadata, headers, lock and class; a lock demands Content-MD5.
 void AddNewObjectHeaders(SWireRequest& request, SNewObject const& object);
+/// "bytes=1-3". Throws exc::CRuntimeExc for a range that ends beyond all numbers.
+std::string RangeText(SByteRange const& range);
+/// Names the object that is copied.
+void AddCopySource(SWireRequest& request, SObjectRef const& source);
 /// Puts a query name without a value, as operations on a part of an object have it, in front.
 void AddSubResource(SWireRequest& request, char const* name);
 /// A body of its own, with Content-MD5, which every store takes for XML.
@@ -64,6 +69,8 @@ std::string HeaderOf(transport::SHttpResponse const& answer, std::string_view na
 [[noreturn]] void ThrowBadAnswer(std::string const& what);
 /// Does so unless the reader stands on a root of that name.
 void ExpectRoot(CXmlReader const& reader, std::string_view name);
+/// The text of the element that the names lead to from the root on; throws so if it is missing or empty.
+std::string TextAt(transport::SHttpResponse const& answer, std::initializer_list<std::string_view> path);
 
 SWireRequest MakePutObject(SObjectRef const& object, SNewObject const& properties,
                            std::shared_ptr<io::block::CPooledBuf const> const& content);

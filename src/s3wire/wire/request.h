@@ -3,6 +3,7 @@
 #include "s3wire/transport/http.h"
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,6 +32,9 @@ struct SWireRequest
     transport::SBody m_body;
     transport::IBodySink* m_sink = nullptr;
     bool m_idempotent = false; ///< may be sent again when it is unknown whether the store has seen it
+    /// Asked where a failure leaves that open, before the request is sent again or given up: true if the store has done the
+    /// work. Then no answer is needed, and an empty one comes back. Never throws.
+    std::function<bool()> m_isDone;
     bool m_contentMd5 = false; ///< the store demands Content-MD5
     /// A 200 may carry an <Error> body, which then counts as the failure; so does an empty body.
     bool m_errorInside200 = false;

@@ -173,16 +173,7 @@ SWireRequest MakeCreateJob(SCreateJobRequest const& job)
 
 s3::SCreateJobResult ReadCreateJob(SHttpResponse const& answer)
 {
-    s3::SCreateJobResult result;
-    CXmlReader reader(answer.m_text);
-    ExpectRoot(reader, "CreateJobResult");
-    reader.ReadFields({{"JobId", &result.m_jobId}});
-    reader.Finish();
-    if (result.m_jobId.empty())
-    {
-        ThrowBadAnswer("no JobId");
-    }
-    return result;
+    return {TextAt(answer, {"CreateJobResult", "JobId"})};
 }
 
 SWireRequest MakeDescribeJob(std::string const& jobId)
@@ -247,16 +238,7 @@ SWireRequest MakeGetCallerIdentity()
 
 std::string ReadGetCallerIdentity(SHttpResponse const& answer)
 {
-    std::string account;
-    CXmlReader reader(answer.m_text);
-    ExpectRoot(reader, "GetCallerIdentityResponse");
-    reader.ForEachChild([&](std::string_view) { reader.ReadFields({{"Account", &account}}); });
-    reader.Finish();
-    if (account.empty())
-    {
-        ThrowBadAnswer("no Account");
-    }
-    return account;
+    return TextAt(answer, {"GetCallerIdentityResponse", "GetCallerIdentityResult", "Account"});
 }
 
 } // namespace bucketry::s3wire::wire

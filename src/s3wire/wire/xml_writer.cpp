@@ -4,6 +4,30 @@
 
 namespace bucketry::s3wire::wire
 {
+namespace
+{
+
+/// Empty for a character that stands for itself.
+std::string_view ReferenceFor(char c)
+{
+    switch (c)
+    {
+    case '&':
+        return "&amp;";
+    case '<':
+        return "&lt;";
+    case '>':
+        return "&gt;";
+    case '\r':
+        return "&#13;";
+    case '\n':
+        return "&#10;";
+    default:
+        return {};
+    }
+}
+
+} // namespace
 
 bool IsXmlText(std::string_view text)
 {
@@ -16,34 +40,16 @@ bool IsXmlText(std::string_view text)
 
 void AppendXmlText(std::string& xml, std::string_view text)
 {
-    for (;;)
+    std::size_t begin = 0;
+    for (std::size_t i = 0; i < text.size(); ++i)
     {
-        std::size_t const special = text.find_first_of("&<>\r\n");
-        xml.append(text.substr(0, special));
-        if (special == std::string_view::npos)
+        if (std::string_view const reference = ReferenceFor(text[i]); !reference.empty())
         {
-            return;
+            xml.append(text.substr(begin, i - begin)).append(reference);
+            begin = i + 1;
         }
-        switch (text[special])
-        {
-        case '&':
-            xml.append("&amp;");
-            break;
-        case '<':
-            xml.append("&lt;");
-            break;
-        case '>':
-            xml.append("&gt;");
-            break;
-        case '\r':
-            xml.append("&#13;");
-            break;
-        default:
-            xml.append("&#10;");
-            break;
-        }
-        text.remove_prefix(special + 1);
     }
+    xml.append(text.substr(begin));
 }
 
 void AppendXmlElement(std::string& xml, std::string_view name, std::string_view text)

@@ -2,7 +2,9 @@
 #include "bucketry/base/http.h"
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
+#include "s3wire/operations.h"
 #include "s3wire/ops/fake_sender.h"
+#include "support/bufs.h"
 
 #include <gmock/gmock.h>
 
@@ -14,8 +16,9 @@ namespace
 {
 
 using namespace s3;
-using testing::ElementsAre;
-using testing::HasSubstr;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using testing::TextOf;
 
 std::string Refusal(std::string const& code)
 {
@@ -37,11 +40,6 @@ void ExpectRefusal(unsigned status, std::string const& code, TCall const& call)
     }
 }
 
-std::string TextOf(SObjectData const& data)
-{
-    return std::string(reinterpret_cast<char const*>(data.m_content->GetData()), data.m_content->GetCount());
-}
-
 TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
 {
     auto const get = [](transport::SHttpResponse answer, unsigned long offset, unsigned long length)
@@ -51,20 +49,24 @@ TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
             .get();
     };
 
-    EXPECT_EQ(TextOf(get(Answer(200, "hello", {{"Content-Length", "5"}, {"x-amz-checksum-crc32", "NhCmhg=="}}), 0, 0)),
-              "hello");
-    EXPECT_EQ(TextOf(get(Answer(200, "hello", {{"x-amz-checksum-crc32c", "mnG7TA=="}}), 0, 0)), "hello");
-    EXPECT_EQ(TextOf(get(Answer(200, ""), 0, 0)), "");
+    std::pair<char const*, char const*> const checksums[] = {
+        {"x-amz-checksum-crc32", "y/Q5Jg=="},
+        {"x-amz-checksum-crc32c", "4waSgw=="},
+        {"x-amz-checksum-crc64nvme", "rosUhgp5mIg="},
+        {"x-amz-checksum-sha1", "98O8HYCOBHMq32eZZczDTKeuNEE="},
+        {"x-amz-checksum-sha256", "FeKw08M4keuw8e9gnsQZQgwg4yDOlMZfvIwzEkSOsiU="},
+    };
+    for (auto const& [header, value] : checksums)
+    {
+        EXPECT_EQ(TextOf(*get(Answer(200, "123456789", {{header, value}}), 0, 0).m_content), "123456789") << header;
+        EXPECT_THROW(get(Answer(200, "123456780", {{header, value}}), 0, 0), web::http::http_exception) << header;
+    }
+    EXPECT_EQ(TextOf(*get(Answer(200, ""), 0, 0).m_content), "");
     SObjectData const part = get(Answer(206, "ell", {{"Content-Range", "bytes 1-3/5"}}), 1, 3);
-    EXPECT_EQ(TextOf(part), "ell");
+    EXPECT_EQ(TextOf(*part.m_content), "ell");
     EXPECT_EQ(part.m_contentLength, 5u);
-    EXPECT_EQ(TextOf(get(Answer(200, "hello"), 0, 9)), "hello");
+    EXPECT_EQ(TextOf(*get(Answer(200, "hello"), 0, 9).m_content), "hello");
 
-    EXPECT_THROW(get(Answer(200, "hallo", {{"x-amz-checksum-crc32", "NhCmhg=="}}), 0, 0), web::http::http_exception);
-    EXPECT_THROW(get(Answer(200, "hallo", {{"x-amz-checksum-crc32c", "mnG7TA=="}}), 0, 0), web::http::http_exception);
-    EXPECT_THROW(
-        get(Answer(200, "hallo", {{"x-amz-checksum-sha256", "LPJNul+wow4m6DsqxbninhsWHlwfp0JecwQzYpOLmCQ="}}), 0, 0),
-        web::http::http_exception);
     EXPECT_NO_THROW(get(Answer(200, "hallo", {{"x-amz-checksum-crc32", "NhCmhg==-2"}}), 0, 0));
     EXPECT_THROW(get(Answer(200, "hello"), 1, 3), web::http::http_exception) << "range ignored";
     EXPECT_THROW(get(Answer(206, "hel", {{"Content-Range", "bytes 0-2/5"}}), 1, 3), web::http::http_exception)
@@ -122,11 +124,63 @@ TEST(WireClient, FindsTheVersionOfACopyAndLooksNoMoreWhereThereAreNone)
     ExpectRefusal(500, "InternalError", copy);
 }
 
+TEST(WireClient, CopiesInPartsWhatTheStoreRefusesInOne)
+{
+    for (bool const large : {true, false})
+    {
+        for (bool const replaced : {false, true})
+        {
+            auto const sender = std::make_shared<CFakeSender>(
+                [&](wire::SWireRequest const& request)
+                {
+                    std::string const operation = request.m_operation;
+                    if (operation == "HeadObject")
+                    {
+                        return Answer(200, "",
+                                      {{"Content-Length", large ? "25" : "10"},
+                                       {"ETag", "\"e\""},
+                                       {"x-amz-version-id", "S"},
+                                       {"x-amz-meta-note", "n"}});
+                    }
+                    if (operation == "CreateMultipartUpload")
+                    {
+                        EXPECT_EQ(request.m_headers.Get("x-amz-meta-note"), "n");
+                        return Answer(200, "<R><UploadId>UID</UploadId></R>");
+                    }
+                    if (operation == "UploadPartCopy")
+                    {
+                        bool const last = request.m_headers.Get("x-amz-copy-source-range") == "bytes=20-24";
+                        EXPECT_EQ(request.m_headers.Get("x-amz-copy-source"), "b/s?versionId=S");
+                        return last && replaced ? Answer(412, Refusal("PreconditionFailed"))
+                                                : Answer(200, "<CopyPartResult><ETag>p</ETag></CopyPartResult>");
+                    }
+                    return operation == "CopyObject"
+                        ? Answer(400, Refusal("InvalidRequest"))
+                        : Answer(200, "<CompleteMultipartUploadResult/>", {{"x-amz-version-id", "V"}});
+                });
+            COperations operations(sender, {false, false, 10, 10});
+            auto const copy = [&] {
+                return operations.CopyObject({"b", "s", ""}, {"b", "t", ""}, {}, {}, "").m_versionId;
+            };
+            if (large && !replaced)
+            {
+                EXPECT_EQ(copy(), "V");
+                EXPECT_EQ(sender->Lines().size(), 7u);
+            }
+            else
+            {
+                ExpectRefusal(large ? 412 : 400, large ? "PreconditionFailed" : "InvalidRequest", copy);
+                EXPECT_EQ(sender->Lines().back(), large ? "DELETE b/t?uploadId=UID" : "HEAD b/s");
+            }
+        }
+    }
+}
+
 TEST(WireClient, ReadsALockBackAndSetsItWhereTheHeadersAreForgotten)
 {
     SObjectLockConfig const lock(true, EObjectLockMode::Governance, "2030-01-02T03:04:05.000Z", false);
-    std::vector<std::string> lines;
     bool honoured = true;
+    bool readable = true;
     bool settable = true;
     bool locked = false;
     auto const sender = std::make_shared<CFakeSender>(
@@ -134,8 +188,13 @@ TEST(WireClient, ReadsALockBackAndSetsItWhereTheHeadersAreForgotten)
         {
             std::string const text = ToText(request);
             bool const put = text.starts_with("PUT b/k\n");
-            locked = (put && honoured) || (locked && !put) || (settable && text.starts_with("PUT b/k?retention"));
-            if (text.starts_with("HEAD") && locked)
+            bool const set = text.starts_with("PUT b/k?retention");
+            locked = (put && honoured) || (locked && !put) || (settable && set);
+            if (set && !settable && !readable)
+            {
+                return Answer(403, Refusal("AccessDenied"));
+            }
+            if (text.starts_with("HEAD") && locked && readable)
             {
                 return Answer(200, "",
                               {{"Content-Length", "0"},
@@ -144,7 +203,8 @@ TEST(WireClient, ReadsALockBackAndSetsItWhereTheHeadersAreForgotten)
             }
             if (text.starts_with("GET"))
             {
-                return Answer(404, Refusal("NoSuchObjectLockConfiguration"));
+                return readable ? Answer(404, Refusal("NoSuchObjectLockConfiguration"))
+                                : Answer(403, Refusal("AccessDenied"));
             }
             return Answer(200, "", {{"Content-Length", "0"}, {"x-amz-version-id", "V"}});
         });
@@ -162,6 +222,21 @@ TEST(WireClient, ReadsALockBackAndSetsItWhereTheHeadersAreForgotten)
                             "PUT b/k", "PUT b/k?retention&versionId=V"));
     settable = false;
     ExpectRefusal(501, "NotImplemented", put);
+
+    // Who may not read locks sets each of them again, and hears of it if that is refused.
+    readable = false;
+    ExpectRefusal(403, "AccessDenied", put);
+    settable = true;
+    CS3WireClient const blind(sender);
+    std::size_t const before = sender->Lines().size();
+    for (int i = 0; i < 2; ++i)
+    {
+        blind.PutObject("b", "k", nullptr, {}, lock, {}, {}, {}).get();
+    }
+    std::vector<std::string> const lines = sender->Lines();
+    EXPECT_THAT(std::vector<std::string>(lines.begin() + static_cast<std::ptrdiff_t>(before), lines.end()),
+                ElementsAre("PUT b/k", "HEAD b/k?versionId=V", "GET b/k?retention&versionId=V",
+                            "PUT b/k?retention&versionId=V", "PUT b/k", "PUT b/k?retention&versionId=V"));
 }
 
 std::string Page(std::string const& key, std::string const& markers)
@@ -293,9 +368,14 @@ TEST(WireDelete, TakesAThousandAtATimeAndTellsOfRefusals)
 
     SMultiObjectDeleteRequest odd = Items(1);
     odd.m_objects.push_back({"bell\x07", "V"});
-    auto const mixed = CFakeSender::Script({Answer(200, "<DeleteResult/>"), Answer(204)});
+    odd.m_objects.push_back({"k", "\x01"});
+    auto const mixed = std::make_shared<CFakeSender>(
+        [](wire::SWireRequest const& request)
+        { return request.m_method == transport::EHttpMethod::Post ? Answer(200, "<DeleteResult/>") : Answer(204); });
     CS3WireClient(mixed).DeleteObjects("b", odd, nullptr).get();
-    EXPECT_THAT(mixed->Lines(), ElementsAre("POST b/?delete", "DELETE b/bell\x07?versionId=V"));
+    EXPECT_THAT(mixed->Lines(),
+                ::testing::UnorderedElementsAre("POST b/?delete", "DELETE b/bell\x07?versionId=V",
+                                                "DELETE b/k?versionId=\x01"));
     odd.m_objects.push_back({"", ""});
     EXPECT_THROW(CS3WireClient(mixed).DeleteObjects("b", odd, nullptr), exc::CRuntimeExc);
 }

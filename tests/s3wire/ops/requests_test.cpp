@@ -4,6 +4,7 @@
 #include "s3wire/wire/listing_requests.h"
 #include "s3wire/wire/multipart_requests.h"
 #include "s3wire/wire/service_requests.h"
+#include "support/bufs.h"
 
 #include <gmock/gmock.h>
 
@@ -16,14 +17,6 @@ using namespace wire;
 using s3::CObjectStorageClass;
 using s3::EObjectLockMode;
 using s3::SObjectLockConfig;
-
-std::shared_ptr<io::block::CPooledBuf> Block(std::string const& text)
-{
-    auto const block = io::block::CPooledBuf::Alloc(text.size(), nullptr);
-    block->SetCount(text.size());
-    std::copy(text.begin(), text.end(), block->GetData());
-    return block;
-}
 
 s3::SCreateJobRequest Job(bool report)
 {
@@ -103,7 +96,7 @@ TEST(WireRequests, LookOnTheWireAsTheProtocolSays)
     std::vector<delete_item_t> const items{{"a&b", ""}, {"c\r\n<>", "VID"}};
 
     std::pair<SWireRequest, std::string> const rows[] = {
-        {MakePutObject(object, plain, Block("body")), "PUT b/k\n\nbody"},
+        {MakePutObject(object, plain, testing::BufsOf("body")), "PUT b/k\n\nbody"},
         {MakePutObject(object, rich, nullptr), "PUT b/k" + richHeaders + "\n[md5]"},
         {MakePutObject(object, {{}, {}, {}, s3::EGoogleCSStorageClass::Nearline}, nullptr),
          "PUT b/k\nx-amz-storage-class: NEARLINE"},
@@ -142,7 +135,11 @@ TEST(WireRequests, LookOnTheWireAsTheProtocolSays)
          "<Object><Key>a&amp;b</Key></Object><Object><Key>c&#13;&#10;&lt;&gt;</Key>"
          "<VersionId>VID</VersionId></Object></Delete>"},
         {MakeCreateMultipartUpload(object, rich), "POST b/k?uploads" + richHeaders},
-        {MakeUploadPart(upload, 10000, Block("part"), true), "PUT b/k?partNumber=10000&uploadId=UID\n[md5]\n\npart"},
+        {MakeUploadPart(upload, 10000, testing::BufsOf("part"), true),
+         "PUT b/k?partNumber=10000&uploadId=UID\n[md5]\n\npart"},
+        {MakeUploadPartCopy(upload, 2, {"s", "a b", "VID"}, "\"e\"", {10, 5}),
+         "PUT b/k?partNumber=2&uploadId=UID\nx-amz-copy-source: s/a%20b?versionId=VID"
+         "\nx-amz-copy-source-range: bytes=10-14\nx-amz-copy-source-if-match: \"e\""},
         {MakeCompleteMultipartUpload(upload, {"\"e1\"", "e2"}),
          "POST b/k?uploadId=UID\nContent-Type: application/xml\n[md5]\n\n<CompleteMultipartUpload " S3_NS ">"
          "<Part><PartNumber>1</PartNumber><ETag>\"e1\"</ETag></Part><Part><PartNumber>2</PartNumber><ETag>e2</ETag></"

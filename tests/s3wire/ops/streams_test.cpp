@@ -35,11 +35,11 @@ public:
     std::string m_eTag = "\"old\"";
     std::map<unsigned, std::string> m_parts;
 
-    std::unique_ptr<CS3WireWriteStream> Open(unsigned long size)
+    std::unique_ptr<CS3WireWriteStream> Open(unsigned long size, SObjectLockConfig const& lock = {})
     {
-        return std::make_unique<CS3WireWriteStream>(m_client, "b", "k", size, CObjectStorageClass(),
-                                                    SObjectLockConfig(), CS3WireClient::metadata_t(),
-                                                    CS3WireClient::metadata_t(), SPutObjectExtraAgruments());
+        return std::make_unique<CS3WireWriteStream>(m_client, "b", "k", size, CObjectStorageClass(), lock,
+                                                    CS3WireClient::metadata_t(), CS3WireClient::metadata_t(),
+                                                    SPutObjectExtraAgruments());
     }
 
 private:
@@ -156,6 +156,9 @@ TEST(WriteStream, AbortsWhatIsDroppedOrFails)
     EXPECT_THROW(wrong->WriteZeroes(1), exc::CRuntimeExc) << "a failure stays";
     wrong.reset();
     EXPECT_EQ(store.m_sender->Lines().back(), "DELETE b/k?uploadId=UID");
+    auto const tooMuch = store.Open(2);
+    tooMuch->WriteZeroes(1);
+    EXPECT_THROW(tooMuch->WriteZeroes(2), exc::CRuntimeExc);
 
     store.m_failPart = 1;
     auto refused = store.Open(0);
@@ -165,6 +168,18 @@ TEST(WriteStream, AbortsWhatIsDroppedOrFails)
     refused.reset();
     EXPECT_EQ(store.m_sender->Lines().back(), "DELETE b/k?uploadId=UID");
     EXPECT_TRUE(store.m_object.empty());
+}
+
+TEST(WriteStream, KeepsTheObjectWhoseLockFails)
+{
+    CUploadStore store; // gives no answer that names a lock
+    auto stream = store.Open(0, SObjectLockConfig(true, EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false));
+    stream->WriteZeroes(g_part + 1);
+    EXPECT_ANY_THROW(stream->Finish());
+    std::size_t const requests = store.m_sender->Lines().size();
+    stream.reset();
+    EXPECT_EQ(store.m_sender->Lines().size(), requests) << "no abort";
+    EXPECT_EQ(store.m_object.size(), g_part + 1);
 }
 
 TEST(WriteStream, LooksAtTheObjectWhenTheAnswerIsLost)
