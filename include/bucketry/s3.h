@@ -6,6 +6,7 @@
 #include "bucketry/s3/connection_spec.h"
 #include "bucketry/s3/context.h"
 #include "bucketry/s3/factory.h"
+#include "bucketry/s3/file_limit.h"
 #include "bucketry/s3/paths.h"
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"

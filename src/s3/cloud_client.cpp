@@ -4,9 +4,9 @@
 #include "bucketry/base/logging.h"
 #include "bucketry/base/options.h"
 #include "bucketry/locks.h"
+#include "bucketry/s3/file_limit.h"
 #include "bucketry/s3/paths.h"
 #include "s3/detail/adapt.h"
-#include "s3/detail/file_limit.h"
 #include "s3/detail/http_date.h"
 #include "s3wire/arn.h"
 
@@ -28,9 +28,10 @@ CS3CloudClient::CS3CloudClient(std::shared_ptr<SS3Context> context, std::string 
     : m_context(std::move(context)), m_region(region)
 {
     detail::SafeIncreaseFileLimit();
+    std::string const cloudName = GetContext()->m_cloudName;
     try
     {
-        logging::trace_fail_t trace(stg_log, "Validating %1 cloud client. Bucket: [%2]", m_context->m_cloudName,
+        logging::trace_fail_t trace(stg_log, "Validating %1 cloud client. Bucket: [%2]", cloudName,
                                     m_context->m_container);
         CheckRegion();
         detail::SafeIncreaseFileLimit();
@@ -42,7 +43,7 @@ CS3CloudClient::CS3CloudClient(std::shared_ptr<SS3Context> context, std::string 
     }
     catch (std::exception const& error)
     {
-        exc::RegenTraceExc("Failed to validate %1 client", m_context->m_cloudName, error);
+        exc::RegenTraceExc("Failed to validate %1 client", cloudName, error);
     }
 }
 

@@ -5,7 +5,6 @@
 #include "bucketry/base/options.h"
 #include "bucketry/base/text.h"
 #include "s3wire/arn.h"
-#include "s3wire/context.h"
 
 namespace bucketry::s3
 {
@@ -13,8 +12,6 @@ namespace bucketry::s3
 namespace
 {
 
-using s3wire::s3::CS3WireContext;
-using s3wire::s3::EAccessStyle;
 using xml::xml_holder_t;
 
 constexpr char const* AddressNode = "BucketAddr";
@@ -363,33 +360,6 @@ std::string SS3ClientConnSpec::ToLogStr() const
         text += util::str_format(", accessKeyId: ****%1", id.substr(id.size() - shown));
     }
     return util::str_format("S3 client connection: [%1]", text);
-}
-
-void SS3ClientConnSpec::RetrieveCredentialsByClientId(guid::guid_t clientId, SS3ClientConnSpec& spec)
-{
-    spec.Credentials.ClientId = clientId;
-    SS3CredentialsKeys keys;
-    SS3RoleAuth role;
-    s3wire::s3::SProxyConfig proxy;
-    EAccessStyle style = EAccessStyle::Default;
-    long creationTime = 0;
-    CS3WireContext::Instance().RetrieveCredentials(
-        clientId, spec.BucketAddr.ApiEndpoint, spec.BucketAddr.Region, spec.BucketAddr.ARN, keys.AccessKeyId,
-        keys.SecretAccessKey, keys.SessionToken, role.RoleName, role.MetadataHost, proxy, style, creationTime);
-    spec.Options.UseVirtualHostedStyle = CS3WireContext::GetEffectiveAccessStyle(style) == EAccessStyle::VirtualHosted;
-    if (!keys.AccessKeyId.empty())
-    {
-        spec.Credentials.Keys = std::move(keys);
-    }
-    if (!role.RoleName.empty())
-    {
-        spec.Credentials.RoleAuth = std::move(role);
-    }
-    if (!proxy.m_endpoint.empty())
-    {
-        spec.BucketAddr.Proxy = SS3ProxyConfig{proxy.m_endpoint, proxy.m_userName, proxy.m_password};
-    }
-    spec.Credentials.CreationTimeUtc = static_cast<std::uint64_t>(creationTime);
 }
 
 } // namespace bucketry::s3

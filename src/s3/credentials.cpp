@@ -1,13 +1,64 @@
 #include "bucketry/base/logging.h"
-#include "bucketry/base/options.h"
 #include "bucketry/s3/cloud_client.h"
 #include "s3wire/context.h"
 
 namespace bucketry::s3
 {
 
+namespace
+{
+
 using s3wire::s3::CS3WireContext;
 using s3wire::s3::EAccessStyle;
+using s3wire::s3::SProxyConfig;
+
+/// What the store holds for a client id beside its address.
+struct SStored
+{
+    SS3CredentialsKeys m_keys{};
+    SS3RoleAuth m_role{};
+    SProxyConfig m_proxy{};
+    EAccessStyle m_style{};
+    long m_creationTime = 0;
+};
+
+/// Fills endpoint, region and ARN of `address`. Throws exc::CRuntimeExc if the id is unknown.
+SStored Retrieve(guid::guid_t const& id, SS3BucketAddr& address)
+{
+    SStored stored;
+    CS3WireContext::Instance().RetrieveCredentials(
+        id, address.ApiEndpoint, address.Region, address.ARN, stored.m_keys.AccessKeyId, stored.m_keys.SecretAccessKey,
+        stored.m_keys.SessionToken, stored.m_role.RoleName, stored.m_role.MetadataHost, stored.m_proxy, stored.m_style,
+        stored.m_creationTime);
+    if (!stored.m_proxy.m_endpoint.empty())
+    {
+        address.Proxy = SS3ProxyConfig{stored.m_proxy.m_endpoint, stored.m_proxy.m_userName, stored.m_proxy.m_password};
+    }
+    return stored;
+}
+
+bool IsVirtualHosted(EAccessStyle style)
+{
+    return CS3WireContext::GetEffectiveAccessStyle(style) == EAccessStyle::VirtualHosted;
+}
+
+} // namespace
+
+void SS3ClientConnSpec::RetrieveCredentialsByClientId(guid::guid_t id, SS3ClientConnSpec& spec)
+{
+    spec.Credentials.ClientId = id;
+    SStored const stored = Retrieve(id, spec.BucketAddr);
+    spec.Options.UseVirtualHostedStyle = IsVirtualHosted(stored.m_style);
+    if (!stored.m_keys.AccessKeyId.empty())
+    {
+        spec.Credentials.Keys = stored.m_keys;
+    }
+    if (!stored.m_role.RoleName.empty())
+    {
+        spec.Credentials.RoleAuth = stored.m_role;
+    }
+    spec.Credentials.CreationTimeUtc = static_cast<std::uint64_t>(stored.m_creationTime);
+}
 
 SS3Credentials CS3CloudClient::StoreCredentials(guid::guid_t const& id, SS3BucketAddr const& address,
                                                 SS3Credentials const& credentials, bool isVirtualHostedStyle)
@@ -29,23 +80,11 @@ bool CS3CloudClient::RetrieveCredentials(guid::guid_t const& id, SS3BucketAddr& 
 {
     try
     {
-        SS3CredentialsKeys keys;
-        std::string roleName;
-        std::string metadataHost;
-        s3wire::s3::SProxyConfig proxy;
-        EAccessStyle style = EAccessStyle::Default;
-        long creationTime = 0;
-        CS3WireContext::Instance().RetrieveCredentials(id, address.ApiEndpoint, address.Region, address.ARN,
-                                                       keys.AccessKeyId, keys.SecretAccessKey, keys.SessionToken,
-                                                       roleName, metadataHost, proxy, style, creationTime);
+        SStored const stored = Retrieve(id, address);
         credentials.ClientId = id;
-        credentials.Keys = std::move(keys);
-        if (!proxy.m_endpoint.empty())
-        {
-            address.Proxy = SS3ProxyConfig{proxy.m_endpoint, proxy.m_userName, proxy.m_password};
-        }
-        isVirtualHostedStyle = CS3WireContext::GetEffectiveAccessStyle(style) == EAccessStyle::VirtualHosted;
-        credentials.CreationTimeUtc = static_cast<std::uint64_t>(creationTime);
+        credentials.Keys = stored.m_keys;
+        isVirtualHostedStyle = IsVirtualHosted(stored.m_style);
+        credentials.CreationTimeUtc = static_cast<std::uint64_t>(stored.m_creationTime);
         return true;
     }
     catch (exc::CRuntimeExc const& error)

@@ -543,7 +543,7 @@ TEST_F(Tool, StatisticsTellStoredBytes)
     WriteText(m_work / "file", "text");
     SRun const run = Run({"put", "file", "object", "--compress", "none", "--stats"});
     EXPECT_THAT(run.m_err,
-                HasSubstr("Downloaded 0 bytes, uploaded 30 bytes; requests: IsFolderExist 1, UploadFile 1\n"));
+                HasSubstr("Downloaded 0 bytes, uploaded 30 bytes; requests: UploadFile 1 IsFolderExist 1\n"));
     EXPECT_THAT(Run({"--stats", "--json", "cat", "object"}).m_out,
                 HasSubstr("\"stats\":{\"downloaded\":30,\"uploaded\":0,\"requests\":{\"DownloadFile\":1}}}\n"));
     EXPECT_THAT(Run({"--stats", "--json", "cat", "none"}).m_out, HasSubstr("\"requests\":{\"DownloadFile\":1}}}\n"));

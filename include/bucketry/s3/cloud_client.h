@@ -18,8 +18,8 @@ namespace bucketry::s3
 ///
 /// Paths:     the key is the path without one leading "/". Folders are key prefixes; CreateFolderAsync writes a marker, an empty
 ///            object whose key ends in "/", and IsFolderExist asks for that marker only.
-/// Failures:  tasks fail with CObjectStorageException and the store's status; blocking operations and streams throw
-///            s3wire::CS3WireException, or its text below one more line as exc::CRuntimeExc.
+/// Failures:  tasks fail with CObjectStorageException and the store's status, and so does QueryFolder; other blocking operations and
+///            streams throw s3wire::CS3WireException. A blocking operation puts a line with the path on top, but for GetObjectCount.
 /// Ranges:    a length of 0 reaches to the end; a range that ends beyond the object is cut there.
 /// Lifetime:  a task does not need the client any more, but for RetrieveArchiveAsync; a stream of StartUpload needs the client's
 ///            context, a handle of Lock the client itself.
@@ -28,7 +28,8 @@ class BUCKETRY_API CS3CloudClient : public ICloudClient
 {
 public:
     /// Raises the limit of open files of the process, and asks the store for the bucket's region, unless `region` is empty or
-    /// the container is an ARN. A region that differs, or that cannot be asked for, is logged and no failure.
+    /// the container is an ARN. A region that differs, or that cannot be asked for, is logged and no failure. Throws
+    /// exc::CRuntimeExc for a null context.
     CS3CloudClient(std::shared_ptr<SS3Context> context, std::string const& region);
     CS3CloudClient(CS3CloudClient const&) = delete;
     CS3CloudClient& operator=(CS3CloudClient const&) = delete;

@@ -1,4 +1,4 @@
-#include "s3/detail/file_limit.h"
+#include "bucketry/s3/file_limit.h"
 
 #include "bucketry/base/logging.h"
 

@@ -6,12 +6,15 @@
 namespace bucketry::s3::detail
 {
 
+/// Throws exc::CRuntimeExc for a storage class of another kind of store.
+void CheckIsAmazonS3(s3wire::s3::CObjectStorageClass const& storageClass);
+
 /// A streamed upload without versions. The REST client must outlive it. One caller at a time; failures are those of the REST
 /// layer, unchanged.
 class CS3Upload final : public ICloudUpload
 {
 public:
-    /// Throws exc::CRuntimeExc for a storage class of another kind of store.
+    /// Throws as CheckIsAmazonS3 does.
     CS3Upload(s3wire::s3::CS3WireClient& client, std::string const& bucket, std::string const& key, unsigned long size,
               s3wire::s3::CObjectStorageClass const& storageClass,
               s3wire::s3::CS3WireClient::metadata_t const& metadata,

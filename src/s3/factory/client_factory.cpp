@@ -3,6 +3,7 @@
 #include "bucketry/base/options.h"
 #include "bucketry/s3/cloud_client.h"
 #include "bucketry/statistics.h"
+#include "s3/detail/streams.h"
 #include "s3wire/arn.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/context.h"
@@ -144,10 +145,7 @@ std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateS3Client(std::sh
                                                                          std::shared_ptr<ICloudClient> inner,
                                                                          std::string const& name)
 {
-    if (!context->m_storageClass.IsAmazonS3())
-    {
-        throw exc::CRuntimeExc("storage class %1 is not supported by AWS", context->m_storageClass.Description());
-    }
+    detail::CheckIsAmazonS3(context->m_storageClass);
     if (context->m_objectLockEnabled)
     {
         throw exc::CNotImplExc("Versions and object lock on S3");
