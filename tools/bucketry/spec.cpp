@@ -30,6 +30,55 @@ private:
     std::string m_text;
 };
 
+/// Which element of a well-formed specification cannot be read, where the message does not tell: "In the attribute ...: ".
+std::string PlaceOfFault(std::string const& text)
+{
+    using s3wire::s3::CObjectStorageClass;
+    using sockets::ssl::CX509CertBlob;
+    struct SAttribute
+    {
+        char const* m_element;
+        char const* m_name;
+        void (*m_read)(std::string const& value);
+    };
+    static constexpr SAttribute attributes[] = {
+        {"BucketAddr", "AmazonS3RestClientId", [](std::string const& value) { guid::guid_t::FromAStr(value); }},
+        {"BucketAddr", "ServerCertificate", [](std::string const& value) { CX509CertBlob::FromPemString(value); }},
+        {"Options", "StorageClass", [](std::string const& value) { CObjectStorageClass::FromString(value); }},
+    };
+    xml::xml_holder_t const root = xml::TiXmlParseSafe(text, s3::SS3ClientConnSpec::GetRootNodeName());
+    for (SAttribute const& attribute : attributes)
+    {
+        xml::xml_holder_t const element = root.IsInvalid() ? root : xml::TiXmlGetChildSafe(root, attribute.m_element);
+        std::string value;
+        if (element.IsInvalid() || !xml::TiXmlGetStrAttrSafe(element, attribute.m_name, value))
+        {
+            continue;
+        }
+        try
+        {
+            attribute.m_read(value);
+        }
+        catch (exc::CRuntimeExc const&)
+        {
+            return util::str_format("In the attribute \"%1\" of \"%2\": ", attribute.m_name, attribute.m_element);
+        }
+    }
+    return {};
+}
+
+std::string ReasonOf(std::exception const& error, std::string const& text)
+{
+    try
+    {
+        return PlaceOfFault(text) + error.what();
+    }
+    catch (exc::CRuntimeExc const&) // no XML: the message says so
+    {
+        return error.what();
+    }
+}
+
 } // namespace
 
 s3::SS3ClientConnSpec LoadSpec(std::string const& file)
@@ -43,7 +92,8 @@ s3::SS3ClientConnSpec LoadSpec(std::string const& file)
     }
     catch (std::exception const& error)
     {
-        throw exc::CRuntimeExc("[%1] is no usable connection specification. %2", Printable(file), error.what());
+        throw exc::CRuntimeExc("[%1] is no usable connection specification. %2", Printable(file),
+                               ReasonOf(error, text.Get()));
     }
 }
 

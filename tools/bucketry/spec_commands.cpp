@@ -85,7 +85,7 @@ int CheckSpec(CHost& host, SSpecOptions const& options)
     std::string const connection = LoadSpec(options.m_file).ToLogStr();
     std::shared_ptr<ICloudClient> const client = OpenStore(options.m_file);
     client->GetServerTime();
-    client->IsFolderExist("bucketry-spec-check");
+    client->QueryFolder("bucketry-spec-check");
     std::string const container = client->GetCloudContainerName();
     host.Output().Result(util::str_format("%1\nThe store answers; bucket [%2].\n", connection, container),
                          CJsonObject().Add("connection", connection).Add("bucket", container));

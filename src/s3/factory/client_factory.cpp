@@ -148,7 +148,7 @@ std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateS3Client(std::sh
     detail::CheckIsAmazonS3(context->m_storageClass);
     if (context->m_objectLockEnabled)
     {
-        throw exc::CNotImplExc("Versions and object lock on S3");
+        throw exc::CNotImplExc("Versions and object lock on S3 are not supported yet");
     }
     return WrapCloudClientInStatistics(name, WrapCloudClientIfPerfEnabled(inner));
 }
@@ -157,7 +157,7 @@ std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateGoogleClient(std
                                                                              std::shared_ptr<ICloudClient>,
                                                                              std::string const&)
 {
-    throw exc::CNotImplExc("Google Cloud Storage");
+    throw exc::CNotImplExc("Google Cloud Storage is not supported yet");
 }
 
 } // namespace bucketry::s3
