@@ -140,6 +140,7 @@ private:
     std::shared_ptr<CSigningKeys const> m_keys;
     CWatchedSink m_sink;
     unsigned m_attempts = 0;
+    std::time_t m_signedAt = 0; ///< of the last attempt
     bool m_mayBeDone = false; ///< an attempt has failed in a way that leaves open what the store did
     bool m_done = false;      ///< the store did the work, only its answer is missing
     std::chrono::steady_clock::time_point const m_start = std::chrono::steady_clock::now();
@@ -210,7 +211,7 @@ SHttpRequest CWireSender::CSending::Sign() const
     http.m_expectedSize = m_request.m_expectedSize;
     http.m_headers = m_request.m_headers;
 
-    SSigningScope const scope{ToAmzDate(m_sender.Now()), m_address.m_region, Service()};
+    SSigningScope const scope{ToAmzDate(m_signedAt), m_address.m_region, Service()};
     transport::CHeaders& headers = http.m_headers;
     headers.Add("Host", m_address.m_host);
     headers.Add("x-amz-date", scope.m_amzDate);
@@ -233,6 +234,7 @@ SHttpRequest CWireSender::CSending::Sign() const
 
 SHttpResponse CWireSender::CSending::Exchange()
 {
+    m_signedAt = m_sender.Now();
     SHttpRequest http = Sign();
     http.m_sink = m_sink.Get();
     SHttpResponse answer = m_sender.m_transport->Exchange(http);
@@ -335,11 +337,15 @@ bool CWireSender::CSending::CorrectClock(SHttpResponse const& answer, unsigned s
 {
     bool const blamed = error.m_code == "RequestTimeTooSkewed" || (status == 403 && error.m_code.empty());
     auto const date = ReadHttpDate(answer.m_headers.Get("Date"));
-    if (!blamed || !date || m_triedClock || std::abs(*date - m_sender.Now()) < clockTolerance)
+    if (!blamed || !date || m_triedClock || std::abs(*date - m_signedAt) < clockTolerance)
     {
         return false;
     }
     m_triedClock = true;
+    if (std::abs(*date - m_sender.Now()) < clockTolerance)
+    {
+        return true; // another thread has corrected it since this request was signed
+    }
     std::time_t const ahead = *date - m_sender.m_surroundings.m_now();
     m_sender.m_clockOffset.store(ahead, std::memory_order_relaxed);
     s3wire_log.warn("The store's clock is %1 s ahead of this machine's; requests are signed for the store's time.",
