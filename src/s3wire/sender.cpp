@@ -141,8 +141,8 @@ private:
     CWatchedSink m_sink;
     unsigned m_attempts = 0;
     std::time_t m_signedAt = 0; ///< of the last attempt
-    bool m_mayBeDone = false; ///< an attempt has failed in a way that leaves open what the store did
-    bool m_done = false;      ///< the store did the work, only its answer is missing
+    bool m_mayBeDone = false;   ///< an attempt has failed in a way that leaves open what the store did
+    bool m_done = false;        ///< the store did the work, only its answer is missing
     std::chrono::steady_clock::time_point const m_start = std::chrono::steady_clock::now();
     bool m_triedClock = false;
     bool m_triedKeys = false;
@@ -292,21 +292,18 @@ unsigned CWireSender::CSending::Judge(SHttpResponse const& answer, SStoreError& 
         error = ReadErrorBody(answer.m_text);
         return answer.m_status;
     }
-    if (!m_request.m_errorInside200)
-    {
-        return answer.m_status;
-    }
     std::string_view const root = RootName(answer.m_text);
-    if (root.empty())
-    {
-        error.m_message = "the answer is empty";
-        return 500;
-    }
     if (root == "Error" || root == "ErrorResponse")
     {
         error = ReadErrorBody(answer.m_text);
         unsigned const status = StatusOfErrorCode(error.m_code);
         return status == 400 ? 500 : status; // the store began, and failed
+    }
+    bool const isEmpty = m_request.m_needsBody && root.empty();
+    if (isEmpty || (m_request.m_needsETag && answer.m_headers.Get("ETag").empty()))
+    {
+        error.m_message = isEmpty ? "the answer is empty" : "the answer names no ETag";
+        return 500;
     }
     return answer.m_status;
 }
