@@ -140,8 +140,9 @@ private:
     std::shared_ptr<CSigningKeys const> m_keys;
     CWatchedSink m_sink;
     unsigned m_attempts = 0;
-    bool m_mayBeDone = false; ///< an attempt has failed in a way that leaves open what the store did
-    bool m_done = false;      ///< the store did the work, only its answer is missing
+    std::time_t m_signedAt = 0; ///< of the last attempt
+    bool m_mayBeDone = false;   ///< an attempt has failed in a way that leaves open what the store did
+    bool m_done = false;        ///< the store did the work, only its answer is missing
     std::chrono::steady_clock::time_point const m_start = std::chrono::steady_clock::now();
     bool m_triedClock = false;
     bool m_triedKeys = false;
@@ -210,7 +211,7 @@ SHttpRequest CWireSender::CSending::Sign() const
     http.m_expectedSize = m_request.m_expectedSize;
     http.m_headers = m_request.m_headers;
 
-    SSigningScope const scope{ToAmzDate(m_sender.Now()), m_address.m_region, Service()};
+    SSigningScope const scope{ToAmzDate(m_signedAt), m_address.m_region, Service()};
     transport::CHeaders& headers = http.m_headers;
     headers.Add("Host", m_address.m_host);
     headers.Add("x-amz-date", scope.m_amzDate);
@@ -233,6 +234,7 @@ SHttpRequest CWireSender::CSending::Sign() const
 
 SHttpResponse CWireSender::CSending::Exchange()
 {
+    m_signedAt = m_sender.Now();
     SHttpRequest http = Sign();
     http.m_sink = m_sink.Get();
     SHttpResponse answer = m_sender.m_transport->Exchange(http);
@@ -290,21 +292,18 @@ unsigned CWireSender::CSending::Judge(SHttpResponse const& answer, SStoreError& 
         error = ReadErrorBody(answer.m_text);
         return answer.m_status;
     }
-    if (!m_request.m_errorInside200)
-    {
-        return answer.m_status;
-    }
     std::string_view const root = RootName(answer.m_text);
-    if (root.empty())
-    {
-        error.m_message = "the answer is empty";
-        return 500;
-    }
     if (root == "Error" || root == "ErrorResponse")
     {
         error = ReadErrorBody(answer.m_text);
         unsigned const status = StatusOfErrorCode(error.m_code);
         return status == 400 ? 500 : status; // the store began, and failed
+    }
+    bool const isEmpty = m_request.m_needsBody && root.empty();
+    if (isEmpty || (m_request.m_needsETag && answer.m_headers.Get("ETag").empty()))
+    {
+        error.m_message = isEmpty ? "the answer is empty" : "the answer names no ETag";
+        return 500;
     }
     return answer.m_status;
 }
@@ -335,11 +334,15 @@ bool CWireSender::CSending::CorrectClock(SHttpResponse const& answer, unsigned s
 {
     bool const blamed = error.m_code == "RequestTimeTooSkewed" || (status == 403 && error.m_code.empty());
     auto const date = ReadHttpDate(answer.m_headers.Get("Date"));
-    if (!blamed || !date || m_triedClock || std::abs(*date - m_sender.Now()) < clockTolerance)
+    if (!blamed || !date || m_triedClock || std::abs(*date - m_signedAt) < clockTolerance)
     {
         return false;
     }
     m_triedClock = true;
+    if (std::abs(*date - m_sender.Now()) < clockTolerance)
+    {
+        return true; // another thread has corrected it since this request was signed
+    }
     std::time_t const ahead = *date - m_sender.m_surroundings.m_now();
     m_sender.m_clockOffset.store(ahead, std::memory_order_relaxed);
     s3wire_log.warn("The store's clock is %1 s ahead of this machine's; requests are signed for the store's time.",

@@ -454,7 +454,7 @@ TEST_F(Sender, FindsTheFailureInsideASuccess)
 {
     auto const sender = Make("http://store");
     SWireRequest request = Request(EHttpMethod::Post, "key", false);
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     struct
     {
         std::string m_body;

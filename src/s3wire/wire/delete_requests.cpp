@@ -69,7 +69,7 @@ SWireRequest MakeDeleteObjects(std::string const& bucket, std::span<delete_item_
                                    AppendItem(xml, item);
                                }
                            }));
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 

@@ -27,7 +27,7 @@ void AddUnlessEmpty(SWireRequest& request, char const* name, std::string const& 
 SWireRequest ListingRequest(char const* operation, SListing const& listing)
 {
     SWireRequest request = BucketRequest(operation, EHttpMethod::Get, listing.m_bucket);
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     AddUnlessEmpty(request, "prefix", listing.m_prefix);
     AddUnlessEmpty(request, "delimiter", listing.m_delimiter);
     if (listing.m_pageSize != 0)

@@ -61,7 +61,7 @@ SWireRequest MakeCreateMultipartUpload(SObjectRef const& object, SNewObject cons
     SWireRequest request = ObjectRequest("CreateMultipartUpload", EHttpMethod::Post, object);
     AddSubResource(request, "uploads");
     AddNewObjectHeaders(request, properties);
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 
@@ -82,6 +82,7 @@ SWireRequest MakeUploadPart(SUploadRef const& upload, unsigned partNumber,
                             std::shared_ptr<io::block::CPooledBuf const> const& content, bool contentMd5)
 {
     SWireRequest request = PartRequest("UploadPart", upload, partNumber);
+    request.m_needsETag = true;
     SetBlockBody(request, content);
     request.m_contentMd5 = contentMd5;
     return request;
@@ -104,7 +105,7 @@ SWireRequest MakeUploadPartCopy(SUploadRef const& upload, unsigned partNumber, S
     AddCopySource(request, source);
     request.m_headers.Set("x-amz-copy-source-range", RangeText(range));
     request.m_headers.Set("x-amz-copy-source-if-match", eTag);
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 
@@ -132,7 +133,7 @@ SWireRequest MakeCompleteMultipartUpload(SUploadRef const& upload, std::vector<s
                                                    });
                                }
                            }));
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 

@@ -294,6 +294,7 @@ SWireRequest MakePutObject(SObjectRef const& object, SNewObject const& propertie
                            std::shared_ptr<io::block::CPooledBuf const> const& content)
 {
     SWireRequest request = ObjectRequest("PutObject", EHttpMethod::Put, object);
+    request.m_needsETag = true;
     AddNewObjectHeaders(request, properties);
     SetBlockBody(request, content);
     request.m_contentMd5 = properties.m_lock.m_enabled || properties.m_lock.m_legalHold;
@@ -309,6 +310,7 @@ SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, st
                            bool wantsChecksum)
 {
     SWireRequest request = ObjectRequest("GetObject", EHttpMethod::Get, object);
+    request.m_needsETag = true;
     if (!range.IsWhole())
     {
         request.m_expectedSize = range.m_length;
@@ -327,7 +329,9 @@ SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, st
 
 SWireRequest MakeHeadObject(SObjectRef const& object)
 {
-    return ObjectRequest("HeadObject", EHttpMethod::Head, object);
+    SWireRequest request = ObjectRequest("HeadObject", EHttpMethod::Head, object);
+    request.m_needsETag = true;
+    return request;
 }
 
 s3::SObjectData ReadObjectData(SHttpResponse const& answer, std::optional<std::uint64_t> received)
@@ -360,7 +364,7 @@ SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target,
     }
     AddLock(request, lock);
     AddStorageClass(request, storageClass);
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 
@@ -397,7 +401,7 @@ SWireRequest MakeGetObjectRetention(SObjectRef const& object)
 {
     SWireRequest request = ObjectRequest("GetObjectRetention", EHttpMethod::Get, object);
     AddSubResource(request, "retention");
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 

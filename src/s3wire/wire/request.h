@@ -36,8 +36,9 @@ struct SWireRequest
     /// work. Then no answer is needed, and an empty one comes back. Never throws.
     std::function<bool()> m_isDone;
     bool m_contentMd5 = false; ///< the store demands Content-MD5
-    /// A 200 may carry an <Error> body, which then counts as the failure; so does an empty body.
-    bool m_errorInside200 = false;
+    /// What every store says when the work is done. A success without it counts as a failure of the store.
+    bool m_needsBody = false;
+    bool m_needsETag = false;
     /// Any status comes back as the answer, after the usual repeats and without redirects.
     bool m_returnRefusals = false;
     std::uint64_t m_expectedSize = 0; ///< bytes that the answer will bring, if known
@@ -45,7 +46,7 @@ struct SWireRequest
     std::string m_endpoint;
 };
 
-/// Signs, sends, retries, counts. A status of 300 and above, and an error inside a 200, come out as
+/// Signs, sends, retries, counts. A status of 300 and above, and an <Error> as the body of a success, come out as
 /// CS3WireException; no answer as web::http::http_exception. Blocks; any number of threads at once.
 class IWireSender
 {

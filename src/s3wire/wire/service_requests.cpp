@@ -22,7 +22,7 @@ SWireRequest ControlRequest(char const* operation, EHttpMethod method, std::stri
     request.m_service = EService::S3Control;
     request.m_key = path;
     request.m_idempotent = true; // the client request token makes it so for CreateJob
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 
@@ -143,7 +143,7 @@ SWireRequest MakeGetBucketLocation(std::string const& bucket)
 {
     SWireRequest request = BucketRequest("GetBucketLocation", EHttpMethod::Get, bucket);
     AddSubResource(request, "location");
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 
@@ -232,7 +232,7 @@ SWireRequest MakeGetCallerIdentity()
     request.m_headers.Set("Content-Type", "application/x-www-form-urlencoded");
     request.m_body = {reinterpret_cast<unsigned char const*>(form.data()), form.size(), nullptr};
     request.m_idempotent = true;
-    request.m_errorInside200 = true;
+    request.m_needsBody = true;
     return request;
 }
 

@@ -69,7 +69,7 @@ SHttpResponse CFakeSender::Send(SWireRequest const& request)
         m_lines.push_back(text.substr(0, text.find('\n')));
     }
     SHttpResponse answer = m_handler(request);
-    bool const hiddenError = request.m_errorInside200 && answer.m_status == 200 &&
+    bool const hiddenError = request.m_needsBody && answer.m_status == 200 &&
         (answer.m_text.empty() || RootName(answer.m_text) == "Error");
     if (!request.m_returnRefusals && (answer.m_status >= 300 || hiddenError))
     {
