@@ -21,7 +21,7 @@ namespace bucketry::s3
 /// Failures:  tasks fail with CObjectStorageException and the store's status, and so does QueryFolder; other blocking operations and
 ///            streams throw s3wire::CS3WireException. A blocking operation puts a line with the path on top, but for GetObjectCount.
 /// Ranges:    a length of 0 reaches to the end; a range that ends beyond the object is cut there.
-/// Lifetime:  a task does not need the client any more, but for RetrieveArchiveAsync; a stream of StartUpload needs the client's
+/// Lifetime:  a task does not need the client any more; a stream of StartUpload needs the client's
 ///            context, a handle of Lock the client itself.
 /// Threads:   any.
 class BUCKETRY_API CS3CloudClient : public ICloudClient
