@@ -21,8 +21,9 @@ void SaveDocument(ICloudClient& client, std::string const& name, std::string con
     client.UploadFileAsync("documents/" + name, body)->Wait();
 }
 
-std::shared_ptr<ICloudClient> Connect(simulator::CSimulator const& store)
+std::shared_ptr<ICloudClient> Connect(simulator::CSimulator& store)
 {
+    store.CreateBucket("office");
     simulator::SAccessKey const key; // the one that a new store knows
     s3::SS3ClientConnSpec spec;
     spec.BucketAddr.ApiEndpoint = store.Endpoint();
@@ -43,8 +44,6 @@ void Check(bool holds, char const* what)
 /// Each check has a store of its own.
 struct STest
 {
-    STest() { m_store.CreateBucket("office"); }
-
     simulator::CSimulator m_store;
     std::shared_ptr<ICloudClient> m_client = Connect(m_store);
 };

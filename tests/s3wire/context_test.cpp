@@ -34,8 +34,9 @@ SRawAnswer Serve(std::string const& request)
                       R"({"Code":"Success","AccessKeyId":"ROLEKEY","SecretAccessKey":"s","Token":"ROLETOKEN",)"
                       R"("Expiration":"2099-01-01T00:00:00Z"})");
     }
-    return request.find("hanging") == std::string::npos ? SRawAnswer{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"}
-                                                        : SRawAnswer{"", false, true};
+    return request.find("hanging") == std::string::npos
+        ? SRawAnswer{"HTTP/1.1 200 OK\r\nETag: \"e\"\r\nContent-Length: 0\r\n\r\n"}
+        : SRawAnswer{"", false, true};
 }
 
 class Context : public ::testing::Test

@@ -351,7 +351,7 @@ TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
         {"older one there", {"lost", "old", "200"}, [&] { return put({}); }, "200", "PUT HEAD PUT "},
         {"other one there", {"500", "other", "200"}, [&] { return put({}); }, "200", "PUT HEAD PUT "},
         {"put late", {"lost", "404", "412", "new"}, [&] { return put({}); }, "new", "PUT HEAD PUT HEAD "},
-        {"put, not locked", {"lost", "new", "403"}, [&] { return put(lock); }, "refused", "PUT HEAD PUT HEAD "},
+        {"put, not locked", {"lost", "new", "403", "404"}, [&] { return put(lock); }, "refused", "PUT HEAD PUT HEAD "},
         {"copied", {"lost", "new", "old"}, [&] { return copy("s"); }, "new", "PUT HEAD HEAD "},
         {"onto itself", {"lost", "403"}, [&] { return copy("k"); }, "refused", "PUT PUT "},
         {"deleted", {"lost", "404"}, [&] { return remove(""); }, "gone", "DELETE HEAD "},
