@@ -69,8 +69,8 @@ SHttpResponse CFakeSender::Send(SWireRequest const& request)
         m_lines.push_back(text.substr(0, text.find('\n')));
     }
     SHttpResponse answer = m_handler(request);
-    bool const hiddenError = request.m_needsBody && answer.m_status == 200 &&
-        (answer.m_text.empty() || RootName(answer.m_text) == "Error");
+    bool const hiddenError =
+        request.m_needsBody && answer.m_status == 200 && (answer.m_text.empty() || RootName(answer.m_text) == "Error");
     if (!request.m_returnRefusals && (answer.m_status >= 300 || hiddenError))
     {
         throw CS3WireException(answer.m_text, static_cast<std::uint16_t>(hiddenError ? 500 : answer.m_status),
