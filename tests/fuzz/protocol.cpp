@@ -1,6 +1,7 @@
 // What comes over the network from anybody, one target for each reader; FUZZ_TARGET names the one that is built. It is refused
 // in the one way that its callers know, or what was read holds together. Anything else ends the process.
 
+#include "bucketry/base/datetime.h"
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/http.h"
 #include "s3wire/address.h"
