@@ -214,9 +214,8 @@ void AddArchiveCommands(CCli& cli)
     start.add_option("--etag", options->m_eTag, "The ETag of a stored manifest")->type_name("TAG");
     start.add_option("--role", options->m_role, "The role under which the job runs")->type_name("NAME")->required();
     AddRestoreOptions(start, *options);
-    start.footer(
-        "A line of the manifest is BUCKET,KEY with the key URL-encoded; where --spec FILE says that the\n"
-        "bucket locks objects, BUCKET,KEY,VERSION. Writes the id of the job.");
+    start.footer("A line of the manifest is BUCKET,KEY with the key URL-encoded; where --spec FILE says that the\n"
+                 "bucket locks objects, BUCKET,KEY,VERSION. Writes the id of the job.");
     CLI::App& job = AddPart(batch, options, "status", "Tell how far a job is", &ShowBatchStatus);
     job.add_option("JOB", options->m_job, "The id that `batch restore` wrote")->required();
 }
