@@ -6,7 +6,7 @@
 #include <bucketry/s3.h>
 #include <bucketry/statistics.h>
 
-#include <cstring>
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -32,7 +32,7 @@ std::shared_ptr<io::block::CPooledBuf> BodyOf(std::string const& text)
 {
     auto body = io::block::CPooledBuf::Alloc(text.size(), io::block::bufs_pool_t::GetInst());
     body->SetCount(text.size());
-    std::memcpy(body->GetData(), text.data(), text.size());
+    std::copy(text.begin(), text.end(), body->GetData());
     return body;
 }
 
