@@ -9,8 +9,6 @@
 
 #include <bucketry/simulator.h>
 
-#include <regex>
-
 namespace bucketry::s3
 {
 namespace
@@ -212,16 +210,17 @@ TEST(BatchRestore, AsksForTheJobThatTheClientStandsFor)
         options_t::GetInst().SetS3BatchReportEnabled(report != off);
         auto const client = MakeClient(wire, container, {}, !fields.empty());
         EXPECT_EQ(client->StartBatchRestoreJob({"p", "arn:m", "tag"}, {7, tier, "role/x"}).m_jobId, "job-1");
-        std::smatch token;
-        std::string document = sender->m_documents.back();
-        ASSERT_TRUE(std::regex_search(document, token, std::regex("[0-9a-f-]{36}")));
-        EXPECT_TRUE(tokens.insert(token.str()).second);
+        std::string const document = sender->m_documents.back();
+        std::string const element = "<ClientRequestToken>";
+        std::string const token = document.substr(document.find(element) + element.size(), 36);
+        EXPECT_EQ(guid::guid_t::FromAStr(token).ToAStr(), token);
+        EXPECT_TRUE(tokens.insert(token).second);
         EXPECT_EQ(document,
                   "<CreateJobRequest xmlns=\"http://awss3control.amazonaws.com/doc/2018-08-20/\">"
                   "<ConfirmationRequired>false</ConfirmationRequired><Operation><S3InitiateRestoreObject>"
                   "<ExpirationInDays>7</ExpirationInDays><GlacierJobTier>" +
                       word + "</GlacierJobTier></S3InitiateRestoreObject></Operation><Report>" + report +
-                      "</Report><ClientRequestToken>" + token.str() +
+                      "</Report><ClientRequestToken>" + token +
                       "</ClientRequestToken><Manifest><Spec><Format>S3BatchOperations_CSV_20180820</Format><Fields>"
                       "<member>Bucket</member><member>Key</member>" +
                       fields +
