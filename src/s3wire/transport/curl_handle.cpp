@@ -4,8 +4,11 @@
 #include "bucketry/base/io.h"
 #include "s3wire/transport/failure.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -40,8 +43,8 @@ void Pause(io::CNetworkTrottlingCtx* throttling, std::size_t bytes)
 class CExchange
 {
 public:
-    CExchange(SHttpRequest const& request, io::CNetworkTrottlingCtx* throttling)
-        : m_request(request), m_throttling(throttling)
+    CExchange(SHttpRequest const& request, io::CNetworkTrottlingCtx* throttling, CGathering& gathering)
+        : m_request(request), m_throttling(throttling), m_gathering(gathering)
     {
     }
 
@@ -79,6 +82,8 @@ private:
 
     SHttpRequest const& m_request;
     io::CNetworkTrottlingCtx* m_throttling;
+    CGathering& m_gathering;
+    std::optional<std::uint64_t> m_length; ///< of the answer's body
     std::uint64_t m_sent = 0;
     bool m_headEnded = false;
 };
@@ -86,6 +91,7 @@ private:
 void CExchange::BeginAnswer(std::string_view statusLine)
 {
     m_response = {};
+    m_length.reset();
     m_headEnded = false;
     std::size_t const at = std::min(statusLine.find(' '), statusLine.size() - 1) + 1;
     std::from_chars(statusLine.data() + at, statusLine.data() + statusLine.size(), m_response.m_status);
@@ -98,20 +104,19 @@ void CExchange::EndHeaders()
     {
         return;
     }
-    std::optional<std::uint64_t> length;
     if (auto const text = m_response.m_headers.Find("Content-Length"))
     {
         std::uint64_t value = 0;
         std::from_chars(text->data(), text->data() + text->size(), value);
-        length = value;
+        m_length = value;
     }
     if (Sinks())
     {
-        m_request.m_sink->Prepare(m_response.m_status, length);
+        m_request.m_sink->Prepare(m_response.m_status, m_length);
     }
     else
     {
-        m_response.m_text.reserve(std::min<std::uint64_t>(length.value_or(0), textLimit));
+        m_response.m_text.reserve(std::min<std::uint64_t>(m_length.value_or(0), textLimit));
     }
 }
 
@@ -144,6 +149,7 @@ void CExchange::TakeBody(char const* data, std::size_t size)
     m_response.m_receivedBytes += size;
     if (Sinks())
     {
+        m_gathering.StillDue(m_length.value_or(0) - std::min(m_length.value_or(0), m_response.m_receivedBytes));
         m_request.m_sink->Write(reinterpret_cast<unsigned char const*>(data), size);
         return;
     }
@@ -192,6 +198,24 @@ std::size_t OnSend(char* buffer, std::size_t, std::size_t size, void* context)
 int OnSeek(void* context, curl_off_t offset, int)
 {
     return static_cast<CExchange*>(context)->SeekBody(offset) ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
+}
+
+int OnProgress(void* context, curl_off_t, curl_off_t received, curl_off_t, curl_off_t)
+{
+    static_cast<CGathering*>(context)->HasReceived(received, std::chrono::steady_clock::now());
+    return 0;
+}
+
+int OnOpened(void* context, curl_socket_t socket, curlsocktype)
+{
+    static_cast<CGathering*>(context)->Opened(socket);
+    return CURL_SOCKOPT_OK;
+}
+
+int OnClosed(void* context, curl_socket_t socket)
+{
+    static_cast<CGathering*>(context)->Closed(socket);
+    return close(socket);
 }
 
 /// Where the system keeps the certificates it trusts. libcurl's own idea of it belongs to the distribution it was built on.
@@ -318,6 +342,12 @@ void CCurlHandle::SetUpOnce()
     Set(CURLOPT_WRITEFUNCTION, OnBody);
     Set(CURLOPT_READFUNCTION, OnSend);
     Set(CURLOPT_SEEKFUNCTION, OnSeek);
+    Set(CURLOPT_XFERINFOFUNCTION, OnProgress);
+    Set(CURLOPT_XFERINFODATA, &m_gathering);
+    Set(CURLOPT_SOCKOPTFUNCTION, OnOpened);
+    Set(CURLOPT_SOCKOPTDATA, &m_gathering);
+    Set(CURLOPT_CLOSESOCKETFUNCTION, OnClosed);
+    Set(CURLOPT_CLOSESOCKETDATA, &m_gathering);
     SetUpTrust();
 }
 
@@ -427,7 +457,7 @@ void CCurlHandle::SetBuffers(SHttpRequest const& request, bool throttled)
 
 SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrottlingCtx* throttling)
 {
-    CExchange exchange(request, throttling);
+    CExchange exchange(request, throttling, m_gathering);
     SetMethod(request, &exchange);
     SetHeaders(request);
     Set(CURLOPT_URL, request.m_url.c_str());
@@ -435,6 +465,7 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     Set(CURLOPT_WRITEDATA, &exchange);
     bool const throttled = throttling && throttling->GetLimitBytesPerSec() != 0;
     SetBuffers(request, throttled);
+    Set(CURLOPT_NOPROGRESS, request.m_sink ? 0L : 1L);
     if (request.m_body.m_size <= inlineBody)
     {
         Pause(throttling, request.m_body.m_size);
@@ -442,6 +473,7 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
 
     m_errorText[0] = '\0';
     CURLcode const code = curl_easy_perform(m_curl.get());
+    m_gathering.End();
     if (exchange.m_failure)
     {
         std::rethrow_exception(exchange.m_failure);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "s3wire/transport/gathering.h"
 #include "s3wire/transport/http.h"
 #include "s3wire/transport/settings.h"
 
@@ -51,6 +52,7 @@ private:
     [[noreturn]] void Raise(CURLcode code, SHttpRequest const& request);
 
     std::shared_ptr<STransportSettings const> m_settings;
+    CGathering m_gathering; ///< before the handle, which tells it of sockets until its own end
     std::unique_ptr<CURL, SFree> m_curl;
     std::array<char, CURL_ERROR_SIZE> m_errorText{};
     std::uint64_t m_lastReceived = 0; ///< by the last sink
