@@ -22,6 +22,7 @@ namespace
 
 constexpr unsigned long minCapacity = 1024;
 constexpr unsigned long hugePage = 2UL << 20U;
+constexpr unsigned long smallTail = 64UL << 10U;
 
 // Few sizes, so that blocks fit again: eight steps from one power of two to the next.
 unsigned long RoundUp(unsigned long size)
@@ -39,8 +40,9 @@ bool IsMapped(unsigned long capacity)
     return capacity >= hugePage;
 }
 
-// Memory that starts on a huge page: more is mapped than needed, and both ends given back.
-unsigned char* Map(unsigned long capacity)
+// Memory that starts on a huge page: more is mapped than needed, and both ends given back. What is little more than some huge
+// pages, a body with a header say, does not take one more for the rest.
+unsigned char* Map(unsigned long size, unsigned long capacity)
 {
     unsigned long const mapped = capacity + hugePage;
     void* const start = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -56,15 +58,17 @@ unsigned char* Map(unsigned long capacity)
     }
     unsigned char* const data = first + before;
     ::munmap(data + capacity, hugePage - before);
-    ::madvise(data, capacity, MADV_HUGEPAGE); // a kernel without huge pages refuses, and nothing is lost
+    unsigned long const tail = size % hugePage;
+    unsigned long const huge = tail <= smallTail ? size - tail : capacity;
+    ::madvise(data, huge, MADV_HUGEPAGE); // a kernel without huge pages refuses, and nothing is lost
     return data;
 }
 
-unsigned char* Allocate(unsigned long capacity)
+unsigned char* Allocate(unsigned long size, unsigned long capacity)
 {
     if (IsMapped(capacity))
     {
-        return Map(capacity);
+        return Map(size, capacity);
     }
     void* const data = std::malloc(capacity);
     if (data == nullptr)
@@ -135,7 +139,7 @@ bufs_pool_t::SBlock bufs_pool_t::Acquire(unsigned long size)
             return block;
         }
     }
-    return {Allocate(capacity), capacity};
+    return {Allocate(size, capacity), capacity};
 }
 
 void bufs_pool_t::Release(SBlock block) noexcept

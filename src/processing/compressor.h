@@ -8,7 +8,7 @@ namespace bucketry::transforms::compress
 {
 
 /// Turns bodies from one compression to another, one of the two being plain data: zlib (RFC 1950) at level 6, Zstandard
-/// (RFC 8878) at levels 1, 3 and 9. For one body.
+/// (RFC 8878) at levels 1, 3 and 8. For one body.
 class CCompressorImpl
 {
 public:

@@ -25,9 +25,13 @@ void CopyBytes(unsigned char* target, unsigned char const* source, unsigned long
     }
 }
 
+/// A little more than the header and what the crypter adds: a block that can hold the encoded body later.
+constexpr unsigned long kRoomToGrow = 64;
+
 pool::CPoolPtr<CContentBuf> CopyToContent(unsigned char const* source, unsigned long size)
 {
-    pool::CPoolPtr<CContentBuf> content = CContentBuf::Alloc(size);
+    pool::CPoolPtr<CContentBuf> content = CContentBuf::Alloc(size + kRoomToGrow);
+    content->SetSize(size);
     CopyBytes(content->GetContent(), source, size);
     return content;
 }
