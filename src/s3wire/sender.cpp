@@ -386,8 +386,10 @@ bool CWireSender::CSending::CorrectAddress(SHttpResponse const& answer, unsigned
         return false;
     }
     SEndpoint endpoint = *m_sender.m_endpoint;
-    bool const hosted = error.m_endpoint.starts_with(m_request.m_bucket + ".");
-    endpoint.m_host = hosted ? error.m_endpoint.substr(m_request.m_bucket.size() + 1) : error.m_endpoint;
+    SEndpoint const told = ParseEndpoint(endpoint.m_scheme + "://" + error.m_endpoint);
+    bool const hosted = told.m_host.starts_with(m_request.m_bucket + ".");
+    endpoint.m_host = hosted ? told.m_host.substr(m_request.m_bucket.size() + 1) : told.m_host;
+    endpoint.m_port = told.m_port.empty() ? endpoint.m_port : told.m_port;
     SetAddress(AddressOfBucket(endpoint, m_request.m_bucket, m_address.m_region, hosted));
     return true;
 }
