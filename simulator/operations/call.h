@@ -72,7 +72,8 @@ SResponse ListParts(SCall& call);
 
 SResponse CreateJob(SCall& call);
 SResponse DescribeJob(SCall& call);
-SResponse GetCallerIdentity(SCall& call);
+/// Who asks, or keys for a session; logged as GetCallerIdentity either way.
+SResponse AnswerSts(SCall& call);
 SResponse GetMetadataToken(SCall& call);
 SResponse GetMetadataRole(SCall& call);
 SResponse GetMetadataCredentials(SCall& call);

@@ -36,12 +36,6 @@ void DemandToken(SCall const& call)
         throw Refusal(404);
 }
 
-std::string IsoSeconds(time_point_t time)
-{
-    std::string const text = IsoTime(time);
-    return text.substr(0, text.find('.')) + "Z";
-}
-
 } // namespace
 
 CMetadataService::CMetadataService(add_key_t addKey) : m_addKey(std::move(addKey)) {}
@@ -59,16 +53,20 @@ bool CMetadataService::IsToken(std::string const& token, time_point_t now) const
     return found != m_tokens.end() && now < found->second;
 }
 
+SAccessKey CMetadataService::NewKeys(std::chrono::seconds lifetime, time_point_t now)
+{
+    std::string const number = std::to_string(++m_issued);
+    SAccessKey keys{"ASIA" + Hex(Sha256("id " + number)).substr(0, 16), Base64(Sha256("secret " + number)),
+                    Base64(Sha256("session " + number)), now + lifetime};
+    m_addKey(keys);
+    return keys;
+}
+
 SAccessKey const& CMetadataService::Keys(std::chrono::seconds lifetime, time_point_t now)
 {
     auto const early = std::min<std::chrono::seconds>(std::chrono::minutes(5), lifetime / 2);
     if (!m_keys.m_expires || now + early >= *m_keys.m_expires)
-    {
-        std::string const number = std::to_string(++m_issued);
-        m_keys = {"ASIA" + Hex(Sha256("id " + number)).substr(0, 16), Base64(Sha256("secret " + number)),
-                  Base64(Sha256("session " + number)), now + lifetime};
-        m_addKey(m_keys);
-    }
+        m_keys = NewKeys(lifetime, now);
     return m_keys;
 }
 

@@ -18,6 +18,8 @@ public:
 
     std::string NewToken(std::chrono::seconds lifetime, time_point_t now);
     bool IsToken(std::string const& token, time_point_t now) const;
+    /// Keys with a session token, which the store knows from now on.
+    SAccessKey NewKeys(std::chrono::seconds lifetime, time_point_t now);
     /// The role's keys; new ones shortly before the present ones expire.
     SAccessKey const& Keys(std::chrono::seconds lifetime, time_point_t now);
 

@@ -1,7 +1,9 @@
 #include <map>
 
+#include "../protocol/text.h"
 #include "../protocol/xml.h"
 #include "call.h"
+#include "metadata.h"
 
 namespace bucketry::simulator
 {
@@ -41,7 +43,7 @@ operation_t FindOperation(std::string const& name)
         {"ListParts", ListParts},
         {"CreateJob", CreateJob},
         {"DescribeJob", DescribeJob},
-        {"GetCallerIdentity", GetCallerIdentity},
+        {"GetCallerIdentity", AnswerSts},
         {"GetMetadataToken", GetMetadataToken},
         {"GetMetadataRole", GetMetadataRole},
         {"GetMetadataCredentials", GetMetadataCredentials},
@@ -50,15 +52,43 @@ operation_t FindOperation(std::string const& name)
     return found == operations.end() ? nullptr : found->second;
 }
 
-SResponse GetCallerIdentity(SCall& call)
+namespace
 {
-    std::string const form = "&" + call.m_request.m_body + "&";
-    if (form.find("&Action=GetCallerIdentity&") == std::string::npos)
-        throw CStoreError(400, "InvalidAction", "Could not find operation for version 2011-06-15");
+
+constexpr char const* STS_SPACE = "https://sts.amazonaws.com/doc/2011-06-15/";
+
+void FillIdentity(CXmlWriter& xml, SCall const& call)
+{
     std::string const& account = call.m_options.m_accountId;
-    CXmlWriter xml("GetCallerIdentityResponse", "https://sts.amazonaws.com/doc/2011-06-15/");
     xml.Open("GetCallerIdentityResult").Text("Arn", "arn:aws:iam::" + account + ":user/simulated");
     xml.Text("UserId", "AIDASIMULATED").Text("Account", account).Close();
+}
+
+void FillSession(CXmlWriter& xml, SCall const& call, std::string const& form)
+{
+    static constexpr std::string_view name = "&DurationSeconds=";
+    auto const at = form.find(name);
+    auto const from = at == std::string::npos ? form.size() : at + name.size();
+    auto const asked = ParseNumber(form.substr(from, form.find('&', from) - from));
+    SAccessKey const keys = call.m_metadata.NewKeys(std::chrono::seconds(asked.value_or(12 * 60 * 60)), call.m_now);
+    xml.Open("GetSessionTokenResult").Open("Credentials").Text("AccessKeyId", keys.m_id);
+    xml.Text("SecretAccessKey", keys.m_secret).Text("SessionToken", keys.m_sessionToken);
+    xml.Text("Expiration", IsoSeconds(*keys.m_expires)).Close().Close();
+}
+
+} // namespace
+
+SResponse AnswerSts(SCall& call)
+{
+    std::string const form = "&" + call.m_request.m_body + "&";
+    bool const asksForIdentity = form.find("&Action=GetCallerIdentity&") != std::string::npos;
+    if (!asksForIdentity && form.find("&Action=GetSessionToken&") == std::string::npos)
+        throw CStoreError(400, "InvalidAction", "Could not find operation for version 2011-06-15");
+    CXmlWriter xml(asksForIdentity ? "GetCallerIdentityResponse" : "GetSessionTokenResponse", STS_SPACE);
+    if (asksForIdentity)
+        FillIdentity(xml, call);
+    else
+        FillSession(xml, call, form);
     xml.Open("ResponseMetadata").Text("RequestId", call.m_request.m_id);
     SResponse response;
     response.SetXml(xml.Finish());

@@ -233,6 +233,11 @@ std::string IsoTime(time_point_t time)
     return Format(time, "%Y-%m-%dT%H:%M:%S.") + digits.substr(1) + "Z";
 }
 
+std::string IsoSeconds(time_point_t time)
+{
+    return Format(time, "%Y-%m-%dT%H:%M:%SZ");
+}
+
 std::string IsoBasicTime(time_point_t time)
 {
     return Format(time, "%Y%m%dT%H%M%SZ");

@@ -30,6 +30,7 @@ std::string Latin1ToUtf8(std::string_view bytes);
 std::optional<std::uint64_t> ParseNumber(std::string_view text);
 
 std::string IsoTime(time_point_t time);      ///< 2026-03-14T15:09:26.000Z
+std::string IsoSeconds(time_point_t time);   ///< 2026-03-14T15:09:26Z
 std::string IsoBasicTime(time_point_t time); ///< 20260314T150926Z
 std::string HttpTime(time_point_t time);     ///< Sat, 14 Mar 2026 15:09:26 GMT
 std::optional<time_point_t> ParseIsoTime(std::string const& text);

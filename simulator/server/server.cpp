@@ -285,16 +285,15 @@ private:
 class CServer::CImpl
 {
 public:
-    explicit CImpl(SServerParts const& parts)
-        : m_parts(parts), m_tls(asio::ssl::context::tls_server), m_acceptor(m_context)
+    CImpl(SServerParts const& parts, std::uint16_t port, bool isTls)
+        : m_parts(parts), m_tls(asio::ssl::context::tls_server), m_isTls(isTls), m_acceptor(m_context)
     {
-        if (!parts.m_options.m_certificateFile.empty())
+        if (isTls)
         {
-            m_isTls = true;
             m_tls.use_certificate_chain_file(parts.m_options.m_certificateFile);
             m_tls.use_private_key_file(parts.m_options.m_privateKeyFile, asio::ssl::context::pem);
         }
-        tcp_t::endpoint const endpoint(asio::ip::make_address(parts.m_options.m_address), parts.m_options.m_port);
+        tcp_t::endpoint const endpoint(asio::ip::make_address(parts.m_options.m_address), port);
         m_acceptor.open(endpoint.protocol());
         m_acceptor.set_option(asio::socket_base::reuse_address(true));
         m_acceptor.bind(endpoint);
@@ -386,7 +385,7 @@ private:
     SServerParts const m_parts;
     asio::io_context m_context;
     asio::ssl::context m_tls;
-    bool m_isTls = false;
+    bool const m_isTls;
     tcp_t::acceptor m_acceptor;
     std::uint16_t m_port = 0;
     CStopSignal m_stop;
@@ -394,7 +393,10 @@ private:
     std::thread m_thread;
 };
 
-CServer::CServer(SServerParts const& parts) : m_impl(std::make_unique<CImpl>(parts)) {}
+CServer::CServer(SServerParts const& parts, std::uint16_t port, bool isTls)
+    : m_impl(std::make_unique<CImpl>(parts, port, isTls))
+{
+}
 
 CServer::~CServer() = default;
 

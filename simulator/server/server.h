@@ -22,8 +22,8 @@ struct SServerParts
 class CServer
 {
 public:
-    /// Listens at once. Throws std::runtime_error if it can't.
-    explicit CServer(SServerParts const& parts);
+    /// Listens at once. Throws std::runtime_error if it can't. With `isTls` the options name certificate and key.
+    CServer(SServerParts const& parts, std::uint16_t port, bool isTls);
     /// Ends all connections and joins their threads.
     ~CServer();
 

@@ -11,8 +11,17 @@ struct CSimulator::SState
         : m_options(std::move(options)),
           m_service(m_options, m_clock),
           m_log(m_options.m_logLimit),
-          m_server(SServerParts{m_options, m_service, m_faults, m_log})
+          m_server(Parts(), m_options.m_port, IsTls())
     {
+        if (IsTls() && m_options.m_alsoPlain)
+            m_plain.emplace(Parts(), std::uint16_t{0}, false);
+    }
+
+    bool IsTls() const { return !m_options.m_certificateFile.empty(); }
+    SServerParts Parts() { return {m_options, m_service, m_faults, m_log}; }
+    std::string Endpoint(CServer const& server, char const* scheme) const
+    {
+        return scheme + m_options.m_address + ":" + std::to_string(server.Port());
     }
 
     SSimulatorOptions const m_options;
@@ -20,7 +29,8 @@ struct CSimulator::SState
     CService m_service;
     CFaults m_faults;
     CRequestLog m_log;
-    CServer m_server; // ends first
+    CServer m_server; // these end first
+    std::optional<CServer> m_plain;
 };
 
 CSimulator::CSimulator(SSimulatorOptions options) : m_state(std::make_unique<SState>(std::move(options))) {}
@@ -34,8 +44,12 @@ std::uint16_t CSimulator::Port() const
 
 std::string CSimulator::Endpoint() const
 {
-    std::string const scheme = m_state->m_options.m_certificateFile.empty() ? "http://" : "https://";
-    return scheme + m_state->m_options.m_address + ":" + std::to_string(Port());
+    return m_state->Endpoint(m_state->m_server, m_state->IsTls() ? "https://" : "http://");
+}
+
+std::string CSimulator::PlainEndpoint() const
+{
+    return m_state->m_plain ? m_state->Endpoint(*m_state->m_plain, "http://") : std::string();
 }
 
 void CSimulator::CreateBucket(std::string const& name, SBucketOptions const& options)

@@ -49,6 +49,7 @@ struct SSimulatorOptions
     std::uint16_t m_port = 0;           ///< 0: the system chooses
     std::string m_certificateFile = {}; ///< PEM; set both files for TLS
     std::string m_privateKeyFile = {};
+    bool m_alsoPlain = false;           ///< with TLS: the same store answers without it, too, on a port of its own
     std::string m_region = "us-east-1"; ///< of buckets that name none, and of requests without a bucket
     std::string m_accountId = "123456789012";
     std::vector<SAccessKey> m_accessKeys = {SAccessKey{}};
@@ -187,6 +188,8 @@ public:
     std::uint16_t Port() const;
     /// scheme://address:port
     std::string Endpoint() const;
+    /// The same without TLS; empty if there is none beside TLS.
+    std::string PlainEndpoint() const;
 
     void CreateBucket(std::string const& name, SBucketOptions const& options = {});
     void AddAccessPoint(SAccessPoint const& accessPoint);
