@@ -1,31 +1,27 @@
 #pragma once
 
-#include "bucketry/client.h"
+#include "support/answering_client.h"
 #include "support/bufs.h"
 
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace bucketry::testing
 {
 
-/// A bucket in memory, shared by the clients over it. Times come from CCurrentTimeAccessor. Any thread.
-class CMemoryStore
+/// A bucket in memory, shared by the clients over it. Any thread.
+class CMemoryStore : public std::enable_shared_from_this<CMemoryStore>
 {
 public:
     struct SVersion
     {
         std::string m_id;
-        std::string m_body{};
+        std::string m_body;
         bool m_isDeleteMarker = false;
-        datetime::CDateTime m_lastModified{true};
-        std::optional<datetime::CDateTime> m_immutableTill{};
-        object_metadata_t m_metadata{};
     };
 
     /// Runs around each storage call, on the thread that does the work, with its text, as "UploadFileAsync(a/b)". What `before`
@@ -57,71 +53,90 @@ private:
 
     /// Runs one storage call with its hooks, the work under the mutex.
     void Do(std::string const& call, std::function<void()> const& work);
-    SVersion const& Current(std::string const& key) const;
-    SVersion const& Exactly(std::string const& key, std::string const& version) const;
-    std::string Add(std::string const& key, SVersion version);
+    /// The same for what gives a result.
+    template <class TWork>
+    auto Ask(std::string const& call, TWork const& work)
+    {
+        decltype(work()) result{};
+        Do(call, [&] { result = work(); });
+        return result;
+    }
+    /// The same on a task, which holds the store.
+    task_t Start(std::string const& call, std::function<void(CMemoryStore&)> const& work);
+
+    // What the work may do: the mutex is held.
+
+    bool IsThere(std::string const& key) const;
+    /// The current version if none is named; else 404.
+    std::string const& BodyOf(std::string const& path, std::string const& version = "") const;
+    /// Gives the new version's id.
+    std::string Add(std::string const& key, std::string const& body, bool isDeleteMarker = false);
     void Remove(std::string const& key);
-    void RemoveVersion(std::string const& key, std::string const& version, bool evenImmutable);
-    std::vector<std::string> KeysBelow(std::string const& prefix) const;
+    void RemoveVersion(std::string const& key, std::string const& version);
+    /// The keys below a folder whose object is there, its own marker included.
+    std::vector<std::string> KeysBelow(std::string const& folder) const;
+    /// The versions of the objects directly below a folder, the newest first, or only the current ones, then the subfolders.
+    versions_t ChildrenOf(std::string const& folder, bool onlyCurrent) const;
 
     bool const m_keepsVersions;
     SHooks m_hooks;
-    mutable std::mutex m_mutex;
+    mutable std::mutex m_mutex; ///< guards all below
     std::vector<std::string> m_calls;
     std::map<std::string, std::vector<SVersion>> m_objects; ///< the oldest version first
     unsigned long m_lastId = 0;
 };
 
-/// A client over a CMemoryStore. Its tasks hold the store, not the client. Takes no real locks.
-class CMemoryClient final : public ICloudClient
+/// What a store in memory does not know: archives, batch jobs, locks of its own, immutability.
+struct SRefusal
+{
+    template <class TResult, class... TArgs>
+    TResult Answer(char const* operation, TArgs const&...) const
+    {
+        throw exc::CNotImplExc("CMemoryStore", operation);
+    }
+};
+
+/// A client over a CMemoryStore. Its tasks hold the store, not the client.
+class CMemoryClient final : public CAnsweringClient<SRefusal>
 {
 public:
     explicit CMemoryClient(std::shared_ptr<CMemoryStore> store, std::uint32_t concurrentTaskLimit = 16,
-                           std::size_t pageSize = 1000);
+                           std::size_t pageSize = 1000)
+        : CAnsweringClient({}),
+          m_store(std::move(store)),
+          m_concurrentTaskLimit(concurrentTaskLimit),
+          m_pageSize(pageSize)
+    {
+    }
 
-    task_t DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool) override;
-    task_t DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool, unsigned long offset,
+    task_t DownloadFileAsync(path_t path, bufs_t bufs, pool_t pool) override;
+    task_t DownloadFileAsync(path_t path, bufs_t bufs, pool_t pool, unsigned long offset,
                              unsigned long length) override;
-    task_t UploadFileAsync(std::string const& path, bufs_t bufs) override;
-    task_t CopyFileAsync(std::string const& itemPath, std::string const& newPath) override;
-    task_t DeleteFileAsync(std::string const& path) override;
+    task_t UploadFileAsync(path_t path, bufs_t bufs) override;
+    task_t CopyFileAsync(path_t itemPath, path_t newPath) override;
+    task_t DeleteFileAsync(path_t path) override;
     task_t DeleteFileListAsync(std::vector<std::string> const& paths) override;
-    std::uint64_t GetFileSize(std::string const& path) override;
-    bool IsFileExist(std::string const& path) override;
-    task_t IsFileExistAsync(std::string const& path, std::shared_ptr<bool> flag) override;
-    task_t CreateFolderAsync(std::string const& path) override;
-    task_t DeleteFolderAsync(std::string const& path, std::shared_ptr<progress::progress_base_t> progress) override;
-    std::uint64_t GetFolderSize(std::string const& path) override;
-    bool IsFolderExist(std::string const& path) override;
-    std::vector<SCloudObjectInfo> QueryFolder(std::string const& path) override;
-    task_t QueryFolderAsync(std::string const& path, std::shared_ptr<std::vector<SCloudObjectInfo>> objects) override;
-    task_t QueryFolderAsync(std::string const& path,
-                            std::function<void(std::vector<SCloudObjectInfo> const&)> onPage) override;
-    std::uint64_t GetObjectCount(std::string const& path) override;
-    std::int64_t GetStorageQuota() override;
-    std::uint32_t GetConcurrentTaskLimit() override;
-    std::string GetCloudContainerName() override;
-    std::string GetAbsolutePath(std::string const& path) override;
+    std::uint64_t GetFileSize(path_t path) override;
+    bool IsFileExist(path_t path) override;
+    task_t IsFileExistAsync(path_t path, std::shared_ptr<bool> flag) override;
+    task_t CreateFolderAsync(path_t path) override;
+    task_t DeleteFolderAsync(path_t path, std::shared_ptr<progress::progress_base_t> progress) override;
+    std::uint64_t GetFolderSize(path_t path) override;
+    bool IsFolderExist(path_t path) override;
+    objects_t QueryFolder(path_t path) override;
+    task_t QueryFolderAsync(path_t path, std::shared_ptr<objects_t> objects) override;
+    task_t QueryFolderAsync(path_t path, std::function<void(objects_t const&)> onPage) override;
+    std::uint64_t GetObjectCount(path_t path) override;
+    std::uint32_t GetConcurrentTaskLimit() override { return m_concurrentTaskLimit; }
+    std::string GetAbsolutePath(path_t path) override { return path; }
     std::shared_ptr<task::IAsyncTaskUtils> CreateAsyncTaskUtils() override;
-    std::shared_ptr<ICloudDownload> StartDownload(std::string const& path) override;
-    std::shared_ptr<ICloudUpload> StartUpload(std::string const& path, unsigned long size) override;
+    std::shared_ptr<ICloudDownload> StartDownload(path_t path) override;
+    std::shared_ptr<ICloudUpload> StartUpload(path_t path, unsigned long size) override;
     std::shared_ptr<ICloudVersioningUtils> GetVersioningUtils() override;
-    bool IsVersioningEnabled() const override;
-    std::shared_ptr<ICloudInterRegionSource> GetFileInterRegionSource(std::string const& path) override;
-    bool IsFileInterRegionSourceCompatible(std::shared_ptr<ICloudInterRegionSource> source) override;
-    task_t CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> source,
-                                    std::string const& targetPath) override;
-    task_t RetrieveArchiveAsync(std::string const& sourcePath, std::string const& targetPath,
-                                SRetrieveArchiveOptions const& options) override;
-    task_t GetArchiveRetrievalStatusAsync(std::string const& path,
-                                          std::shared_ptr<SArchiveRetrievalStatus> status) override;
-    EArchiveRetrievalBehavior GetArchiveRetrievalBehavior() const override;
-    std::shared_ptr<ICloudLock> Lock(std::string const& path, SCloudLockParams const& params,
-                                     std::shared_ptr<synch::completion_port_t> port) override;
-    std::shared_ptr<CServerTime> GetServerTime() override;
-    SBatchJobInfo StartBatchRestoreJob(SBatchManifestInfo const& manifest,
-                                       SRetrieveArchiveOptions const& options) override;
-    SBatchJobStatus GetBatchJobStatus(SBatchJobInfo const& job) override;
+    bool IsVersioningEnabled() const override { return m_store->m_keepsVersions; }
+    source_t GetFileInterRegionSource(path_t path) override;
+    task_t CopyFileInterRegionAsync(source_t source, path_t targetPath) override;
+    std::shared_ptr<CServerTime> GetServerTime() override { return m_serverTime; }
 
 private:
     std::shared_ptr<CMemoryStore> const m_store;
