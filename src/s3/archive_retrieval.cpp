@@ -6,27 +6,6 @@
 namespace bucketry::s3
 {
 
-namespace detail
-{
-
-s3wire::s3::EGlacierRetrievalTier ToGlacierRetrievalTier(ArchiveRetrievalTier tier)
-{
-    using s3wire::s3::EGlacierRetrievalTier;
-    switch (tier)
-    {
-    case ArchiveRetrievalTier::Default:
-    case ArchiveRetrievalTier::Standard:
-        return EGlacierRetrievalTier::Standard;
-    case ArchiveRetrievalTier::Bulk:
-        return EGlacierRetrievalTier::Bulk;
-    case ArchiveRetrievalTier::Expedited:
-        return EGlacierRetrievalTier::Expedited;
-    }
-    throw exc::CRuntimeExc("Unknown ArchiveRetrievalTier value: %1", static_cast<std::uint32_t>(tier));
-}
-
-} // namespace detail
-
 ICloudClient::task_t CS3CloudClient::RetrieveArchiveAsync(std::string const& sourcePath, std::string const& targetPath,
                                                           SRetrieveArchiveOptions const& options)
 {

@@ -239,7 +239,7 @@ std::string COperations::VersionOfCopy(SObjectRef const& target, std::string con
         }
         return WithoutQuotes(head.m_eTag) == WithoutQuotes(eTag) ? head.m_versionId : "";
     }
-    catch (CS3WireException const&)
+    catch (exc::exc_base_t const&) // the copy is there, whatever answer came to the question
     {
         return "";
     }

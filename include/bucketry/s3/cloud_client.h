@@ -18,8 +18,10 @@ namespace bucketry::s3
 ///
 /// Paths:     the key is the path without one leading "/". Folders are key prefixes; CreateFolderAsync writes a marker, an empty
 ///            object whose key ends in "/", and IsFolderExist asks for that marker only.
-/// Failures:  tasks fail with CObjectStorageException and the store's status, and so does QueryFolder; other blocking operations and
-///            streams throw s3wire::CS3WireException. A blocking operation puts a line with the path on top, but for GetObjectCount.
+/// Failures:  tasks fail with CObjectStorageException and the store's status, and so does QueryFolder; that of RetrieveArchiveAsync
+///            with exc::CRuntimeExc. Other blocking operations and streams throw s3wire::CS3WireException, with a line on top that
+///            names the path, if there is one to name; GetObjectCount throws it without. A read beyond the object's end throws
+///            exc::CRuntimeExc.
 /// Ranges:    a length of 0 reaches to the end; a range that ends beyond the object is cut there.
 /// Lifetime:  a task does not need the client any more; a stream of StartUpload needs the client's
 ///            context, a handle of Lock the client itself.

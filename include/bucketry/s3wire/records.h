@@ -183,7 +183,7 @@ struct BUCKETRY_API SS3InitiateRestoreObject : IS3BatchOperation
 
     std::uint32_t m_expirationInDays = 0;
     bool m_hasExpiration = false;                ///< false leaves the days out, as tiering archives want it
-    std::optional<std::string> m_glacierJobTier; ///< "STANDARD" or "BULK"
+    std::optional<std::string> m_glacierJobTier; ///< "STANDARD" or "BULK", which S3 takes, or "EXPEDITED"
 };
 
 /// A batch job of the S3 Control API.

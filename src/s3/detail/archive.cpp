@@ -4,7 +4,6 @@
 
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/logging.h"
-#include "bucketry/s3/paths.h"
 #include "bucketry/s3wire/exception.h"
 
 namespace bucketry::s3::detail
@@ -25,6 +24,22 @@ bool IsNotArchived(s3wire::CS3WireException const& refusal)
 }
 
 } // namespace
+
+s3wire::s3::EGlacierRetrievalTier ToGlacierRetrievalTier(ArchiveRetrievalTier tier)
+{
+    using s3wire::s3::EGlacierRetrievalTier;
+    switch (tier)
+    {
+    case ArchiveRetrievalTier::Default:
+    case ArchiveRetrievalTier::Standard:
+        return EGlacierRetrievalTier::Standard;
+    case ArchiveRetrievalTier::Bulk:
+        return EGlacierRetrievalTier::Bulk;
+    case ArchiveRetrievalTier::Expedited:
+        return EGlacierRetrievalTier::Expedited;
+    }
+    throw exc::CRuntimeExc("Unknown ArchiveRetrievalTier value: %1", static_cast<std::uint32_t>(tier));
+}
 
 void JudgeRestore(web::Task<EPostObjectRestoreResponse> const& asked, SRestoreTexts const& texts)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "bucketry/base/exceptions.h"
 #include "bucketry/client.h"
 #include "s3wire/streams.h"
 
@@ -41,7 +42,11 @@ public:
 
     void Read(unsigned char* buffer, unsigned long offset, unsigned long length) override
     {
-        m_stream.Read(buffer, length, offset);
+        if (m_stream.Read(buffer, length, offset) < length)
+        {
+            throw exc::CRuntimeExc("The object ends before the range to read: offset %1, length %2, size %3", offset,
+                                   length, ObjectSize());
+        }
     }
     std::uint64_t ObjectSize() override { return m_stream.ObjectSize(); }
 
