@@ -2,7 +2,7 @@
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "bucketry/s3wire/statistics.h"
-#include "s3wire/errors.h"
+#include "s3wire/ops/fake_sender.h"
 #include "s3wire/sender.h"
 #include "s3wire/transport/failure.h"
 
@@ -10,12 +10,15 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <map>
+#include <sstream>
 
 namespace bucketry::s3wire
 {
 namespace
 {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using transport::CTransportFailure;
@@ -26,55 +29,68 @@ using transport::SHttpResponse;
 using wire::EService;
 using wire::SWireRequest;
 
+std::string ErrorBody(std::string const& code, std::string const& more = "")
+{
+    return "<?xml version=\"1.0\"?>\n<Error><Code>" + code + "</Code><Message>told</Message>" + more + "</Error>";
+}
+
 /// Answers by a script; with none left, with 200. Keeps what it was asked.
 class CScriptedTransport : public transport::IHttpTransport
 {
 public:
-    using step_t = std::function<SHttpResponse(SHttpRequest const&)>;
-
     SHttpResponse Exchange(SHttpRequest const& request) override
     {
         m_seen.push_back(request);
         if (m_steps.empty())
         {
-            return Status(200);
+            return tests::Answer(200);
         }
-        step_t const step = std::move(m_steps.front());
+        auto const step = std::move(m_steps.front());
         m_steps.pop_front();
         return step(request);
     }
 
-    static SHttpResponse Status(unsigned status, std::string body = "")
+    void Script(SHttpResponse const& answer)
     {
-        SHttpResponse answer;
-        answer.m_status = status;
-        answer.m_text = std::move(body);
-        return answer;
-    }
-
-    void Script(unsigned status, std::string const& body = "",
-                std::vector<std::pair<std::string, std::string>> const& headers = {})
-    {
-        SHttpResponse answer = Status(status, body);
-        for (auto const& [name, value] : headers)
-        {
-            answer.m_headers.Add(name, value);
-        }
         m_steps.push_back([answer](SHttpRequest const&) { return answer; });
     }
-    void ScriptFailure(EFailure kind)
+    /// Each step is "lost", "unsent" or "settings", or a status, perhaps with an error code and more of the error's XML
+    /// after it, and a line for each header.
+    void Play(std::vector<std::string> const& steps)
     {
-        m_steps.push_back([kind](SHttpRequest const&) -> SHttpResponse { throw CTransportFailure(kind, "broken"); });
+        m_seen.clear();
+        m_steps.clear();
+        std::for_each(steps.begin(), steps.end(), [this](std::string const& step) { PlayOne(step); });
     }
 
-    std::deque<step_t> m_steps;
+    std::deque<std::function<SHttpResponse(SHttpRequest const&)>> m_steps;
     std::vector<SHttpRequest> m_seen;
-};
 
-std::string ErrorBody(std::string const& code, std::string const& more = "")
-{
-    return "<?xml version=\"1.0\"?>\n<Error><Code>" + code + "</Code><Message>told</Message>" + more + "</Error>";
-}
+private:
+    void PlayOne(std::string const& step)
+    {
+        std::istringstream lines(step);
+        std::string line, word, code, more;
+        std::getline(lines, line);
+        std::istringstream words(line);
+        words >> word >> code >> more;
+        static std::map<std::string, EFailure> const failures = {
+            {"lost", EFailure::Lost}, {"unsent", EFailure::NotSent}, {"settings", EFailure::Settings}};
+        if (auto const failure = failures.find(word); failure != failures.end())
+        {
+            m_steps.push_back([kind = failure->second](SHttpRequest const&) -> SHttpResponse
+                              { throw CTransportFailure(kind, "broken"); });
+            return;
+        }
+        SHttpResponse answer =
+            tests::Answer(static_cast<unsigned>(std::stoul(word)), code.empty() ? "" : ErrorBody(code, more));
+        while (std::getline(lines, line))
+        {
+            answer.m_headers.Add(line.substr(0, line.find(':')), line.substr(line.find(':') + 2));
+        }
+        Script(answer);
+    }
+};
 
 class CRenewingAuth : public IS3WireAuth
 {
@@ -130,21 +146,22 @@ protected:
         return value.substr(start, value.find("/aws4_request") - start);
     }
 
-    /// Sends and expects a refusal.
-    CS3WireException Refusal(wire::IWireSender& sender, SWireRequest const& request)
+    /// Sends, and gives the status, or that of a refusal with its code, or "failed" if no answer came.
+    std::string Result(wire::IWireSender& sender, SWireRequest const& request)
     {
         try
         {
-            sender.Send(request);
+            return std::to_string(sender.Send(request).m_status);
         }
-        catch (CS3WireException const& refusal)
+        catch (std::exception const& failure)
         {
-            return refusal;
+            m_said = failure.what();
+            auto const refusal = dynamic_cast<CS3WireException const*>(&failure);
+            return refusal ? std::to_string(refusal->GetStatusCode()) + " " + refusal->GetAmazonErrorCode() : "failed";
         }
-        ADD_FAILURE() << "not refused";
-        return {"", 0, ""};
     }
 
+    std::string m_said; ///< by the last failure
     std::shared_ptr<CScriptedTransport> m_transport = std::make_shared<CScriptedTransport>();
     std::shared_ptr<CRetryBudget> m_budget = std::make_shared<CRetryBudget>();
     std::shared_ptr<CRenewingAuth> m_auth = std::make_shared<CRenewingAuth>();
@@ -230,7 +247,6 @@ TEST_F(Sender, SignsSmallOrUnprotectedPayloadsAndTheSessionToken)
 
 TEST_F(Sender, ReachesTheOtherServices)
 {
-    auto const sender = Make("https://s3.cn-north-1.amazonaws.com.cn");
     SWireRequest control = Request(EHttpMethod::Post, "v20180820/jobs");
     control.m_service = EService::S3Control;
     control.m_headers.Add("x-amz-account-id", "123456789012");
@@ -255,79 +271,54 @@ TEST_F(Sender, ReachesTheOtherServices)
 
 TEST_F(Sender, RepeatsWithGrowingPausesAndHonoursRetryAfter)
 {
-    auto const sender = Make("http://store");
-    m_transport->Script(503, ErrorBody("SlowDown"));
-    m_transport->Script(500);
-    m_transport->Script(503, "", {{"Retry-After", "3"}});
-    m_transport->Script(429, "", {{"Retry-After", "Sun, 17 Mar 2030 17:46:45 GMT"}});
-    sender->Send(Request(EHttpMethod::Put));
+    m_transport->Play(
+        {"503 SlowDown", "500", "503\nRetry-After: 3", "429\nRetry-After: Sun, 17 Mar 2030 17:46:45 GMT"});
+    EXPECT_EQ(Result(*Make("http://store"), Request(EHttpMethod::Put)), "200");
     EXPECT_THAT(m_pauses, ElementsAre(100, 200, 3000, 5000));
     EXPECT_EQ(m_transport->m_seen.size(), 5u);
 }
 
-struct SRepeatCase
-{
-    char const* m_name;
-    std::function<void(CScriptedTransport&)> m_script;
-    bool m_idempotent;
-    bool m_repeated;
-};
-
 TEST_F(Sender, RepeatsOnlyWhatIsSafe)
 {
-    auto const status = [](unsigned code, std::string const& body)
-    { return [=](CScriptedTransport& transport) { transport.Script(code, body); }; };
-    auto const failure = [](EFailure kind)
-    { return [=](CScriptedTransport& transport) { transport.ScriptFailure(kind); }; };
-    SRepeatCase const cases[] = {
-        {"throttled", status(503, ErrorBody("SlowDown")), false, true},
-        {"body came too slowly", status(400, ErrorBody("RequestTimeout")), false, true},
-        {"failed", status(500, ErrorBody("InternalError")), false, false},
-        {"failed, idempotent", status(500, ""), true, true},
-        {"refused", status(403, ErrorBody("AccessDenied")), true, false},
-        {"missing", status(404, ErrorBody("NoSuchKey")), true, false},
-        {"not offered", status(501, ErrorBody("NotImplemented")), true, false},
-        {"no expedited restore", status(503, ErrorBody("GlacierExpeditedRetrievalNotAvailable")), true, false},
-        {"lost", failure(EFailure::Lost), false, false},
-        {"lost, idempotent", failure(EFailure::Lost), true, true},
-        {"never sent", failure(EFailure::NotSent), false, true},
-        {"bad settings", failure(EFailure::Settings), true, false},
-    };
-    for (SRepeatCase const& one : cases)
+    struct
     {
-        m_transport->m_seen.clear();
-        one.m_script(*m_transport);
-        try
-        {
-            Make("http://store")->Send(Request(EHttpMethod::Post, "key", one.m_idempotent));
-            EXPECT_TRUE(one.m_repeated) << one.m_name;
-        }
-        catch (std::exception const&)
-        {
-            EXPECT_FALSE(one.m_repeated) << one.m_name;
-        }
-        EXPECT_EQ(m_transport->m_seen.size(), one.m_repeated ? 2u : 1u) << one.m_name;
+        char const* m_step;
+        bool m_idempotent;
+        char const* m_result; ///< 200 after a second request
+    } const cases[] = {
+        {"503 SlowDown", false, "200"},
+        {"400 RequestTimeout", false, "200"}, // the body came too slowly
+        {"500 InternalError", false, "500 InternalError"},
+        {"500", true, "200"},
+        {"403 AccessDenied", true, "403 AccessDenied"},
+        {"404 NoSuchKey", true, "404 NoSuchKey"},
+        {"501 NotImplemented", true, "501 NotImplemented"},
+        {"503 GlacierExpeditedRetrievalNotAvailable", true, "503 GlacierExpeditedRetrievalNotAvailable"},
+        {"lost", false, "failed"},
+        {"lost", true, "200"},
+        {"unsent", false, "200"},
+        {"settings", true, "failed"},
+    };
+    for (auto const& one : cases)
+    {
+        m_transport->Play({one.m_step});
+        SWireRequest const request = Request(EHttpMethod::Post, "key", one.m_idempotent);
+        EXPECT_EQ(Result(*Make("http://store"), request), one.m_result) << one.m_step;
+        EXPECT_EQ(m_transport->m_seen.size(), std::string(one.m_result) == "200" ? 2u : 1u) << one.m_step;
     }
 }
 
 TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
 {
-    auto const script = [&](std::string const& step)
+    auto const script = [](std::string const& step)
     {
-        if (step == "lost")
-        {
-            m_transport->ScriptFailure(EFailure::Lost);
-            return;
-        }
         bool const isStatus = step.find_first_not_of("0123456789") == std::string::npos;
-        m_transport->Script(
-            isStatus ? static_cast<unsigned>(std::stoul(step)) : 200, "",
-            {{"Content-Length", "0"},
-             {"ETag", step == "other" ? "e" : "\"d41d8cd98f00b204e9800998ecf8427e\""},
-             {"Date", "Sun, 17 Mar 2030 17:46:45 GMT"},
-             {"Last-Modified", std::string("Sun, 17 Mar 2030 17:4") + (step == "old" ? "0:00" : "6:44") + " GMT"},
-             {"x-amz-restore", "ongoing-request=\"true\""},
-             {"x-amz-version-id", step}});
+        return step == "lost" ? step
+                              : (isStatus ? step : "200") +
+                "\nContent-Length: 0\nETag: " + (step == "other" ? "e" : "\"d41d8cd98f00b204e9800998ecf8427e\"") +
+                "\nDate: Sun, 17 Mar 2030 17:46:45 GMT\nLast-Modified: Sun, 17 Mar 2030 17:4" +
+                (step == "old" ? "0:00" : "6:44") +
+                " GMT\nx-amz-restore: ongoing-request=\"true\"\nx-amz-version-id: " + step;
     };
     s3::CS3WireClient const client(Make("http://store"));
     s3::SObjectLockConfig const lock(true, s3::EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false);
@@ -361,9 +352,9 @@ TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
     };
     for (auto const& one : cases)
     {
-        m_transport->m_seen.clear();
-        m_transport->m_steps.clear();
-        std::for_each(one.m_steps.begin(), one.m_steps.end(), script);
+        std::vector<std::string> steps;
+        std::transform(one.m_steps.begin(), one.m_steps.end(), std::back_inserter(steps), script);
+        m_transport->Play(steps);
         std::string result = "refused";
         try
         {
@@ -384,31 +375,17 @@ TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
 
 TEST_F(Sender, GivesUpAfterItsAttemptsAndWhenTheBudgetIsSpent)
 {
-    auto const scriptTen = [&]
-    {
-        m_transport->m_seen.clear();
-        m_transport->m_steps.clear();
-        for (int i = 0; i < 10; ++i)
-        {
-            m_transport->ScriptFailure(EFailure::NotSent);
-        }
-    };
-    scriptTen();
-    try
-    {
-        Make("http://store")->Send(Request(EHttpMethod::Get));
-        ADD_FAILURE() << "no failure";
-    }
-    catch (web::http::http_exception const& failure)
-    {
-        EXPECT_THAT(failure.what(), HasSubstr("Operation of [example-bucket/key] got no answer (5 attempts in"));
-        EXPECT_THAT(failure.what(), HasSubstr("broken"));
-    }
+    std::vector<std::string> const ten(10, "unsent");
+    m_transport->Play(ten);
+    EXPECT_EQ(Result(*Make("http://store"), Request(EHttpMethod::Get)), "failed");
+    EXPECT_THAT(
+        m_said,
+        AllOf(HasSubstr("Operation of [example-bucket/key] got no answer (5 attempts in"), HasSubstr("broken")));
     EXPECT_EQ(m_transport->m_seen.size(), 5u);
 
     m_budget = std::make_shared<CRetryBudget>(10); // two repeats
-    scriptTen();
-    EXPECT_THROW(Make("http://store")->Send(Request(EHttpMethod::Get)), web::http::http_exception);
+    m_transport->Play(ten);
+    EXPECT_EQ(Result(*Make("http://store"), Request(EHttpMethod::Get)), "failed");
     EXPECT_EQ(m_transport->m_seen.size(), 3u);
     m_transport->m_steps.clear();
     for (int i = 0; i < 5; ++i)
@@ -422,31 +399,27 @@ TEST_F(Sender, TellsWhatTheStoreSaid)
 {
     auto const sender = Make("http://store");
     s3::SS3Stats const before = s3::CS3StatsAccumulator::GetStats();
-    m_transport->Script(403, ErrorBody("AccessDenied", "<RequestId>R1</RequestId>"), {{"x-amz-id-2", "H1"}});
-    CS3WireException const denied = Refusal(*sender, Request(EHttpMethod::Get));
-    EXPECT_EQ(denied.GetStatusCode(), 403);
-    EXPECT_EQ(denied.GetAmazonErrorCode(), "AccessDenied");
-    EXPECT_THAT(denied.what(),
+    m_transport->Play({"403 AccessDenied <RequestId>R1</RequestId>\nx-amz-id-2: H1"});
+    EXPECT_EQ(Result(*sender, Request(EHttpMethod::Get)), "403 AccessDenied");
+    EXPECT_THAT(m_said,
                 HasSubstr("Operation of [example-bucket/key] failed with status 403, AccessDenied: told "
                           "(request id [R1], host id [H1], 1 attempt in "));
     for (char const* body : {"", "<html>Bad <b>Gateway</html>", "<Error><Code>Cut"})
     {
-        m_transport->Script(404, body);
-        CS3WireException const bare = Refusal(*sender, Request(EHttpMethod::Head));
-        EXPECT_EQ(bare.GetStatusCode(), 404);
-        EXPECT_EQ(bare.GetAmazonErrorCode(), "");
+        m_transport->Script(tests::Answer(404, body));
+        EXPECT_EQ(Result(*sender, Request(EHttpMethod::Head)), "404 ");
     }
-    m_transport->Script(400,
-                        "<ErrorResponse xmlns='urn:x'><Error><Type>Sender</Type><Code>InvalidClientTokenId</Code>"
-                        "</Error><RequestId>R2</RequestId></ErrorResponse>");
-    CS3WireException const sts = Refusal(*sender, Request(EHttpMethod::Get));
-    EXPECT_EQ(sts.GetAmazonErrorCode(), "InvalidClientTokenId");
-    EXPECT_THAT(sts.what(), HasSubstr("[R2]"));
+    m_transport->Script(
+        tests::Answer(400,
+                      "<ErrorResponse xmlns='urn:x'><Error><Type>Sender</Type><Code>InvalidClientTokenId</Code>"
+                      "</Error><RequestId>R2</RequestId></ErrorResponse>"));
+    EXPECT_EQ(Result(*sender, Request(EHttpMethod::Get)), "400 InvalidClientTokenId");
+    EXPECT_THAT(m_said, HasSubstr("[R2]"));
     EXPECT_EQ(s3::CS3StatsAccumulator::GetStats().m_failures - before.m_failures, 5u);
 
     SWireRequest wantsAny = Request(EHttpMethod::Head);
     wantsAny.m_returnRefusals = true;
-    m_transport->Script(301, "", {{"x-amz-bucket-region", "eu-west-1"}});
+    m_transport->Play({"301\nx-amz-bucket-region: eu-west-1"});
     EXPECT_EQ(sender->Send(wantsAny).m_headers.Get("x-amz-bucket-region"), "eu-west-1");
 }
 
@@ -455,72 +428,76 @@ TEST_F(Sender, FindsTheFailureInsideASuccess)
     auto const sender = Make("http://store");
     SWireRequest request = Request(EHttpMethod::Post, "key", false);
     request.m_needsBody = true;
-    struct
+    std::pair<std::string, char const*> const cases[] = {
+        {ErrorBody("InternalError"), "500 InternalError"},
+        {"", "500 "},
+        {" \n ", "500 "},
+        {ErrorBody("AccessDenied"), "403 AccessDenied"},
+        {"<!-- late --> <x:Error xmlns:x='y'><Code>Odd</Code></x:Error>", "500 Odd"}};
+    for (auto const& [body, result] : cases)
     {
-        std::string m_body;
-        unsigned m_status;
-    } const cases[] = {{ErrorBody("InternalError"), 500},
-                       {"", 500},
-                       {" \n ", 500},
-                       {ErrorBody("AccessDenied"), 403},
-                       {"<!-- late --> <x:Error xmlns:x='y'><Code>Odd</Code></x:Error>", 500}};
-    for (auto const& one : cases)
-    {
-        m_transport->Script(200, one.m_body);
-        EXPECT_EQ(Refusal(*sender, request).GetStatusCode(), one.m_status) << one.m_body;
+        m_transport->Script(tests::Answer(200, body));
+        EXPECT_EQ(Result(*sender, request), result) << body;
     }
-    m_transport->Script(200, ErrorBody("SlowDown"));
-    m_transport->Script(200, "  <CopyObjectResult/>");
+    m_transport->Play({"200 SlowDown"});
+    m_transport->Script(tests::Answer(200, "  <CopyObjectResult/>"));
     EXPECT_EQ(sender->Send(request).m_text, "  <CopyObjectResult/>");
 }
 
 TEST_F(Sender, FollowsTheBucketToItsRegionAndRemembersIt)
 {
-    auto const sender = Make("https://s3.us-east-1.amazonaws.com", true);
-    m_transport->Script(301, ErrorBody("PermanentRedirect"), {{"x-amz-bucket-region", "eu-west-1"}});
-    sender->Send(Request(EHttpMethod::Get));
-    EXPECT_EQ(Last().m_url, "https://example-bucket.s3.eu-west-1.amazonaws.com/key");
-    EXPECT_EQ(Scope(), "20300317/eu-west-1/s3");
-    sender->Send(Request(EHttpMethod::Get));
-    EXPECT_EQ(m_transport->m_seen.size(), 3u);
-
-    auto const other = Make("http://store");
-    m_transport->Script(400, ErrorBody("AuthorizationHeaderMalformed", "<Region>garage</Region>"));
-    other->Send(Request(EHttpMethod::Get));
-    EXPECT_EQ(Last().m_url, "http://store/example-bucket/key");
-    EXPECT_EQ(Scope(), "20300317/garage/s3");
-
-    m_transport->Script(307, "", {{"Location", "http://example-bucket.store-7/key?x=1"}});
-    other->Send(Request(EHttpMethod::Get));
-    EXPECT_EQ(Last().m_url, "http://example-bucket.store-7/key");
-    EXPECT_EQ(Last().m_headers.Get("Host"), "example-bucket.store-7");
-    other->Send(Request(EHttpMethod::Get));
-    EXPECT_EQ(Last().m_url, "http://store/example-bucket/key"); // once only
-
-    m_transport->Script(301, ErrorBody("PermanentRedirect", "<Endpoint>example-bucket.store-8</Endpoint>"));
-    other->Send(Request(EHttpMethod::Get));
-    EXPECT_EQ(Last().m_url, "http://example-bucket.store-8/key");
-
-    m_transport->Script(301, "", {{"x-amz-bucket-region", "a"}});
-    m_transport->Script(301, "", {{"x-amz-bucket-region", "b"}});
-    EXPECT_EQ(Refusal(*other, Request(EHttpMethod::Get)).GetStatusCode(), 301); // never round and round
+    struct
+    {
+        char const* m_endpoint;
+        char const* m_step;
+        char const* m_url;   ///< of the second request
+        char const* m_later; ///< of the next one
+        char const* m_region;
+    } const cases[] = {
+        {"https://s3.us-east-1.amazonaws.com", "301 PermanentRedirect\nx-amz-bucket-region: eu-west-1",
+         "https://example-bucket.s3.eu-west-1.amazonaws.com/key",
+         "https://example-bucket.s3.eu-west-1.amazonaws.com/key", "eu-west-1"},
+        {"http://127.0.0.1", "400 AuthorizationHeaderMalformed <Region>garage</Region>",
+         "http://127.0.0.1/example-bucket/key", "http://127.0.0.1/example-bucket/key", "garage"},
+        {"http://127.0.0.1", "307\nLocation: http://example-bucket.store-7/key?x=1",
+         "http://example-bucket.store-7/key", "http://127.0.0.1/example-bucket/key", "us-east-1"}, // once only
+        {"http://127.0.0.1", "301 PermanentRedirect <Endpoint>example-bucket.store-8</Endpoint>",
+         "http://example-bucket.store-8/key", "", "us-east-1"},
+        {"http://127.0.0.1", "301 PermanentRedirect <Endpoint>example-bucket.store-8:8080</Endpoint>",
+         "http://example-bucket.store-8:8080/key", "", "us-east-1"},
+    };
+    for (auto const& one : cases)
+    {
+        auto const sender = Make(one.m_endpoint, true);
+        m_transport->Play({one.m_step});
+        sender->Send(Request(EHttpMethod::Get));
+        std::string const url = Last().m_url;
+        EXPECT_EQ(url, one.m_url);
+        std::string const host = url.substr(url.find("//") + 2);
+        EXPECT_EQ(Last().m_headers.Get("Host"), host.substr(0, host.find('/')));
+        EXPECT_EQ(Scope(), std::string("20300317/") + one.m_region + "/s3");
+        sender->Send(Request(EHttpMethod::Get));
+        EXPECT_EQ(m_transport->m_seen.size(), 3u);
+        EXPECT_TRUE(*one.m_later == '\0' || Last().m_url == one.m_later) << Last().m_url;
+    }
+    m_transport->Play({"301\nx-amz-bucket-region: a", "301\nx-amz-bucket-region: b"});
+    EXPECT_EQ(Result(*Make("http://store"), Request(EHttpMethod::Get)), "301 "); // never round and round
 }
 
 TEST_F(Sender, SignsForTheStoresClockAndWithRenewedKeys)
 {
     auto const sender = Make("http://store");
-    m_transport->Script(403, ErrorBody("RequestTimeTooSkewed"), {{"Date", "Sun, 17 Mar 2030 18:46:40 GMT"}});
+    m_transport->Play({"403 RequestTimeTooSkewed\nDate: Sun, 17 Mar 2030 18:46:40 GMT"});
     sender->Send(Request(EHttpMethod::Post, "key", false));
     EXPECT_EQ(Last().m_headers.Get("x-amz-date"), "20300317T184640Z");
-    m_transport->Script(403, "", {{"Date", "Sun, 17 Mar 2030 18:46:50 GMT"}}); // near enough: a true refusal
-    EXPECT_EQ(Refusal(*sender, Request(EHttpMethod::Head)).GetStatusCode(), 403);
+    m_transport->Play({"403\nDate: Sun, 17 Mar 2030 18:46:50 GMT"}); // near enough: a true refusal
+    EXPECT_EQ(Result(*sender, Request(EHttpMethod::Head)), "403 ");
 
-    m_transport->Script(400, ErrorBody("ExpiredToken"));
+    m_transport->Play({"400 ExpiredToken"});
     sender->Send(Request(EHttpMethod::Get));
     EXPECT_THAT(std::string(Last().m_headers.Get("Authorization")), HasSubstr("Credential=AKID1/"));
-    m_transport->Script(400, ErrorBody("ExpiredToken"));
-    m_transport->Script(400, ErrorBody("ExpiredToken"));
-    EXPECT_EQ(Refusal(*sender, Request(EHttpMethod::Get)).GetAmazonErrorCode(), "ExpiredToken");
+    m_transport->Play({"400 ExpiredToken", "400 ExpiredToken"});
+    EXPECT_EQ(Result(*sender, Request(EHttpMethod::Get)), "400 ExpiredToken");
     EXPECT_TRUE(m_pauses.empty());
 }
 
@@ -533,16 +510,15 @@ TEST_F(Sender, AddsContentMd5WhereItIsWanted)
     sender->Send(put);
     EXPECT_FALSE(Last().m_headers.Find("Content-MD5"));
 
-    m_transport->Script(400, ErrorBody("InvalidRequest"));
-    m_transport->Script(400, ErrorBody("InvalidRequest")); // for another reason: nothing is learned
-    Refusal(*sender, put);
-    m_transport->Script(400, ErrorBody("InvalidRequest"));
-    sender->Send(put);
-    EXPECT_EQ(Last().m_headers.Get("Content-MD5"), "XUFAKrxLKna5cZ2REBfFkg==");
-    EXPECT_EQ(m_transport->m_seen.size(), 5u);
-    sender->Send(put);
-    EXPECT_TRUE(Last().m_headers.Find("Content-MD5"));
-    EXPECT_EQ(m_transport->m_seen.size(), 6u);
+    m_transport->Play({"400 InvalidRequest", "400 InvalidRequest"}); // for another reason: nothing is learned
+    EXPECT_EQ(Result(*sender, put), "400 InvalidRequest");
+    m_transport->Play({"400 InvalidRequest"});
+    for (std::size_t const requests : {2u, 3u})
+    {
+        sender->Send(put);
+        EXPECT_EQ(Last().m_headers.Get("Content-MD5"), "XUFAKrxLKna5cZ2REBfFkg==");
+        EXPECT_EQ(m_transport->m_seen.size(), requests);
+    }
     sender->Send(Request(EHttpMethod::Get));
     EXPECT_FALSE(Last().m_headers.Find("Content-MD5"));
 }
@@ -560,17 +536,10 @@ TEST_F(Sender, LetsTheSinksOwnFailureThrough)
         [](SHttpRequest const& http)
         {
             http.m_sink->Write(nullptr, 0);
-            return CScriptedTransport::Status(200);
+            return tests::Answer(200);
         });
-    try
-    {
-        Make("http://store")->Send(request);
-        ADD_FAILURE() << "no failure";
-    }
-    catch (web::http::http_exception const& failure)
-    {
-        EXPECT_STREQ(failure.what(), "no range");
-    }
+    EXPECT_EQ(Result(*Make("http://store"), request), "failed");
+    EXPECT_EQ(m_said, "no range");
     EXPECT_EQ(m_transport->m_seen.size(), 1u);
 }
 

@@ -75,15 +75,6 @@ TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
         << "too much";
 }
 
-TEST(WireClient, TellsMissingFromRefused)
-{
-    CS3WireClient const client(CFakeSender::Script({Answer(200), Answer(404), Answer(403)}));
-    EXPECT_TRUE(client.IsObjectExist("b", "k", "").get());
-    EXPECT_FALSE(client.IsObjectExist("b", "k", "").get());
-    ExpectRefusal(403, "", [&] { client.IsObjectExist("b", "k", "").get(); });
-    EXPECT_THROW(client.IsObjectExist("b", "", ""), exc::CRuntimeExc) << "from the call";
-}
-
 TEST(WireClient, AsksForTheAccountOnceAndForTheRegionTwiceIfNeeded)
 {
     auto const sender = CFakeSender::Script({

@@ -166,48 +166,24 @@ TEST(WireRequests, LookOnTheWireAsTheProtocolSays)
 TEST(WireRequests, RefuseWhatNoStoreTakes)
 {
     SObjectRef const object{"b", "k", ""};
-    std::function<void()> const calls[] = {
-        [] {
-            MakeHeadObject({"b", "", ""});
-        },
-        [] {
-            MakeHeadObject({"b", std::string(1025, 'k'), ""});
-        },
-        [] {
-            MakeHeadObject({"", "k", ""});
-        },
-        [] {
-            MakeHeadObject({"arn:aws:sqs:us-east-1:123456789012:queue", "k", ""});
-        },
-        [&] {
-            MakeCopyObject({"b", "", ""}, object, {}, {}, "");
-        },
-        [&] {
-            MakePutObject(object, {{{"bad name", "v"}}, {}, {}, {}}, nullptr);
-        },
-        [&] {
-            MakePutObject(object, {{}, {{"X-Injected", "v\r\nX-Other: 1"}}, {}, {}}, nullptr);
-        },
-        [&] {
-            MakeGetObject(object, {2, UINT64_MAX}, "", false);
-        },
-        [&] { MakeRestoreObject(object, 1, static_cast<s3::EGlacierRetrievalTier>(7)); },
-        [] {
-            MakeUploadPart({"b", "k", "UID"}, 10001, nullptr, false);
-        },
-        [] {
-            MakeUploadPart({"b", "k", "UID"}, 0, nullptr, false);
-        },
-        [] {
-            MakeDeleteObjects("b", std::vector<delete_item_t>(1001, {"k", ""}));
-        },
-        [] { MakeDescribeJob(""); },
-    };
-    for (auto const& call : calls)
+    std::string const queue = "arn:aws:sqs:us-east-1:123456789012:queue";
+    for (SObjectRef const& bad :
+         {SObjectRef{"b", "", ""}, {"b", std::string(1025, 'k'), ""}, {"", "k", ""}, {queue, "k", ""}})
     {
-        EXPECT_THROW(call(), exc::CRuntimeExc) << "row " << &call - calls;
+        EXPECT_THROW(MakeHeadObject(bad), exc::CRuntimeExc) << bad.m_bucket;
+        EXPECT_THROW(MakeCopyObject(bad, object, {}, {}, ""), exc::CRuntimeExc) << bad.m_bucket;
     }
     EXPECT_NO_THROW(MakeHeadObject({"b", std::string(1024, 'k'), ""}));
+    SNewObject const badName{{{"bad name", "v"}}, {}, {}, {}};
+    SNewObject const injecting{{}, {{"X-Injected", "v\r\nX-Other: 1"}}, {}, {}};
+    EXPECT_THROW(MakePutObject(object, badName, nullptr), exc::CRuntimeExc);
+    EXPECT_THROW(MakePutObject(object, injecting, nullptr), exc::CRuntimeExc);
+    EXPECT_THROW(MakeGetObject(object, {2, UINT64_MAX}, "", false), exc::CRuntimeExc);
+    EXPECT_THROW(MakeRestoreObject(object, 1, static_cast<s3::EGlacierRetrievalTier>(7)), exc::CRuntimeExc);
+    EXPECT_THROW(MakeUploadPart({"b", "k", "UID"}, 10001, nullptr, false), exc::CRuntimeExc);
+    EXPECT_THROW(MakeUploadPart({"b", "k", "UID"}, 0, nullptr, false), exc::CRuntimeExc);
+    EXPECT_THROW(MakeDeleteObjects("b", std::vector<delete_item_t>(1001, {"k", ""})), exc::CRuntimeExc);
+    EXPECT_THROW(MakeDescribeJob(""), exc::CRuntimeExc);
 }
 
 } // namespace
