@@ -175,6 +175,8 @@ TEST(StaticKeys, NeedASecretOrARole)
     EXPECT_EQ(auth->Keys()->SessionToken(), "token");
     EXPECT_FALSE(auth->Renew(*auth->Keys()));
     EXPECT_THAT(auth->KeyNote(), HasSubstr("1970-01-02 00:00:00"));
+    EXPECT_THAT(factory.CreateForS3("id", "secret", "", "", "", "", "", 133'500'000'000'000'000)->KeyNote(),
+                HasSubstr("133500000000000000"));
     EXPECT_EQ(factory.CreateForS3Outposts("id", "secret", "", "", "", "", "")->ServiceName(), "s3-outposts");
     EXPECT_THROW(factory.CreateForS3("id", "", "", "endpoint", "", "", "", 0), exc::CRuntimeExc);
     EXPECT_THROW(factory.CreateForS3("", "", "", "endpoint", "", "", "", 0), exc::CRuntimeExc);

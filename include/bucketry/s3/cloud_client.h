@@ -17,7 +17,8 @@ namespace bucketry::s3
 /// A bucket on Amazon S3 or on a store that speaks its protocol. CS3CompatibleClientFactory makes it.
 ///
 /// Paths:     the key is the path without one leading "/". Folders are key prefixes; CreateFolderAsync writes a marker, an empty
-///            object whose key ends in "/", and IsFolderExist asks for that marker only.
+///            object whose key ends in "/", and IsFolderExist asks for that marker only. A listing names a folder's marker that
+///            the store lists as a key with its "/".
 /// Failures:  tasks fail with CObjectStorageException and the store's status, and so does QueryFolder; that of RetrieveArchiveAsync
 ///            with exc::CRuntimeExc. Other blocking operations and streams throw s3wire::CS3WireException, with a line on top that
 ///            names the path, if there is one to name; GetObjectCount throws it without. A read beyond the object's end throws

@@ -32,8 +32,15 @@ public:
         {
             return {};
         }
-        return "the keys were made at " + datetime::CDateTime::fromUnixTime(m_creationTime, true).toStdString() +
-            " UTC";
+        try
+        {
+            return "the keys were made at " + datetime::CDateTime::fromUnixTime(m_creationTime, true).toStdString() +
+                " UTC";
+        }
+        catch (exc::CRuntimeExc const&) // a host may count otherwise; a note must not hide the refusal that it explains
+        {
+            return "the keys were made at " + std::to_string(m_creationTime);
+        }
     }
 
 private:
