@@ -67,6 +67,8 @@ TEST_F(SimulatedSignatures, AreRefusedByWhatIsWrongWithThem)
     CClient client = m_client;
     client.m_signs = false;
     EXPECT_EQ(code(client), "AccessDenied");
+    EXPECT_EQ(client.Get("/b/a?X-Amz-Algorithm=AWS4-HMAC-SHA256&X-Amz-Expires=60&X-Amz-Signature=0").Element("Code"),
+              "AccessDenied"); // signed in the query
     EXPECT_EQ(code(client, {"Authorization: AWS a:b"}), "InvalidRequest");
     EXPECT_EQ(code(client, {"Authorization: AWS4-HMAC-SHA256 Credential=a/b, SignedHeaders=host, Signature=0"}),
               "AuthorizationHeaderMalformed");

@@ -101,15 +101,16 @@ TEST(WireClient, FindsTheVersionOfACopyAndLooksNoMoreWhereThereAreNone)
     auto const head = [](char const* eTag, char const* version) {
         return Answer(200, "", {{"Content-Length", "1"}, {"ETag", eTag}, {"x-amz-version-id", version}});
     };
-    auto const sender =
-        CFakeSender::Script({Answer(200, copied, {{"x-amz-version-id", "V"}}), Answer(200, copied), head("\"e\"", "W"),
-                             Answer(200, copied), head("\"other\"", "X"), Answer(200, copied), head("e", ""),
-                             Answer(200, copied), Answer(200, Refusal("InternalError"))});
+    auto const sender = CFakeSender::Script(
+        {Answer(200, copied, {{"x-amz-version-id", "V"}}), Answer(200, copied), head("\"e\"", "W"), Answer(200, copied),
+         head("\"other\"", "X"), Answer(200, copied), Answer(200, "", {{"ETag", "e"}}), Answer(200, copied),
+         head("e", ""), Answer(200, copied), Answer(200, Refusal("InternalError"))});
     CS3WireClient const client(sender);
     auto const copy = [&] { return client.CopyObject("b", "b", "s", "t", {}, "", {}, "").get().m_versionId; };
     EXPECT_EQ(copy(), "V");
     EXPECT_EQ(copy(), "W");
     EXPECT_EQ(copy(), "") << "another writer came between";
+    EXPECT_EQ(copy(), "") << "an answer that makes no sense";
     EXPECT_EQ(copy(), "");
     EXPECT_EQ(copy(), "") << "no HEAD any more";
     ExpectRefusal(500, "InternalError", copy);
