@@ -144,6 +144,11 @@ TEST_F(S3Store, DownloadOutlivesItsClient)
     download->Read(read.data(), 3, 4);
     EXPECT_THAT(read, ElementsAre('3', '4', '5', '6'));
     EXPECT_EQ(download->ObjectSize(), 10U);
+    for (unsigned long const offset : {7UL, 10UL}) // one byte short, and none at all
+    {
+        ExpectFailure<exc::CRuntimeExc>(HasSubstr("ends before the range to read: offset " + std::to_string(offset)),
+                                        [&] { download->Read(read.data(), offset, 4); });
+    }
     ExpectFailure<s3wire::CS3WireException>(HasSubstr("404"), [&] { m_client->StartDownload("none")->ObjectSize(); });
 }
 
