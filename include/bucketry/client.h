@@ -36,7 +36,7 @@ struct BUCKETRY_API SCloudObjectInfo
 {
     SCloudObjectInfo(std::string name, std::uint64_t size, bool isFolder);
 
-    std::string m_name;                       ///< relative to the queried folder, without a trailing delimiter
+    std::string m_name;                       ///< relative to the queried folder; only a marker below it ends in "/"
     std::uint64_t m_size;                     ///< bytes; 0 for a folder
     bool m_isFolder;                          ///< a subfolder or a folder marker
     datetime::CDateTime m_lastModified{true}; ///< no backend fills it in a folder listing
@@ -270,18 +270,28 @@ public:
     virtual task_t CopyFileVersionAsync(std::string const& sourcePath, std::string const& sourceVersion,
                                         std::string const& targetPath, version_out_t version,
                                         immutable_till_t immutableTill) = 0;
+    /// Sets the retention of a version to a date that is shown in UTC. One that lies too near takes no effect, see
+    /// CImmutabilityUtils; the store refuses an earlier one than the version has, with status 403.
     virtual task_t UpdateFileVersionImmutabilityAsync(std::string const& path, std::string const& version,
                                                       datetime::CDateTime immutableTill) = 0;
+    /// \param immutableTill  reset if the version has no retention
     virtual task_t GetFileVersionImmutabilityAsync(
         std::string const& path, std::string const& version,
         std::shared_ptr<std::optional<datetime::CDateTime>> immutableTill) = 0;
+    /// \param metadata  what it holds already is kept, and wins
     virtual task_t GetFileVersionMetadataAsync(std::string const& path, std::string const& version,
                                                std::shared_ptr<object_metadata_t> metadata) = 0;
+    /// Removes the version for good, without a delete marker. 403 if it is locked.
     virtual task_t DeleteFileVersionAsync(std::string const& path, std::string const& version) = 0;
+    /// The others are deleted all the same if the store refuses some of them.
     virtual task_t DeleteFileVersionListAsync(std::vector<SCloudObjectPathVersionPair> const& versions) = 0;
     virtual task_t DeleteFolderAllVersionsAsync(std::string const& path) = 0;
+    /// The versions of one object, in the store's order: see SortCloudObjectVersions. None if there is no object.
+    /// \param versions  emptied at the call, as by the other queries
     virtual task_t QueryFileVersionsAsync(std::string const& path,
                                           std::shared_ptr<std::vector<SCloudObjectVersion>> versions) = 0;
+    /// The versions of the objects directly in a folder, and its subfolders, which have an empty version id; per page of the
+    /// listing the versions come first.
     virtual task_t QueryFolderVersionsAsync(std::string const& path,
                                             std::shared_ptr<std::vector<SCloudObjectPathVersionPair>> versions) = 0;
     /// Calls back once per page, on a task thread, one page after the other.
@@ -304,8 +314,10 @@ public:
                                             immutable_till_t immutableTill) = 0;
     virtual std::shared_ptr<ICloudInterRegionSource> GetFileInterRegionSource(std::string const& path,
                                                                               std::string const& version) = 0;
+    /// As UpdateFileVersionImmutabilityAsync, but only ever to a later date: done if the version has that date or a later one.
     virtual task_t CheckAndUpdateImmutabilityAsync(std::string const& path, std::string const& version,
                                                    datetime::CDateTime const& immutableTill) = 0;
+    /// As DeleteFileVersionAsync, but a locked version stays without a failure.
     virtual task_t DeleteFileVersionIgnoreImmutabilityAsync(std::string const& path, std::string const& version) = 0;
 };
 

@@ -7,6 +7,7 @@
 #include "bucketry/s3/file_limit.h"
 #include "bucketry/s3/paths.h"
 #include "s3/detail/adapt.h"
+#include "s3/detail/content.h"
 #include "s3/detail/http_date.h"
 #include "s3wire/arn.h"
 
@@ -102,14 +103,9 @@ task_t CS3CloudClient::DownloadFileAsyncImpl(std::string const& path, bufs_t buf
                                              unsigned long length)
 {
     auto const context = GetContext();
-    auto const takeContent = [bufs](s3wire::s3::SObjectData const& object)
-    {
-        *bufs =
-            object.m_content ? std::move(*object.m_content) : io::block::CPooledBuf(); // nobody else reads the result
-    };
     return AdaptPplxTaskS3(
         context->m_client.GetObject(context->m_container, ConvertObjectPath(path), pool, offset, length, "")
-            .then<void>(takeContent),
+            .then<void>(detail::MoveContentTo(bufs)),
         "CS3CloudClient::DownloadFileAsyncImpl async task has failed, path [%1], offset [%2], length [%3]", path,
         offset, length);
 }

@@ -1,6 +1,7 @@
 #include "bucketry/s3/cloud_client.h"
 #include "bucketry/s3/paths.h"
 #include "s3/detail/adapt.h"
+#include "s3/detail/folder_names.h"
 
 #include <numeric>
 
@@ -18,36 +19,24 @@ namespace
 
 using entries_t = std::vector<SCloudObjectInfo>;
 
-void AppendKeys(entries_t& entries, std::vector<s3wire::s3::SObjectMetadata> const& keys, std::string const& prefix,
-                std::string const& path)
+entries_t EntriesOf(s3wire::s3::SBucketContents const& page, detail::CFolderNames const& folder)
 {
-    for (s3wire::s3::SObjectMetadata const& object : keys)
+    entries_t entries;
+    entries.reserve(page.m_contents.size() + page.m_commonPrefixes.size());
+    for (s3wire::s3::SObjectMetadata const& object : page.m_contents)
     {
-        if (!object.m_key.starts_with(prefix))
+        std::string name = folder.NameOf(object.m_key);
+        if (!name.empty())
         {
-            throw exc::CRuntimeExc("Unexpected key path: '%1', filter: '%2'", object.m_key, path);
+            bool const isFolder = detail::CFolderNames::IsMarker(object.m_key, object.m_size);
+            entries.emplace_back(std::move(name), object.m_size, isFolder);
         }
-        if (object.m_key.size() == prefix.size())
-        {
-            continue; // the folder's own marker
-        }
-        bool const isFolder = object.m_size == 0 && object.m_key.ends_with(GetPathDelimiter());
-        entries.emplace_back(object.m_key.substr(prefix.size()), object.m_size, isFolder);
     }
-}
-
-void AppendSubfolders(entries_t& entries, std::vector<std::string> const& commonPrefixes, std::string const& prefix,
-                      std::string const& path)
-{
-    for (std::string const& common : commonPrefixes)
+    for (std::string const& common : page.m_commonPrefixes)
     {
-        if (common.size() <= prefix.size() || !common.starts_with(prefix) || !common.ends_with(GetPathDelimiter()))
-        {
-            throw exc::CRuntimeExc("Unexpected common prefix: '%1', filter: '%2'", common, path);
-        }
-        std::size_t const length = common.size() - prefix.size() - GetPathDelimiter().size();
-        entries.emplace_back(common.substr(prefix.size(), length), 0, true);
+        entries.emplace_back(folder.SubfolderOf(common), 0, true);
     }
+    return entries;
 }
 
 } // namespace
@@ -84,17 +73,11 @@ task_t CS3CloudClient::QueryFolderAsync(std::string const& path,
                                         std::function<void(std::vector<SCloudObjectInfo> const&)> onPage)
 {
     auto const context = GetContext();
-    std::string const prefix = ConvertPathToPrefix(path);
-    auto const takePage = [prefix, path, onPage](s3wire::s3::SBucketContents const& page)
-    {
-        entries_t entries;
-        entries.reserve(page.m_contents.size() + page.m_commonPrefixes.size());
-        AppendKeys(entries, page.m_contents, prefix, path);
-        AppendSubfolders(entries, page.m_commonPrefixes, prefix, path);
-        onPage(entries);
-    };
+    detail::CFolderNames const folder(path);
+    auto const takePage = [folder, onPage](s3wire::s3::SBucketContents const& page)
+    { onPage(EntriesOf(page, folder)); };
     return AdaptPplxTaskS3(
-        context->m_client.GetBucket(takePage, context->m_container, prefix, GetPathDelimiter(), "", 0),
+        context->m_client.GetBucket(takePage, context->m_container, folder.Prefix(), GetPathDelimiter(), "", 0),
         "Failed to query folder asynchronously on %1. Path: [%2]", context->m_cloudName, path);
 }
 

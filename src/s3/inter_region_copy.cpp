@@ -19,18 +19,14 @@ bool CS3CloudClient::IsFileInterRegionSourceCompatible(std::shared_ptr<ICloudInt
 ICloudClient::task_t CS3CloudClient::CopyFileInterRegionAsync(std::shared_ptr<ICloudInterRegionSource> source,
                                                               std::string const& targetPath)
 {
-    auto const* const object = dynamic_cast<SS3FileInterRegionSource const*>(source.get());
-    if (object == nullptr)
-    {
-        throw exc::CRuntimeExc("Cannot perform inter-region file copy: file source is not an S3 source");
-    }
+    SS3FileInterRegionSource const& object = detail::AsS3Source(source);
     std::shared_ptr<SS3Context> const context = GetContext();
     auto const copy =
-        context->m_client.CopyObject(object->m_bucket, context->m_container, object->m_key,
+        context->m_client.CopyObject(object.m_bucket, context->m_container, object.m_key,
                                      detail::ConvertObjectPath(targetPath), context->m_storageClass, "", {}, "");
     return detail::AdaptPplxTaskS3(copy.then<void>([](s3wire::s3::SCopyObjectResult const&) {}),
                                    "Failed to perform inter-region file copy, source path: [%1], target path: [%2]",
-                                   object->m_key, targetPath);
+                                   object.m_key, targetPath);
 }
 
 } // namespace bucketry::s3

@@ -15,7 +15,7 @@ namespace bucketry::s3
 struct BUCKETRY_API SS3Context
 {
     s3wire::s3::CS3WireClient m_client;
-    std::shared_ptr<ICloudVersioningUtils> m_versioningUtils; ///< null where there are none
+    std::shared_ptr<ICloudVersioningUtils> m_versioningUtils; ///< null before the factory sets it
     std::string m_cloudName;                                  ///< "S3" or "Google", for messages
     std::string m_container;                                  ///< a bucket's name, or the ARN of an access point
     s3wire::s3::CObjectStorageClass m_storageClass;           ///< of new objects

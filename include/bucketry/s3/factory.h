@@ -17,7 +17,7 @@ namespace bucketry::s3
 /// and traced if performance events are on. All operations are static, block, and may be called from any thread.
 ///
 /// Fails with exc::CRuntimeExc for an ARN that is none, an unknown client id, neither keys nor role, or a storage class of another kind
-/// of store, and with exc::CNotImplExc for object lock and for an endpoint of Google Cloud Storage, which are not there yet. Of the
+/// of store, and with exc::CNotImplExc for an endpoint of Google Cloud Storage, which is not there yet. Of the
 /// network only the bucket's region is asked for, and a store that cannot answer is no failure.
 class BUCKETRY_API CS3CompatibleClientFactory
 {
@@ -40,7 +40,8 @@ public:
     /// The REST client alone.
     static s3wire::s3::CS3WireClient CreateRestApiClient(SS3ClientConnSpec const& spec, throttling_t throttling,
                                                          trust_list_t const& trustList);
-    /// Wraps a client on S3 for counting and tracing.
+    /// Gives a client on S3 its versioning operations, whether the bucket keeps versions or not, and wraps it for counting and
+    /// tracing.
     static std::shared_ptr<ICloudClient> CreateS3Client(std::shared_ptr<SS3Context> context,
                                                         std::shared_ptr<ICloudClient> inner, std::string const& name);
     /// Throws exc::CNotImplExc.

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "bucketry/base/exceptions.h"
 #include "bucketry/client.h"
 
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -20,5 +22,21 @@ struct SS3FileInterRegionSource final : ICloudInterRegionSource
     std::string const m_key;
     std::string const m_versionId; ///< empty: the current version
 };
+
+namespace detail
+{
+
+/// Throws exc::CRuntimeExc for a null token and for one of another kind of client.
+inline SS3FileInterRegionSource const& AsS3Source(std::shared_ptr<ICloudInterRegionSource> const& source)
+{
+    auto const* const object = dynamic_cast<SS3FileInterRegionSource const*>(source.get());
+    if (object == nullptr)
+    {
+        throw exc::CRuntimeExc("Cannot perform inter-region file copy: file source is not an S3 source");
+    }
+    return *object;
+}
+
+} // namespace detail
 
 } // namespace bucketry::s3

@@ -11,20 +11,14 @@ void CheckIsAmazonS3(s3wire::s3::CObjectStorageClass const& storageClass)
     }
 }
 
-CS3Upload::CS3Upload(s3wire::s3::CS3WireClient& client, std::string const& bucket, std::string const& key,
-                     unsigned long size, s3wire::s3::CObjectStorageClass const& storageClass,
-                     s3wire::s3::CS3WireClient::metadata_t const& metadata,
-                     s3wire::s3::CS3WireClient::metadata_t const& headers,
-                     s3wire::s3::SPutObjectExtraAgruments const& extra)
-    : m_stream(client, bucket, key, size, storageClass, {}, metadata, headers, extra)
-{
-    CheckIsAmazonS3(storageClass);
-}
-
-std::optional<std::string> CS3Upload::Finish()
+std::string CS3UploadVersioned::FinishVersioned()
 {
     auto const result = m_stream.Finish();
-    return result ? std::optional(result->m_result) : std::nullopt;
+    if (!result)
+    {
+        throw exc::CRuntimeExc("[S3UploadVersioning] Failed to finish upload: stream did not return object version");
+    }
+    return result->m_versionId;
 }
 
 } // namespace bucketry::s3::detail

@@ -7,6 +7,7 @@
 #include "s3wire/arn.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/context.h"
+#include "versioning/s3/versioning_utils.h"
 
 namespace bucketry::s3
 {
@@ -146,10 +147,9 @@ std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateS3Client(std::sh
                                                                          std::string const& name)
 {
     detail::CheckIsAmazonS3(context->m_storageClass);
-    if (context->m_objectLockEnabled)
-    {
-        throw exc::CNotImplExc("Versions and object lock on S3 are not supported yet");
-    }
+    context->m_versioningUtils = std::make_shared<detail::CS3VersioningUtils>(
+        std::make_shared<CS3WireClient>(context->m_client), context->m_container, context->m_storageClass,
+        context->m_objectMetadata);
     return WrapCloudClientInStatistics(name, WrapCloudClientIfPerfEnabled(inner));
 }
 
