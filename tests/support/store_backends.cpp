@@ -6,6 +6,8 @@
 #include "s3wire/wire/object_requests.h"
 
 #include <atomic>
+#include <cstdlib>
+#include <stdexcept>
 
 #include <unistd.h>
 
@@ -31,13 +33,15 @@ std::shared_ptr<wire::IWireSender> SenderOf(SStore const& store)
 
 } // namespace
 
-s3::SS3ClientConnSpec NewBucket(SStore const& store, bool keepsVersions)
+s3::SS3ClientConnSpec NewBucket(SStore const& store, SBucketKind const& kind)
 {
     static std::atomic<int> last = 0;
     std::string const name = "suite-" + std::to_string(::getpid()) + "-" + std::to_string(++last);
     auto const sender = SenderOf(store);
-    sender->Send(wire::BucketRequest("CreateBucket", EHttpMethod::Put, name));
-    if (keepsVersions)
+    wire::SWireRequest creation = wire::BucketRequest("CreateBucket", EHttpMethod::Put, name);
+    creation.m_headers.Set("x-amz-bucket-object-lock-enabled", kind.m_locksObjects ? "true" : "false");
+    sender->Send(creation);
+    if (kind.m_keepsVersions)
     {
         wire::SWireRequest request = wire::BucketRequest("PutBucketVersioning", EHttpMethod::Put, name);
         request.m_query.emplace_back("versioning", "");
@@ -53,15 +57,28 @@ s3::SS3ClientConnSpec NewBucket(SStore const& store, bool keepsVersions)
     spec.BucketAddr.BucketName = name;
     spec.Credentials.Keys = s3::SS3CredentialsKeys{store.m_accessKeyId, store.m_secretAccessKey, {}};
     spec.Options.UseVirtualHostedStyle = store.m_isVirtualHosted;
+    spec.Options.ObjectLockEnabledOnBucket = kind.m_locksObjects;
     return spec;
 }
 
 SBackend StoreBackend(std::function<SStore()> const& store, SBucketKind const& kind)
 {
     return {.name = kind.m_name,
-            .traits = {.foldersNeedMarkers = true},
-            .make = [store, keepsVersions = kind.m_keepsVersions]
-            { return s3::CS3CompatibleClientFactory::Create(NewBucket(store(), keepsVersions), "suite", nullptr); }};
+            .traits = {.keepsVersions = kind.m_locksObjects, .foldersNeedMarkers = true},
+            .make = [store, kind]
+            { return s3::CS3CompatibleClientFactory::Create(NewBucket(store(), kind), "suite", nullptr); }};
+}
+
+SStore LiveStore(bool isVirtualHosted)
+{
+    auto const setting = [](std::string const& name)
+    {
+        char const* const value = std::getenv(name.c_str());
+        return value != nullptr ? value : throw std::runtime_error(name + " is not set: run with-gateway.sh");
+    };
+    return {setting(isVirtualHosted ? "BUCKETRY_LIVE_VIRTUAL_ENDPOINT" : "BUCKETRY_LIVE_ENDPOINT"),
+            setting("BUCKETRY_LIVE_REGION"), setting("BUCKETRY_LIVE_ACCESS_KEY"), setting("BUCKETRY_LIVE_SECRET_KEY"),
+            isVirtualHosted};
 }
 
 } // namespace bucketry::testing

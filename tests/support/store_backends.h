@@ -24,11 +24,15 @@ struct SBucketKind
 {
     std::string m_name; ///< of the backend
     bool m_keepsVersions = false;
+    bool m_locksObjects = false; ///< keeps versions, too, and the client knows
 };
 
 SBackend StoreBackend(std::function<SStore()> const& store, SBucketKind const& kind);
 
 /// Makes a bucket with a name that no other has in this process; how a client reaches it.
-s3::SS3ClientConnSpec NewBucket(SStore const& store, bool keepsVersions);
+s3::SS3ClientConnSpec NewBucket(SStore const& store, SBucketKind const& kind);
+
+/// The gateway that with-gateway.sh tells of in the environment.
+SStore LiveStore(bool isVirtualHosted = false);
 
 } // namespace bucketry::testing

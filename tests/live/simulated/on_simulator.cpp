@@ -41,7 +41,8 @@ public:
               {"TLS_VIRTUAL_ENDPOINT", "https://store.localhost:" + tlsPort},
               {"CA", Write("ca.pem", authority.CertificatePem())},
               {"ACCESS_KEY", key.m_id},
-              {"SECRET_KEY", key.m_secret}})
+              {"SECRET_KEY", key.m_secret},
+              {"REGION", options.m_region}})
         {
             setenv((std::string("BUCKETRY_LIVE_") + name).c_str(), value.c_str(), 1);
         }

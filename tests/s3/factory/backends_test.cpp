@@ -29,6 +29,8 @@ std::vector<SBackend> AllSimulated()
     all.push_back(Simulated({"S3", false}));
     all.push_back(Simulated({"S3VersioningBucket", true}));
     all.push_back(Simulated({"S3VirtualHosted", false}, true));
+    all.push_back(Simulated({"S3ObjectLock", false, true}));
+    all.push_back(Decorated(all.back()).back());
     return all;
 }
 

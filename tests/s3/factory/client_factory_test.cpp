@@ -81,8 +81,6 @@ TEST(ClientFactory, RefusesInOrderAndKeepsTheContextOnceThereIsOne)
                   spec.Options.ObjectLockEnabledOnBucket = true;
               },
               "storage class Google Cloud Storage ARCHIVE is not supported by AWS", "S3"},
-             {[](auto& spec) { spec.Options.ObjectLockEnabledOnBucket = true; }, "Versions and object lock on S3",
-              "S3"},
              {[](auto& spec) { spec.BucketAddr.ApiEndpoint = "https://storage.googleapis.com"; },
               "Google Cloud Storage", "Google"},
          })
