@@ -1,6 +1,9 @@
 #!/usr/bin/env bash
-# Runs a program with the specification of a store in memory: on_simulator.sh BUCKETRY-TOOL COMMAND [ARGUMENT...]
+# Runs a program with the specification of a store in memory: on_simulator.sh [--object-lock] BUCKETRY-TOOL COMMAND
+# [ARGUMENT...]. With the option the bucket keeps versions and can lock them.
 set -euo pipefail
+lock=()
+[[ $1 != --object-lock ]] || { lock=("$1") && shift; }
 tool=$1 && shift
 work=$(mktemp -d)
 simulator=
@@ -10,7 +13,7 @@ clean_up() {
 }
 trap clean_up EXIT
 
-"$tool" simulate --port 0 --bucket example --restore-seconds 1 >"$work/store" &
+"$tool" simulate --port 0 --bucket example "${lock[@]}" --restore-seconds 1 >"$work/store" &
 simulator=$!
 for _ in {1..100}; do
     grep -q '^secret key' "$work/store" && break
@@ -18,5 +21,5 @@ for _ in {1..100}; do
 done
 field() { sed -n "s/^$1  *//p" "$work/store"; }
 field "secret key" | "$tool" spec new "$work/store.xml" --endpoint "$(field endpoint)" --region us-east-1 \
-    --bucket example --access-key "$(field "access key")"
+    --bucket example --access-key "$(field "access key")" "${lock[@]}"
 "$@" "$work/store.xml"

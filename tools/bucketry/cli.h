@@ -52,6 +52,7 @@ void AddFolderCommands(CCli& cli);  ///< ls, mkdir, du, rm
 void AddBackupCommands(CCli& cli);  ///< backup, verify, restore
 void AddKeyCommands(CCli& cli);     ///< keys new
 void AddArchiveCommands(CCli& cli); ///< archive restore, archive status, batch restore, batch status
+void AddVersionCommands(CCli& cli); ///< versions, keep
 void AddLockCommand(CCli& cli);
 void AddSpecCommands(CCli& cli); ///< spec new, spec check
 void AddSimulateCommand(CCli& cli);

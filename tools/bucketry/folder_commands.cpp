@@ -3,6 +3,7 @@
 #include "listing.h"
 #include "pieces.h"
 #include "text.h"
+#include "versions.h"
 
 #include <algorithm>
 #include <memory>
@@ -20,6 +21,8 @@ struct SFolderOptions
     std::string m_path;
     bool m_isLong = false;
     bool m_isRecursive = false;
+    std::string m_version; ///< empty: the object, whatever versions it has
+    bool m_isAllVersions = false;
 };
 
 [[noreturn]] void ThrowNotThere(std::string const& path)
@@ -100,11 +103,34 @@ int DiskUsage(CHost& host, SFolderOptions const& options)
     return ExitOk;
 }
 
+/// For good, also where removing the object leaves them.
+void RemoveVersions(CHost& host, std::string const& path, std::string const& version)
+{
+    ICloudClient& client = host.Client(EAccess::Read);
+    auto const utils = VersionsOf(client);
+    if (!version.empty())
+    {
+        utils->GetFileVersionSize(path, version); // a store is content to delete what it does not have
+        utils->DeleteFileVersionAsync(path, version)->Wait();
+        return;
+    }
+    if (EnumAllVersionsOfObject(client, path, ECloudObjectVersionSortOrder::OldestFirst).empty())
+    {
+        ThrowNotThere(path);
+    }
+    DeleteAllVersions(path, client)->Wait();
+    RemovePiecesOfAllVersions(host, path);
+}
+
 int Remove(CHost& host, SFolderOptions const& options)
 {
     std::string const path = StoragePathBelowRoot(options.m_path, "path to remove");
     ICloudClient& client = host.Client(EAccess::Read);
-    if (!host.IsFolder(path))
+    if (options.m_isAllVersions || !options.m_version.empty())
+    {
+        RemoveVersions(host, path, options.m_version);
+    }
+    else if (!host.IsFolder(path))
     {
         if (!client.IsFileExist(path))
         {
@@ -151,7 +177,17 @@ void AddFolderCommands(CCli& cli)
 
     CLI::App& remove = AddFolderCommand(cli, options, "rm", "Remove an object, or a folder with -r", &Remove);
     remove.add_option("PATH", options->m_path, "What to remove")->required();
-    remove.add_flag("-r,--recursive", options->m_isRecursive, "Remove a folder with all its content");
+    CLI::Option* const recursive =
+        remove.add_flag("-r,--recursive", options->m_isRecursive, "Remove a folder with all its content");
+    CLI::Option* const version =
+        remove.add_option("--version-id", options->m_version, "Remove this version for good")->type_name("ID");
+    remove.add_flag("--all-versions", options->m_isAllVersions, "Remove all versions of an object for good")
+        ->excludes(version)
+        ->excludes(recursive);
+    version->excludes(recursive);
+    remove.footer(
+        "Where versions are kept, an object that is removed leaves them behind a marker of deletion; a folder\n"
+        "goes with all versions.");
 }
 
 } // namespace bucketry::tool

@@ -8,6 +8,7 @@ int main(int argc, char** argv)
     bucketry::tool::AddBackupCommands(cli);
     bucketry::tool::AddKeyCommands(cli);
     bucketry::tool::AddArchiveCommands(cli);
+    bucketry::tool::AddVersionCommands(cli);
     bucketry::tool::AddLockCommand(cli);
     bucketry::tool::AddSpecCommands(cli);
     bucketry::tool::AddSimulateCommand(cli);

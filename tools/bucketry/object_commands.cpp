@@ -4,6 +4,7 @@
 #include "pieces.h"
 #include "spec.h"
 #include "text.h"
+#include "versions.h"
 
 #include "bucketry/base/files.h"
 
@@ -34,7 +35,11 @@ struct SObjectOptions
     std::string m_target;
     std::uint64_t m_largestObject = std::numeric_limits<std::uint32_t>::max(); ///< of a processed body, in bytes
     std::string m_sourceSpec; ///< of the store that a copy comes from; empty: the same storage
+    std::string m_version;    ///< empty: the current one
+    std::string m_keepUntil;  ///< empty: not immutable
 };
+
+using until_t = std::optional<datetime::CDateTime>;
 
 /// The largest body that is moved as a whole where it could be streamed, and the pieces of larger ones, in bytes.
 constexpr unsigned long LargestWhole = 64UL << 20;
@@ -49,12 +54,46 @@ std::string ObjectPath(std::string const& text)
     return StoragePathBelowRoot(text, "object path");
 }
 
-body_t Fetch(CHost& host, std::string const& path)
+/// What reads one object, or with a version one of its versions.
+class CReader
 {
-    body_t const body = io::block::CPooledBuf::Alloc(0, host.Pool());
-    host.Bodies(EAccess::Read).DownloadFileAsync(path, body, host.Pool())->Wait();
-    return body;
-}
+public:
+    CReader(CHost& host, std::string const& path, std::string const& version)
+        : m_host(host), m_path(path), m_version(version)
+    {
+        if (!version.empty())
+        {
+            VersionsOf(host.Client(EAccess::Read));
+        }
+    }
+
+    std::uint64_t Size() const
+    {
+        ICloudClient& client = m_host.Client(EAccess::Read);
+        return m_version.empty() ? client.GetFileSize(m_path)
+                                 : VersionsOf(client)->GetFileVersionSize(m_path, m_version);
+    }
+    body_t Whole() const
+    {
+        body_t body = io::block::CPooledBuf::Alloc(0, m_host.Pool());
+        ICloudClient& client = m_host.Bodies(EAccess::Read);
+        auto const task = m_version.empty()
+            ? client.DownloadFileAsync(m_path, body, m_host.Pool())
+            : VersionsOf(client)->DownloadFileVersionAsync(m_path, m_version, body, m_host.Pool());
+        task->Wait();
+        return body;
+    }
+    std::shared_ptr<ICloudDownload> Stream() const
+    {
+        ICloudClient& client = m_host.Client(EAccess::Read);
+        return m_version.empty() ? client.StartDownload(m_path) : VersionsOf(client)->StartDownload(m_path, m_version);
+    }
+
+private:
+    CHost& m_host;
+    std::string const& m_path;
+    std::string const& m_version;
+};
 
 struct SInput
 {
@@ -88,10 +127,13 @@ void ReadExactly(SInput const& input, unsigned char* data, std::size_t size, std
     }
 }
 
-/// Piece by piece, so that a large file takes no more memory than a small one.
-void StreamUp(CHost& host, SInput const& input, std::string const& file, std::string const& path)
+/// Piece by piece, so that a large file takes no more memory than a small one. Gives the new version's id, if there is one.
+std::string StreamUp(CHost& host, SInput const& input, std::string const& file, std::string const& path,
+                     until_t const& until)
 {
-    auto const upload = host.Client(EAccess::Write).StartUpload(path, input.m_size);
+    ICloudClient& client = host.Client(EAccess::Write);
+    auto const versioned = until ? VersionsOf(client)->StartUpload(path, input.m_size, until) : nullptr;
+    std::shared_ptr<ICloudUpload> const upload = versioned ? versioned : client.StartUpload(path, input.m_size);
     io::block::CPooledBuf piece(StreamPiece, host.Pool());
     for (unsigned long done = 0; done < input.m_size; done += piece.GetCount())
     {
@@ -99,7 +141,12 @@ void StreamUp(CHost& host, SInput const& input, std::string const& file, std::st
         ReadExactly(input, piece.GetData(), piece.GetCount(), file);
         upload->Write(piece.GetData(), piece.GetCount());
     }
+    if (versioned)
+    {
+        return versioned->FinishVersioned();
+    }
     upload->Finish();
+    return {};
 }
 
 /// Such a body would be read back as a list of pieces.
@@ -110,43 +157,61 @@ bool LooksLikeIndex(SInput const& input)
     return count > 0 && IsIndex(begin.data(), static_cast<std::size_t>(count));
 }
 
+/// The whole file in one body. Gives the new version's id, if there is one.
+std::string StoreWhole(CHost& host, SInput const& input, std::string const& file, std::string const& path,
+                       until_t const& until)
+{
+    body_t const body = io::block::CPooledBuf::Alloc(input.m_size, host.Pool());
+    body->SetCount(input.m_size);
+    ReadExactly(input, body->GetData(), input.m_size, file);
+    auto const version = std::make_shared<std::string>();
+    StoreBody(host.Bodies(EAccess::Write), path, body, until, version)->Wait();
+    return *version;
+}
+
 int Put(CHost& host, SObjectOptions const& options)
 {
     std::string const path = ObjectPath(options.m_path);
+    until_t const until = options.m_keepUntil.empty() ? until_t() : KeepUntil(options.m_keepUntil);
     SInput const input = OpenRegular(options.m_file);
     bool const isInPieces = host.IsProcessed() && (input.m_size > options.m_largestObject || LooksLikeIndex(input));
+    std::string version;
     if (host.CanStream() && input.m_size > LargestWhole)
     {
-        StreamUp(host, input, options.m_file, path);
+        version = StreamUp(host, input, options.m_file, path, until);
     }
     else if (isInPieces)
     {
-        StoreInPieces(host, path, input.m_size,
-                      [&](unsigned char* data, std::size_t size) { ReadExactly(input, data, size, options.m_file); });
+        version = StoreInPieces(host, path, input.m_size, until,
+                                [&](unsigned char* data, std::size_t size)
+                                { ReadExactly(input, data, size, options.m_file); });
     }
     else
     {
-        body_t const body = io::block::CPooledBuf::Alloc(input.m_size, host.Pool());
-        body->SetCount(input.m_size);
-        ReadExactly(input, body->GetData(), input.m_size, options.m_file);
-        host.Bodies(EAccess::Write).UploadFileAsync(path, body)->Wait();
+        version = StoreWhole(host, input, options.m_file, path, until);
     }
     if (!isInPieces)
     {
         RemovePieces(host, path); // of a body that was there before
     }
-    host.Output().Result("", CJsonObject().Add("path", path).Add("bytes", input.m_size));
+    CJsonObject json;
+    json.Add("path", path).Add("bytes", input.m_size);
+    if (until)
+    {
+        json.Add("version", version);
+    }
+    host.Output().Result(until ? Printable(version) + "\n" : "", json);
     return ExitOk;
 }
 
 /// Hands the object's bytes to `take`, a large one piece by piece where it can be streamed; how many there were.
-std::uint64_t FetchInto(CHost& host, std::string const& path, sink_t const& take)
+std::uint64_t FetchInto(CHost& host, std::string const& path, std::string const& version, sink_t const& take)
 {
-    ICloudClient& client = host.Client(EAccess::Read);
-    std::uint64_t const size = host.CanStream() ? client.GetFileSize(path) : 0;
+    CReader const reader(host, path, version);
+    std::uint64_t const size = host.CanStream() ? reader.Size() : 0;
     if (size <= LargestWhole)
     {
-        body_t const body = Fetch(host, path);
+        body_t const body = reader.Whole();
         if (host.IsProcessed() && IsIndex(body->GetData(), body->GetCount()))
         {
             return FetchPieces(host, path, *body, take);
@@ -154,7 +219,7 @@ std::uint64_t FetchInto(CHost& host, std::string const& path, sink_t const& take
         take(body->GetData(), body->GetCount());
         return body->GetCount();
     }
-    auto const download = client.StartDownload(path);
+    auto const download = reader.Stream();
     io::block::CPooledBuf piece(StreamPiece, host.Pool());
     for (std::uint64_t done = 0; done < size; done += piece.GetCount())
     {
@@ -192,7 +257,8 @@ int Get(CHost& host, SObjectOptions const& options)
     CFd const directory = OpenAt(AT_FDCWD, folder.empty() ? "." : folder, O_RDONLY | O_DIRECTORY, folder);
     CReplacementFile target(directory.Get(), std::string(BaseNameOf(file)), file, 0666);
     std::uint64_t const size =
-        FetchInto(host, path, [&target](unsigned char const* data, std::size_t count) { target.Write(data, count); });
+        FetchInto(host, path, options.m_version,
+                  [&target](unsigned char const* data, std::size_t count) { target.Write(data, count); });
     target.Commit();
     host.Output().Result("", CJsonObject().Add("path", path).Add("file", file).Add("bytes", size));
     return ExitOk;
@@ -220,13 +286,13 @@ int Cat(CHost& host, SObjectOptions const& options)
     if (host.Output().IsJson())
     {
         std::string body;
-        FetchInto(host, path,
+        FetchInto(host, path, options.m_version,
                   [&body](unsigned char const* data, std::size_t size)
                   { body.append(reinterpret_cast<char const*>(data), size); });
         host.Output().Result("", CJsonObject().Add("path", path).Add("bytes", body.size()).Add("base64", Base64(body)));
         return ExitOk;
     }
-    FetchInto(host, path,
+    FetchInto(host, path, options.m_version,
               [&host](unsigned char const* data, std::size_t size) {
                   host.Output().Result({reinterpret_cast<char const*>(data), size}, {});
               });
@@ -322,13 +388,24 @@ void AddObjectCommands(CCli& cli)
         ->type_name("BYTES")
         ->check(CLI::Range(std::uint64_t(0), options->m_largestObject));
 
+    put.add_option("--keep-until", options->m_keepUntil,
+                   "Make it immutable until then, as 2026-12-31 or 2026-12-31T10:00:00Z, UTC; writes the version's id")
+        ->type_name("DATE");
+
+    auto const addVersion = [options](CLI::App& command)
+    {
+        command.add_option("--version-id", options->m_version, "Which version; the current one if left out")
+            ->type_name("ID");
+    };
     CLI::App& get = AddBodyCommand(cli, options, "get", "Fetch an object into a file", &Get);
     get.add_option("PATH", options->m_path, "The object to read")->required();
     get.add_option("FILE", options->m_into,
                    "The file to write, or a directory for it; the working directory if left out");
+    addVersion(get);
 
     CLI::App& cat = AddBodyCommand(cli, options, "cat", "Write an object to the standard output", &Cat);
     cat.add_option("PATH", options->m_path, "The object to read")->required();
+    addVersion(cat);
     cat.footer("With --json the body is the member \"base64\".");
 
     CLI::App& stat = AddObjectCommand(cli, options, "stat", "Tell kind and size of an object or folder", &Stat);

@@ -3,6 +3,7 @@
 #include "listing.h"
 #include "task_window.h"
 #include "text.h"
+#include "versions.h"
 
 #include "bucketry/base/guid.h"
 
@@ -66,12 +67,12 @@ SIndex ReadIndex(io::block::CPooledBuf const& body, std::string const& path)
     return index;
 }
 
-/// All pieces but those of one run.
+/// All pieces but those of one run. Where versions are kept, older ones need their pieces.
 void RemoveOtherRuns(CHost& host, std::string const& path, std::string const& run)
 {
     std::string const folder = FolderOf(path);
     ICloudClient& client = host.Client(EAccess::Read);
-    if (!host.IsFolder(folder))
+    if (client.IsVersioningEnabled() || !host.IsFolder(folder))
     {
         return;
     }
@@ -86,7 +87,15 @@ void RemoveOtherRuns(CHost& host, std::string const& path, std::string const& ru
 
 } // namespace
 
-void StoreInPieces(CHost& host, std::string const& path, std::uint64_t size, source_t const& source)
+std::shared_ptr<task::IAsyncTask> StoreBody(ICloudClient& client, std::string const& path, body_t const& body,
+                                            std::optional<datetime::CDateTime> const& until,
+                                            std::shared_ptr<std::string> const& version)
+{
+    return until ? VersionsOf(client)->UploadFileAsync(path, body, version, until) : client.UploadFileAsync(path, body);
+}
+
+std::string StoreInPieces(CHost& host, std::string const& path, std::uint64_t size,
+                          std::optional<datetime::CDateTime> const& until, source_t const& source)
 {
     ICloudClient& client = host.Bodies(EAccess::Write);
     std::string const run = guid::guid_t::CreateNew().ToAStr();
@@ -98,13 +107,15 @@ void StoreInPieces(CHost& host, std::string const& path, std::uint64_t size, sou
         body->SetCount(count);
         source(body->GetData(), count);
         window.Run(
-            count, [&] { return client.UploadFileAsync(PieceName(path, run, done), body); }, &ThrowFailure);
+            count, [&] { return StoreBody(client, PieceName(path, run, done), body, until, nullptr); }, &ThrowFailure);
     }
     window.Drain();
     std::string text(IndexHead);
     ((text += run) += '\n') += std::to_string(size);
-    client.UploadFileAsync(path, BodyOf(host, text += '\n'))->Wait();
+    auto const version = std::make_shared<std::string>();
+    StoreBody(client, path, BodyOf(host, text += '\n'), until, version)->Wait();
     RemoveOtherRuns(host, path, run);
+    return *version;
 }
 
 bool IsIndex(unsigned char const* data, std::size_t size)
@@ -141,10 +152,16 @@ std::uint64_t FetchPieces(CHost& host, std::string const& path, io::block::CPool
 
 void RemovePieces(CHost& host, std::string const& path)
 {
-    if (std::string const folder = FolderOf(path); host.IsFolder(folder))
+    std::string const folder = FolderOf(path);
+    if (!host.Client(EAccess::Read).IsVersioningEnabled() && host.IsFolder(folder))
     {
         RemoveFolder(host, folder);
     }
+}
+
+void RemovePiecesOfAllVersions(CHost& host, std::string const& path)
+{
+    RemoveFolder(host, FolderOf(path));
 }
 
 void CopyPieces(CHost& host, std::string const& source, std::string const& target)

@@ -22,6 +22,7 @@ struct SSpecOptions
     std::string m_role;
     std::string m_storageClass;
     bool m_isVirtualHosted = false;
+    bool m_locksObjects = false;
 };
 
 void AskFor(std::string& value, std::string const& prompt)
@@ -69,6 +70,7 @@ int NewSpec(CHost& host, SSpecOptions const& options)
     spec.BucketAddr = AddressOf(options);
     spec.Credentials = CredentialsOf(options);
     spec.Options.UseVirtualHostedStyle = options.m_isVirtualHosted;
+    spec.Options.ObjectLockEnabledOnBucket = options.m_locksObjects;
     if (!options.m_storageClass.empty())
     {
         spec.Options.StorageClass = s3wire::s3::CObjectStorageClass::FromString(options.m_storageClass);
@@ -120,6 +122,7 @@ void AddSpecCommands(CCli& cli)
     app.add_option("--storage-class", options->m_storageClass, "The class of new objects, as STANDARD_IA")
         ->type_name("CLASS");
     app.add_flag("--virtual-hosted", options->m_isVirtualHosted, "The bucket stands in the host name");
+    app.add_flag("--object-lock", options->m_locksObjects, "The bucket keeps versions and can lock them");
     app.footer("The file holds the secret key in the clear.");
 
     CLI::App& check = *spec.add_subcommand("check", "Read a specification and try its store");
