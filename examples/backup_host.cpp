@@ -44,7 +44,7 @@ std::shared_ptr<io::block::CPooledBuf> BodyOf(std::string const& text)
 versions_t Store(std::shared_ptr<ICloudClient> const& client, bodies_t const& bodies)
 {
     auto const now = datetime::CDateTime::currentUtcTime().toUnixTime();
-    auto const keptUntil = datetime::CDateTime::fromUnixTime(now + 2 * 3600, true);
+    auto const keptUntil = datetime::CDateTime::fromUnixTime(now + 2L * 3600, true);
     CObjectVersionsQueue written;
     CCloudParallelWriter writer(client);
     for (auto const& [path, text] : bodies)

@@ -78,8 +78,8 @@ BUCKETRY_API std::shared_ptr<task::IAsyncTask> DeleteAllVersions(std::string con
 /// The same; deletes the object of a client without versions. The caller keeps the client until the task has ended.
 BUCKETRY_API std::shared_ptr<task::IAsyncTask> DeleteAllVersions(std::string const& path,
                                                                  std::shared_ptr<ICloudClient> client);
-/// Deletes the versions whose retention ends before `date`, one after the other from the oldest. False if some stayed for
-/// their retention. The store refuses one whose retention still runs: that ends the function, later versions stay.
+/// Deletes the versions without a retention that lasts to `date`, one after the other from the oldest. False if some stayed for
+/// it. The store refuses one whose retention still runs: that ends the function, later versions stay.
 BUCKETRY_API bool DeleteAllVersions(std::string const& path, std::shared_ptr<ICloudClient> client,
                                     datetime::CDateTime const& date, bool keepNewest);
 

@@ -233,7 +233,7 @@ std::uint64_t FetchInto(CHost& host, std::string const& path, std::string const&
 /// The file that `get` writes: the one given, or the object's own name in the directory given or the working directory.
 std::string TargetFile(std::optional<std::string> const& given, std::string const& path)
 {
-    std::string const name(BaseNameOf(path));
+    std::string name(BaseNameOf(path));
     if (!given)
     {
         return name;

@@ -72,7 +72,7 @@ void RemoveOtherRuns(CHost& host, std::string const& path, std::string const& ru
 {
     std::string const folder = FolderOf(path);
     ICloudClient& client = host.Client(EAccess::Read);
-    if (client.IsVersioningEnabled() || !host.IsFolder(folder))
+    if (!host.IsFolder(folder) || client.IsVersioningEnabled())
     {
         return;
     }
@@ -153,7 +153,7 @@ std::uint64_t FetchPieces(CHost& host, std::string const& path, io::block::CPool
 void RemovePieces(CHost& host, std::string const& path)
 {
     std::string const folder = FolderOf(path);
-    if (!host.Client(EAccess::Read).IsVersioningEnabled() && host.IsFolder(folder))
+    if (host.IsFolder(folder) && !host.Client(EAccess::Read).IsVersioningEnabled())
     {
         RemoveFolder(host, folder);
     }

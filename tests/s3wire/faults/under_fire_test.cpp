@@ -137,7 +137,7 @@ TEST_F(UnderFire, RenewsTheKeysOfARoleOnceForAllThreads)
 
 TEST_F(UnderFire, GetsThroughThrottlingUntilTheBudgetOfRepeatsIsSpent)
 {
-    m_store.LoadFaults("on * every=7 do status 503 SlowDown\n");
+    m_store.LoadFaults("on * every=17 do status 503 SlowDown\n");
     SClientWish wish;
     EXPECT_EQ(PutAndGetInThreads(ClientOf(m_store, wish)), 0u);
 
