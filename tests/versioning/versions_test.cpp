@@ -141,8 +141,10 @@ protected:
         m_store.ClearLog();
         return text;
     }
-    static CDateTime In(int hours) { return At(CDateTime::currentUtcTime().toUnixTime() + hours * 3600); }
+    /// The same at every call.
+    CDateTime In(int hours) const { return At(m_start + hours * 3600); }
 
+    long const m_start = CDateTime::currentUtcTime().toUnixTime();
     simulator::CSimulator m_store{{.m_maxSkew = std::chrono::hours(24)}};
     std::shared_ptr<ICloudClient> const m_client = s3::CS3CompatibleClientFactory::Create(
         testing::NewBucket(
