@@ -7,7 +7,7 @@ namespace bucketry::simulator
 
 std::string SFaultHit::Name() const
 {
-    std::string const delay = m_delay.count() > 0 ? ActionName(EFaultAction::Delay) : "";
+    std::string delay = m_delay.count() > 0 ? ActionName(EFaultAction::Delay) : "";
     if (!m_fault)
         return delay;
     return delay + (delay.empty() ? "" : ", ") + ActionName(m_fault->m_action);

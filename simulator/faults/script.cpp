@@ -126,7 +126,7 @@ std::string TakeNamed(words_t& words, std::string const& name)
     for (auto word = words.begin(); word != words.end(); ++word)
         if (word->starts_with(name + "="))
         {
-            std::string const value = word->substr(name.size() + 1);
+            std::string value = word->substr(name.size() + 1);
             words.erase(word);
             return value;
         }
@@ -139,7 +139,7 @@ std::string TakeFirst(words_t& words, std::string const& what, bool isOptional =
         return {};
     if (words.empty())
         throw CReason(what + " is missing");
-    std::string const word = words.front();
+    std::string word = words.front();
     words.erase(words.begin());
     return word;
 }

@@ -46,7 +46,8 @@ std::string ReportRow(SJobTask const& task)
     for (auto const& field :
          {task.m_bucket, task.m_key, task.m_versionId, std::string(task.HasFailed() ? "failed" : "succeeded"),
           task.m_errorCode, std::to_string(task.m_status), task.m_message})
-        row += (row.empty() ? "" : ",") + (field.find_first_of(",\"\n") == field.npos ? field : Quoted(field, '"'));
+        row +=
+            (row.empty() ? "" : ",") + (field.find_first_of(",\"\n") == std::string::npos ? field : Quoted(field, '"'));
     return row + "\n";
 }
 

@@ -42,7 +42,7 @@ CMetadataService::CMetadataService(add_key_t addKey) : m_addKey(std::move(addKey
 
 std::string CMetadataService::NewToken(std::chrono::seconds lifetime, time_point_t now)
 {
-    std::string const token = Base64(Sha256("token " + std::to_string(++m_issued)));
+    std::string token = Base64(Sha256("token " + std::to_string(++m_issued)));
     m_tokens[token] = now + lifetime;
     return token;
 }

@@ -98,7 +98,8 @@ std::optional<std::pair<std::string, std::string>> ResolveArn(std::string const&
             ":" + labels.substr(dash + 1, dot == std::string::npos ? dot : dot - dash - 1) + ":";
         std::string const outpost = dot == std::string::npos ? "" : "outpost/" + labels.substr(dot + 1);
         std::string const name = "accesspoint/" + labels.substr(0, dash);
-        std::string const wanted = outpost.empty() ? name : outpost + "/" + name;
+        std::string wanted = outpost;
+        wanted.append(outpost.empty() ? "" : "/").append(name);
         if (resource.ends_with(account + wanted) || (!outpost.empty() && resource.ends_with(account + outpost)))
             return std::pair(bucket, key);
     }

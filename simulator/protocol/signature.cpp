@@ -120,7 +120,7 @@ void CheckScope(SAuthorization const& authorization, SExpectedScope const& expec
 std::string CheckTime(SRequest const& request, SAuthorization const& authorization, STraits const& traits,
                       time_point_t now)
 {
-    std::string const text = request.Header(request.HasHeader("x-amz-date") ? "x-amz-date" : "date");
+    std::string text = request.Header(request.HasHeader("x-amz-date") ? "x-amz-date" : "date");
     auto const time = ParseIsoBasicTime(text);
     if (!time)
         throw CStoreError(403, "AccessDenied", "AWS authentication requires a valid Date or x-amz-date header");
@@ -162,7 +162,7 @@ std::string CanonicalQuery(SRequest const& request)
     std::sort(encoded.begin(), encoded.end());
     std::string text;
     for (auto const& [name, value] : encoded)
-        text += (text.empty() ? "" : "&") + name + "=" + value;
+        text.append(text.empty() ? "" : "&").append(name).append("=").append(value);
     return text;
 }
 

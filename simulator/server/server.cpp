@@ -25,9 +25,10 @@ using boost::system::error_code;
 namespace
 {
 
-constexpr std::uint32_t MAX_HEADER_SIZE = 16 * 1024;
-constexpr std::uint64_t BODY_SLACK = 64 * 1024; ///< beyond the largest object, for chunks and documents
-constexpr std::uint64_t MAX_DRAINED = 64 * 1024 * 1024;
+constexpr std::uint32_t MAX_HEADER_SIZE = 16u * 1024;
+constexpr std::uint64_t BODY_SLACK = 64ull * 1024; ///< beyond the largest object, for chunks and documents
+constexpr std::size_t DRAIN_BLOCK = 64u * 1024;
+constexpr std::uint64_t MAX_DRAINED = 64ull * 1024 * 1024;
 
 /// Ends waits when the server stops. Any number of threads.
 class CStopSignal
@@ -139,7 +140,7 @@ private:
     void ReadHalf(parser_t& parser)
     {
         std::uint64_t const half = parser.content_length().value_or(0) / 2;
-        std::vector<char> block(64 * 1024);
+        std::vector<char> block(DRAIN_BLOCK);
         error_code error;
         for (std::uint64_t read = m_buffer.size(); read < half && !error;)
             read += m_stream.read_some(asio::buffer(block), error);
@@ -266,7 +267,7 @@ private:
         Send(exchange, response);
         error_code error;
         boost::beast::get_lowest_layer(m_stream).shutdown(tcp_t::socket::shutdown_send, error);
-        std::vector<char> block(64 * 1024);
+        std::vector<char> block(DRAIN_BLOCK);
         for (std::uint64_t read = 0; read < MAX_DRAINED && !error;)
             read += boost::beast::get_lowest_layer(m_stream).read_some(asio::buffer(block), error);
         return false;

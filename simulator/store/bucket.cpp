@@ -132,7 +132,7 @@ CStore::SDeleted CStore::Delete(SBucket& bucket, std::string const& key, std::st
     if (version == found->second.end())
         return {.m_existed = false, .m_versionId = versionId};
     CheckDeletable(version->m_attributes.m_lock, bypassGovernance, now);
-    SDeleted const deleted{.m_isDeleteMarker = version->m_isDeleteMarker, .m_versionId = versionId};
+    SDeleted deleted{.m_isDeleteMarker = version->m_isDeleteMarker, .m_versionId = versionId};
     found->second.erase(version);
     if (found->second.empty())
         bucket.m_objects.erase(found);

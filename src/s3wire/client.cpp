@@ -34,7 +34,6 @@ namespace bucketry::s3wire::s3
 namespace
 {
 
-using transport::SHttpResponse;
 using wire::SObjectRef;
 
 SObjectRef Object(std::string const& bucket, std::string const& key, std::string const& version)

@@ -13,7 +13,7 @@ namespace bucketry::s3wire::s3
 namespace
 {
 
-constexpr unsigned long g_mebibyte = 1024 * 1024;
+constexpr unsigned long g_mebibyte = 1024UL * 1024;
 constexpr unsigned long g_minPartSize = 8 * g_mebibyte;
 constexpr unsigned long g_inFlightBytes = 8 * g_minPartSize;
 constexpr unsigned long g_maxPartsInFlight = 4;
@@ -21,9 +21,9 @@ constexpr unsigned g_partsBeforeGrowth = 1000;
 
 } // namespace
 
-CS3WireReadStream::CS3WireReadStream(CS3WireClient client, std::string const& bucket, std::string const& key,
+CS3WireReadStream::CS3WireReadStream(CS3WireClient const& client, std::string const& bucket, std::string const& key,
                                      std::string const& version)
-    : m_client(std::move(client)), m_object{bucket, key, version}
+    : m_client(client), m_object{bucket, key, version}
 {
     wire::CheckBucket(bucket);
     wire::CheckKey(key);

@@ -21,7 +21,7 @@ namespace bucketry::s3wire::s3
 class CS3WireReadStream
 {
 public:
-    CS3WireReadStream(CS3WireClient client, std::string const& bucket, std::string const& key,
+    CS3WireReadStream(CS3WireClient const& client, std::string const& bucket, std::string const& key,
                       std::string const& version);
 
     unsigned long ObjectSize();

@@ -68,7 +68,7 @@ protected:
     }
     static CDateTime In(int hours)
     {
-        return CDateTime::fromUnixTime(CDateTime::currentUtcTime().toUnixTime() + hours * 3600, true);
+        return CDateTime::fromUnixTime(CDateTime::currentUtcTime().toUnixTime() + hours * 3600L, true);
     }
 
     std::shared_ptr<ICloudClient> const m_client =

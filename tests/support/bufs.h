@@ -17,7 +17,7 @@ inline std::string TextOf(io::block::CPooledBuf const& bufs)
 
 inline std::shared_ptr<io::block::CPooledBuf> BufsOf(std::string const& text)
 {
-    auto const bufs = io::block::CPooledBuf::Alloc(text.size(), nullptr);
+    auto bufs = io::block::CPooledBuf::Alloc(text.size(), nullptr);
     bufs->SetCount(text.size());
     std::copy(text.begin(), text.end(), bufs->GetData());
     return bufs;

@@ -30,7 +30,7 @@ SBackend Timed(SBackend const& backend)
                   [](client_t inner)
                   {
                       perf::EnablePerfLog(true);
-                      client_t const wrapped = WrapCloudClientIfPerfEnabled(inner);
+                      client_t wrapped = WrapCloudClientIfPerfEnabled(inner);
                       perf::EnablePerfLog(false);
                       EXPECT_NE(wrapped, inner);
                       return wrapped;

@@ -225,7 +225,7 @@ std::string CMemoryStore::Add(std::string const& key, std::string const& body, b
     {
         versions.clear();
     }
-    std::string const id = m_keepsVersions ? std::string("v").append(std::to_string(++m_lastId)) : "";
+    std::string id = m_keepsVersions ? std::string("v").append(std::to_string(++m_lastId)) : "";
     versions.push_back({id, body, isDeleteMarker});
     return id;
 }

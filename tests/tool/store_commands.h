@@ -44,6 +44,7 @@ protected:
             util::str_replace("bucketry " + storage + " " + text, "NAME", m_folder.Path().string()));
         std::vector<std::string> const words(std::istream_iterator<std::string>(line), {});
         std::vector<char const*> argv;
+        argv.reserve(words.size());
         for (std::string const& word : words)
         {
             argv.push_back(word.c_str());

@@ -142,7 +142,7 @@ protected:
         return text;
     }
     /// The same at every call.
-    CDateTime In(int hours) const { return At(m_start + hours * 3600); }
+    CDateTime In(int hours) const { return At(m_start + hours * 3600L); }
 
     long const m_start = CDateTime::currentUtcTime().toUnixTime();
     simulator::CSimulator m_store{{.m_maxSkew = std::chrono::hours(24)}};

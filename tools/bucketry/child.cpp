@@ -14,6 +14,7 @@ namespace bucketry::tool
 CChild::CChild(std::vector<std::string> command, sigset_t const& blocked)
 {
     std::vector<char*> words;
+    words.reserve(command.size() + 1);
     for (std::string& word : command)
     {
         words.push_back(word.data());

@@ -124,7 +124,7 @@ key_set_t LoadKeyFile(std::string const& path)
     crypto::SRawKeySetId id;
     crypto::CKeySet::raw_key_t key{};
     bool const isRead = Read({reinterpret_cast<char const*>(bytes.data()), size}, KeyFileHead, id, "key", key);
-    key_set_t const keySet = isRead ? crypto::CKeySet::FromRaw(id, key) : nullptr;
+    key_set_t keySet = isRead ? crypto::CKeySet::FromRaw(id, key) : nullptr;
     OPENSSL_cleanse(bytes.data(), bytes.size());
     OPENSSL_cleanse(key.data(), key.size());
     if (!keySet)

@@ -55,7 +55,7 @@ struct SSimulatorOptions
     std::vector<SAccessKey> m_accessKeys = {SAccessKey{}};
     std::vector<std::string> m_hostNames = {"localhost"};     ///< NAME.HOST is the bucket NAME, besides Amazon's hosts
     std::vector<std::string> m_storageClasses = {"STANDARD"}; ///< what the gateway profile takes
-    std::uint64_t m_minPartSize = 5 * 1024 * 1024;
+    std::uint64_t m_minPartSize = 5ull * 1024 * 1024;
     std::uint64_t m_maxPutSize = 5ull * 1024 * 1024 * 1024;
     EConditionalWrites m_conditionalWrites = EConditionalWrites::Honour;
     std::chrono::seconds m_maxSkew = std::chrono::minutes(15); ///< between the clock and a request's time of signing

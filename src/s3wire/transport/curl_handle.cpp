@@ -23,12 +23,12 @@ namespace bucketry::s3wire::transport
 namespace
 {
 
-constexpr long smallBuffer = 16 * 1024;
+constexpr long smallBuffer = 16L * 1024;
 /// For an answer of unknown size: the allocator still has such a block at hand, a larger one is mapped anew each time.
-constexpr long middleBuffer = 64 * 1024;
-constexpr long largeBuffer = 512 * 1024;
+constexpr long middleBuffer = 64L * 1024;
+constexpr long largeBuffer = 512L * 1024;
 /// A body up to this size goes out together with the headers, in one system call.
-constexpr std::uint64_t inlineBody = 60 * 1024;
+constexpr std::uint64_t inlineBody = 60UL * 1024;
 constexpr std::size_t textLimit = 64u << 20;
 
 void Pause(io::CNetworkTrottlingCtx* throttling, std::size_t bytes)

@@ -9,7 +9,7 @@ namespace
 
 constexpr int gathered = 256 * 1024;
 /// What libcurl has read ahead is no longer in the socket: never wait for more than is still to come.
-constexpr std::uint64_t leastDue = 4 * 1024 * 1024;
+constexpr std::uint64_t leastDue = 4UL * 1024 * 1024;
 
 } // namespace
 

@@ -22,7 +22,6 @@ using bucketry::testing::CLogCapture;
 using bucketry::testing::CRawHttpServer;
 using bucketry::testing::ExpectFailure;
 using bucketry::testing::ExpectStorageFailure;
-using bucketry::testing::TextOf;
 using datetime::CDateTime;
 using logging::ELevel;
 using s3wire::s3::CObjectStorageClass;

@@ -116,7 +116,7 @@ std::optional<std::string> Unescape(std::string_view text, bool isPath)
 
 std::string ObjectNameOf(std::string_view path)
 {
-    std::string const escaped = EscapePath(path);
+    std::string escaped = EscapePath(path);
     auto const fits = [](std::string_view component) { return component.size() <= MaxComponentBytes; };
     if (escaped.size() <= MaxObjectNameBytes && AllComponents(escaped, fits))
     {
