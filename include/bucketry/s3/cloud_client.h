@@ -24,8 +24,10 @@ namespace bucketry::s3
 ///            names the path, if there is one to name; GetObjectCount throws it without. A read beyond the object's end throws
 ///            exc::CRuntimeExc.
 /// Ranges:    a length of 0 reaches to the end; a range that ends beyond the object is cut there.
-/// Lifetime:  a task does not need the client any more; a stream of StartUpload needs the client's
-///            context, a handle of Lock the client itself.
+/// Versions:  GetVersioningUtils gives the same operations whether IsVersioningEnabled or not. They work on any bucket; on one
+///            without versions a write that wants a version id fails once the object is stored.
+/// Lifetime:  a task does not need the client any more; a stream of StartUpload needs the client's context, or the versioning
+///            operations that it came from; a handle of Lock needs the client itself.
 /// Threads:   any.
 class BUCKETRY_API CS3CloudClient : public ICloudClient
 {
