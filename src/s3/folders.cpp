@@ -3,7 +3,7 @@
 #include "s3/detail/adapt.h"
 #include "s3/detail/folder_names.h"
 
-#include <numeric>
+#include <algorithm>
 
 namespace bucketry::s3
 {
@@ -37,6 +37,15 @@ entries_t EntriesOf(s3wire::s3::SBucketContents const& page, detail::CFolderName
         entries.emplace_back(folder.SubfolderOf(common), 0, true);
     }
     return entries;
+}
+
+/// Visits every object below a folder, at every depth; blocks. One page of the listing is in memory.
+void ForEachBelow(SS3Context const& context, std::string const& path,
+                  std::function<void(s3wire::s3::SObjectMetadata const&)> const& visit)
+{
+    auto const takePage = [&visit](s3wire::s3::SBucketContents const& page)
+    { std::for_each(page.m_contents.begin(), page.m_contents.end(), visit); };
+    context.m_client.GetBucket(takePage, context.m_container, ConvertPathToPrefix(path), "", "", 0).get();
 }
 
 } // namespace
@@ -110,20 +119,18 @@ std::uint64_t CS3CloudClient::GetFolderSize(std::string const& path)
     return Start(
         [&]
         {
-            auto const bucket =
-                context->m_client.GetBucket(context->m_container, ConvertPathToPrefix(path), "", "", 0).get();
-            return std::transform_reduce(bucket.m_contents.begin(), bucket.m_contents.end(), std::uint64_t(0),
-                                         std::plus<>(), [](auto const& object) { return object.m_size; });
+            std::uint64_t size = 0;
+            ForEachBelow(*context, path, [&size](s3wire::s3::SObjectMetadata const& object) { size += object.m_size; });
+            return size;
         },
         "Failed to get folder size on %1. Path: [%2]", context->m_cloudName, path);
 }
 
 std::uint64_t CS3CloudClient::GetObjectCount(std::string const& path)
 {
-    auto const context = GetContext();
-    return context->m_client.GetBucket(context->m_container, ConvertPathToPrefix(path), "", "", 0)
-        .get()
-        .m_contents.size();
+    std::uint64_t count = 0;
+    ForEachBelow(*GetContext(), path, [&count](s3wire::s3::SObjectMetadata const&) { ++count; });
+    return count;
 }
 
 task_t CS3CloudClient::DeleteFolderAsync(std::string const& path, std::shared_ptr<progress::progress_base_t> progress)
