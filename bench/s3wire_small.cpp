@@ -3,7 +3,7 @@
 #include "measure.h"
 
 #include "bucketry/s3wire/statistics.h"
-#include "s3wire/operations.h"
+#include "s3wire/operations/operations.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -9,7 +9,7 @@
 #include "s3/detail/adapt.h"
 #include "s3/detail/content.h"
 #include "s3/detail/http_date.h"
-#include "s3wire/arn.h"
+#include "s3wire/codec/arn.h"
 
 #include <boost/thread/lock_guard.hpp>
 

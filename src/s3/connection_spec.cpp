@@ -4,7 +4,7 @@
 #include "bucketry/base/logging.h"
 #include "bucketry/base/options.h"
 #include "bucketry/base/text.h"
-#include "s3wire/arn.h"
+#include "s3wire/codec/arn.h"
 
 namespace bucketry::s3
 {

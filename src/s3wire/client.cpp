@@ -1,11 +1,11 @@
 #include "bucketry/s3wire/client.h"
 
 #include "bucketry/base/options.h"
-#include "s3wire/arn.h"
-#include "s3wire/bulk_delete.h"
-#include "s3wire/listing.h"
-#include "s3wire/operations.h"
-#include "s3wire/sender.h"
+#include "s3wire/codec/arn.h"
+#include "s3wire/operations/bulk_delete.h"
+#include "s3wire/operations/listing.h"
+#include "s3wire/operations/operations.h"
+#include "s3wire/sending/sender.h"
 
 #include <iterator>
 #include <utility>

@@ -2,9 +2,9 @@
 
 #include "bucketry/base/options.h"
 #include "bucketry/s3wire/client.h"
-#include "s3wire/arn.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/auth/temp_key_store.h"
+#include "s3wire/codec/arn.h"
 #include "s3wire/transport/curl_transport.h"
 
 namespace bucketry::s3wire::s3

@@ -4,7 +4,7 @@
 #include "bucketry/base/guid.h"
 #include "bucketry/s3wire/records.h"
 #include "s3wire/credential_store.h"
-#include "s3wire/retry.h"
+#include "s3wire/sending/retry.h"
 
 #include <memory>
 #include <mutex>

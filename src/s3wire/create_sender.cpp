@@ -1,6 +1,6 @@
 #include "bucketry/base/options.h"
 #include "s3wire/context.h"
-#include "s3wire/sender.h"
+#include "s3wire/sending/sender.h"
 #include "s3wire/transport/curl_transport.h"
 
 namespace bucketry::s3wire

@@ -2,7 +2,7 @@
 
 #include "bucketry/base/guid.h"
 #include "bucketry/s3wire/records.h"
-#include "s3wire/auth/secret.h"
+#include "s3wire/codec/secret.h"
 
 #include <map>
 #include <mutex>

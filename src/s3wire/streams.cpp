@@ -2,7 +2,7 @@
 
 #include "bucketry/base/logging.h"
 #include "bucketry/s3wire/exception.h"
-#include "s3wire/operations.h"
+#include "s3wire/operations/operations.h"
 
 #include <algorithm>
 #include <cstring>

@@ -3,8 +3,8 @@
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/context.h"
-#include "s3wire/operations.h"
-#include "s3wire/sender.h"
+#include "s3wire/operations/operations.h"
+#include "s3wire/sending/sender.h"
 #include "s3wire/streams.h"
 #include "support/bufs.h"
 

@@ -5,6 +5,7 @@
 #include "bucketry/base/options.h"
 #include "bucketry/s3wire/client.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/auth_by_role.h"
 #include "support/raw_http_server.h"
 
 #include <gmock/gmock.h>

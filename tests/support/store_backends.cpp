@@ -2,7 +2,7 @@
 
 #include "s3wire/auth/auth.h"
 #include "s3wire/context.h"
-#include "s3wire/sender.h"
+#include "s3wire/sending/sender.h"
 #include "s3wire/wire/object_requests.h"
 
 #include <atomic>

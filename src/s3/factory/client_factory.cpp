@@ -4,10 +4,10 @@
 #include "bucketry/s3/cloud_client.h"
 #include "bucketry/statistics.h"
 #include "s3/detail/streams.h"
-#include "s3wire/arn.h"
+#include "s3/versions/versioning_utils.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/codec/arn.h"
 #include "s3wire/context.h"
-#include "versioning/s3/versioning_utils.h"
 
 namespace bucketry::s3
 {

@@ -3,7 +3,6 @@
 #include "bucketry/base/datetime.h"
 #include "bucketry/base/exceptions.h"
 #include "s3wire/auth/temp_key_store.h"
-#include "s3wire/context.h"
 
 namespace bucketry::s3wire
 {
@@ -126,12 +125,11 @@ std::shared_ptr<IS3WireAuth> CS3WireAuthFactory::CreateForS3Outposts(
                   "s3-outposts", 0);
 }
 
-std::shared_ptr<IS3WireAuth> CS3WireAuthByRole::CreateForS3(std::string const& roleName,
-                                                            std::string const& metadataHost, std::string const&,
-                                                            std::string const& region)
+std::shared_ptr<IS3WireAuth> CS3WireAuthFactory::CreateByRole(std::string const& roleName,
+                                                              std::string const& metadataHost,
+                                                              std::string const& region) const
 {
-    auto const keyStore = s3::CS3WireContext::Instance().GetTempKeyStore();
-    return std::make_shared<CRoleAuth>(keyStore->Find(roleName, metadataHost), "s3", region);
+    return std::make_shared<CRoleAuth>(m_keyStore->Find(roleName, metadataHost), "s3", region);
 }
 
 } // namespace bucketry::s3wire

@@ -48,18 +48,12 @@ public:
                                                      std::string const& sessionToken, std::string const& endpoint,
                                                      std::string const& region, std::string const& roleName,
                                                      std::string const& metadataHost) const;
+    /// The keys of a role, whatever other keys there are. With an empty role name the metadata service is asked for the name.
+    std::shared_ptr<IS3WireAuth> CreateByRole(std::string const& roleName, std::string const& metadataHost,
+                                              std::string const& region) const;
 
 private:
     std::shared_ptr<CTempKeyStore> m_keyStore;
-};
-
-/// The keys of the machine's role, from the process's store of temporary keys. Nothing is asked before they are needed.
-class CS3WireAuthByRole
-{
-public:
-    /// With an empty role name the metadata service is asked for the name.
-    static std::shared_ptr<IS3WireAuth> CreateForS3(std::string const& roleName, std::string const& metadataHost,
-                                                    std::string const& endpoint, std::string const& region);
 };
 
 } // namespace bucketry::s3wire

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "s3wire/auth/signature_v4.h"
-#include "s3wire/surroundings.h"
 #include "s3wire/transport/http.h"
+#include "s3wire/transport/surroundings.h"
 
 #include <ctime>
 #include <memory>

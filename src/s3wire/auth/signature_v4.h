@@ -1,7 +1,7 @@
 #pragma once
 
-#include "s3wire/auth/digest.h"
-#include "s3wire/auth/secret.h"
+#include "s3wire/codec/digest.h"
+#include "s3wire/codec/secret.h"
 #include "s3wire/transport/http.h"
 
 #include <ctime>

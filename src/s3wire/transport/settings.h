@@ -1,6 +1,6 @@
 #pragma once
 
-#include "s3wire/auth/secret.h"
+#include "s3wire/codec/secret.h"
 
 #include <chrono>
 #include <cstddef>

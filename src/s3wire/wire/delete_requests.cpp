@@ -1,8 +1,8 @@
 #include "s3wire/wire/delete_requests.h"
 
 #include "bucketry/base/exceptions.h"
+#include "s3wire/codec/xml_writer.h"
 #include "s3wire/wire/object_requests.h"
-#include "s3wire/wire/xml_writer.h"
 
 #include <numeric>
 

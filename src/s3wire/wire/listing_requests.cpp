@@ -1,8 +1,8 @@
 #include "s3wire/wire/listing_requests.h"
 
-#include "s3wire/wire/encoding.h"
+#include "s3wire/codec/encoding.h"
+#include "s3wire/codec/xml_reader.h"
 #include "s3wire/wire/object_requests.h"
-#include "s3wire/wire/xml_reader.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,8 +1,8 @@
 #include "s3wire/wire/multipart_requests.h"
 
 #include "bucketry/base/exceptions.h"
-#include "s3wire/auth/digest.h"
-#include "s3wire/wire/xml_writer.h"
+#include "s3wire/codec/digest.h"
+#include "s3wire/codec/xml_writer.h"
 
 #include <charconv>
 

@@ -2,9 +2,9 @@
 
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/http.h"
-#include "s3wire/arn.h"
-#include "s3wire/wire/encoding.h"
-#include "s3wire/wire/xml_writer.h"
+#include "s3wire/codec/arn.h"
+#include "s3wire/codec/encoding.h"
+#include "s3wire/codec/xml_writer.h"
 
 #include <algorithm>
 #include <span>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "bucketry/s3wire/records.h"
+#include "s3wire/codec/xml_reader.h"
 #include "s3wire/wire/request.h"
-#include "s3wire/wire/xml_reader.h"
 
 #include <cstdint>
 #include <initializer_list>

@@ -1,9 +1,9 @@
 #include "s3wire/wire/service_requests.h"
 
 #include "bucketry/base/exceptions.h"
-#include "s3wire/wire/encoding.h"
+#include "s3wire/codec/encoding.h"
+#include "s3wire/codec/xml_writer.h"
 #include "s3wire/wire/object_requests.h"
-#include "s3wire/wire/xml_writer.h"
 
 namespace bucketry::s3wire::wire
 {
@@ -258,18 +258,18 @@ SS3InitiateRestoreObject::~SS3InitiateRestoreObject() = default;
 
 void SS3InitiateRestoreObject::AppendXml(std::string& xml) const
 {
-    wire::AppendXmlParent(xml, "S3InitiateRestoreObject",
-                          [&]
-                          {
-                              if (m_hasExpiration)
-                              {
-                                  wire::AppendXmlElement(xml, "ExpirationInDays", std::to_string(m_expirationInDays));
-                              }
-                              if (m_glacierJobTier)
-                              {
-                                  wire::AppendXmlElement(xml, "GlacierJobTier", *m_glacierJobTier);
-                              }
-                          });
+    AppendXmlParent(xml, "S3InitiateRestoreObject",
+                    [&]
+                    {
+                        if (m_hasExpiration)
+                        {
+                            AppendXmlElement(xml, "ExpirationInDays", std::to_string(m_expirationInDays));
+                        }
+                        if (m_glacierJobTier)
+                        {
+                            AppendXmlElement(xml, "GlacierJobTier", *m_glacierJobTier);
+                        }
+                    });
 }
 
 } // namespace bucketry::s3wire::s3

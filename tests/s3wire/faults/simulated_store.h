@@ -4,7 +4,7 @@
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/context.h"
-#include "s3wire/sender.h"
+#include "s3wire/sending/sender.h"
 #include "s3wire/transport/curl_transport.h"
 #include "support/bufs.h"
 

@@ -1,4 +1,5 @@
 #include "bucketry/base/http.h"
+#include "s3wire/auth_by_role.h"
 #include "s3wire/faults/simulated_store.h"
 #include "support/certificates.h"
 #include "support/temp_dir.h"
