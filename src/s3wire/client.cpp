@@ -1,11 +1,10 @@
 #include "bucketry/s3wire/client.h"
 
-#include "bucketry/base/options.h"
 #include "s3wire/codec/arn.h"
+#include "s3wire/connection.h"
 #include "s3wire/operations/bulk_delete.h"
 #include "s3wire/operations/listing.h"
 #include "s3wire/operations/operations.h"
-#include "s3wire/sending/sender.h"
 
 #include <iterator>
 #include <utility>
@@ -107,41 +106,23 @@ web::Task<void> DeleteBelow(std::shared_ptr<COperations> operations, EDeleteStyl
         { DeletePrefix(*operations, style, bucket, prefix, allVersions, progress); });
 }
 
-SStoreTraits TraitsOf(std::string const& endpoint)
-{
-    SStoreTraits traits;
-    traits.m_google = util::str_contains(endpoint, options_t::GetInst().GetGoogleStorageHost());
-    traits.m_givesChecksums = util::str_contains(endpoint, ".amazonaws.com");
-    return traits;
-}
-
-std::shared_ptr<COperations> Connect(SSenderSettings settings, std::string const& endpoint)
-{
-    return std::make_shared<COperations>(CreateWireSender(std::move(settings)), TraitsOf(endpoint));
-}
-
 } // namespace
 
 CS3WireClient::CS3WireClient(std::string const& endpoint, std::string const& region, SProxyConfig const& proxy,
                              std::shared_ptr<IS3WireAuth> const& auth, certificates_t const& trustList,
                              std::shared_ptr<io::CNetworkTrottlingCtx> throttling, bool useVirtualHostedStyle)
-    : CS3WireClientBase(
-          Connect({endpoint, region, proxy, auth, trustList, std::move(throttling), useVirtualHostedStyle}, endpoint))
+    : CS3WireClient(Connect({endpoint, region, proxy, auth, trustList, std::move(throttling), useVirtualHostedStyle}))
 {
 }
 
 CS3WireClient::CS3WireClient(CS3Arn const& arn, SProxyConfig const& proxy, std::shared_ptr<IS3WireAuth> const& auth,
                              certificates_t const& trustList, std::shared_ptr<io::CNetworkTrottlingCtx> throttling)
-    : CS3WireClientBase((arn.CheckIsValidS3ArnExc(),
-                         Connect({"", arn.m_region, proxy, auth, trustList, std::move(throttling), true},
-                                 CS3EndpointCreator::CreateFromArnWithPrefix(arn))))
+    : CS3WireClient((arn.CheckIsValidS3ArnExc(),
+                     Connect({"", arn.m_region, proxy, auth, trustList, std::move(throttling), true})))
 {
 }
 
-CS3WireClient::CS3WireClient(std::shared_ptr<wire::IWireSender> sender)
-    : CS3WireClientBase(std::make_shared<COperations>(std::move(sender), SStoreTraits{}))
-{
-}
+CS3WireClient::CS3WireClient(std::shared_ptr<COperations> operations) : CS3WireClientBase(std::move(operations)) {}
 
 CS3WireClient::~CS3WireClient() = default;
 
@@ -262,7 +243,7 @@ web::Task<void> CS3WireClient::GetBucketObjectVersions(std::function<void(SBucke
                                                        std::string const& versionMarker, unsigned long count) const
 {
     wire::SListing listing = Listing(bucket, prefix, delimiter, count);
-    listing.m_google = m_operations->GetTraits().m_google;
+    listing.m_google = m_operations->Store().Traits().m_google;
     return web::Task<void>(
         [operations = m_operations, onPage = std::move(onPage), listing = std::move(listing),
          start = wire::SPagePosition{"", keyMarker, versionMarker}] {

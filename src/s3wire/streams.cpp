@@ -2,6 +2,8 @@
 
 #include "bucketry/base/logging.h"
 #include "bucketry/s3wire/exception.h"
+#include "s3wire/operations/lock_assurance.h"
+#include "s3wire/operations/multipart.h"
 #include "s3wire/operations/operations.h"
 
 #include <algorithm>
@@ -85,7 +87,7 @@ CS3WireWriteStream::~CS3WireWriteStream()
     }
     try
     {
-        m_client.GetOperations()->AbortUpload(m_upload);
+        AbortUpload(*m_client.GetOperations(), m_upload);
     }
     catch (std::exception const& error)
     {
@@ -251,11 +253,11 @@ SMultipartUploadResult CS3WireWriteStream::FinishUpload()
 {
     SendPart();
     CollectAllParts();
-    COperations& operations = *m_client.GetOperations();
-    SMultipartUploadResult result = operations.CompleteUpload(m_upload, m_eTags, m_written);
+    COperations const& operations = *m_client.GetOperations();
+    SMultipartUploadResult result = CompleteUpload(operations, m_upload, m_eTags, m_written);
     m_upload.m_uploadId.clear(); // whatever comes now, there is nothing to abort any more
-    operations.EnsureLock(ELockRoute::Multipart, {m_upload.m_bucket, m_upload.m_key, result.m_versionId},
-                          m_properties.m_lock);
+    EnsureLock(operations, ELockRoute::Multipart, {m_upload.m_bucket, m_upload.m_key, result.m_versionId},
+               m_properties.m_lock);
     return result;
 }
 

@@ -2,9 +2,9 @@
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/connection.h"
 #include "s3wire/context.h"
 #include "s3wire/operations/operations.h"
-#include "s3wire/sending/sender.h"
 #include "s3wire/streams.h"
 #include "support/bufs.h"
 
@@ -41,21 +41,21 @@ std::shared_ptr<IS3WireAuth> AuthOf(std::string const& id, std::string const& se
         .CreateForS3(id, secret, token, "", "", "", "", 0);
 }
 
-SSenderSettings Settings(char const* endpoint)
+SConnectionSettings Settings(char const* endpoint)
 {
-    SSenderSettings settings;
+    SConnectionSettings settings;
     settings.m_endpoint = Setting(endpoint);
     settings.m_auth = AuthOf(Setting("BUCKETRY_LIVE_ACCESS_KEY"), Setting("BUCKETRY_LIVE_SECRET_KEY"), "");
     return settings;
 }
 
 /// Trusts the authority of the store.
-SSenderSettings TlsSettings(char const* endpoint)
+SConnectionSettings TlsSettings(char const* endpoint)
 {
     std::ifstream file(Setting("BUCKETRY_LIVE_CA"));
     std::stringstream pem;
     pem << file.rdbuf();
-    SSenderSettings settings = Settings(endpoint);
+    SConnectionSettings settings = Settings(endpoint);
     settings.m_trustList = {sockets::ssl::CX509CertBlob::FromPemString(pem.str())};
     return settings;
 }
@@ -75,13 +75,13 @@ class LiveStore : public ::testing::Test
 protected:
     static void SetUpTestSuite()
     {
-        std::shared_ptr<wire::IWireSender> const sender = CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"));
+        std::shared_ptr<COperations> const store = Connect(Settings("BUCKETRY_LIVE_ENDPOINT"));
         for (char const* const bucket : {"plain", "locked"})
         {
             wire::SWireRequest request = wire::BucketRequest("CreateBucket", transport::EHttpMethod::Put, bucket);
             request.m_headers.Set("x-amz-bucket-object-lock-enabled",
                                   bucket == std::string("locked") ? "true" : "false");
-            sender->Send(request);
+            store->Exchange(request);
         }
     }
 
@@ -134,7 +134,7 @@ protected:
                                                     SPutObjectExtraAgruments());
     }
 
-    CS3WireClient m_client{CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"))};
+    CS3WireClient m_client{Connect(Settings("BUCKETRY_LIVE_ENDPOINT"))};
 };
 
 TEST_F(LiveStore, CarriesEveryKeyThroughEveryOperation)
@@ -271,7 +271,7 @@ TEST_F(LiveStore, StreamsObjectsOfEverySize)
     EXPECT_FALSE(m_client.IsObjectExist("plain", "dropped", "").get());
     wire::SWireRequest uploads = wire::BucketRequest("ListMultipartUploads", transport::EHttpMethod::Get, "plain");
     wire::AddSubResource(uploads, "uploads");
-    EXPECT_EQ(CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"))->Send(uploads).m_text.find("<Upload>"),
+    EXPECT_EQ(Connect(Settings("BUCKETRY_LIVE_ENDPOINT"))->Exchange(uploads).m_text.find("<Upload>"),
               std::string::npos);
 }
 
@@ -333,7 +333,7 @@ TEST_F(LiveStore, AnswersWhatIsAskedAboutItself)
 
 TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 {
-    CS3WireClient const client(CreateWireSender(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
+    CS3WireClient const client(Connect(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
     std::string const text = Pattern(3 * g_mebibyte);
     client.PutObject("plain", "tls", BufsOf(text), {}, {}, {}, {}, {}).get();
     EXPECT_TRUE(Get("plain", "tls") == text);
@@ -344,12 +344,12 @@ TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 
 TEST_F(LiveStore, IsReachedByTheNameOfTheBucket)
 {
-    SSenderSettings plain = Settings("BUCKETRY_LIVE_VIRTUAL_ENDPOINT");
-    SSenderSettings tls = TlsSettings("BUCKETRY_LIVE_TLS_VIRTUAL_ENDPOINT");
-    for (SSenderSettings* const settings : {&plain, &tls})
+    SConnectionSettings plain = Settings("BUCKETRY_LIVE_VIRTUAL_ENDPOINT");
+    SConnectionSettings tls = TlsSettings("BUCKETRY_LIVE_TLS_VIRTUAL_ENDPOINT");
+    for (SConnectionSettings* const settings : {&plain, &tls})
     {
         settings->m_virtualHosted = true;
-        CS3WireClient const client(CreateWireSender(std::move(*settings)));
+        CS3WireClient const client(Connect(std::move(*settings)));
         std::string const key = "//virtual/a b+c";
         client.PutObject("plain", key, BufsOf("hosted"), {}, {}, {}, {}, {}).get();
         EXPECT_EQ(Get("plain", key), "hosted");
@@ -363,7 +363,7 @@ TEST_F(LiveStore, TakesTemporaryKeysWithTheirTokenOnly)
     static constexpr std::string_view form = "Action=GetSessionToken&DurationSeconds=900&Version=2011-06-15";
     wire::SWireRequest ask = wire::MakeGetCallerIdentity();
     ask.m_body = {reinterpret_cast<unsigned char const*>(form.data()), form.size(), nullptr};
-    transport::SHttpResponse const answer = CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"))->Send(ask);
+    transport::SHttpResponse const answer = Connect(Settings("BUCKETRY_LIVE_ENDPOINT"))->Exchange(ask);
     auto const field = [&](char const* name) {
         return wire::TextAt(answer, {"GetSessionTokenResponse", "GetSessionTokenResult", "Credentials", name});
     };
@@ -371,9 +371,9 @@ TEST_F(LiveStore, TakesTemporaryKeysWithTheirTokenOnly)
     std::string const secret = field("SecretAccessKey");
     auto const with = [&](std::string const& token)
     {
-        SSenderSettings settings = Settings("BUCKETRY_LIVE_ENDPOINT");
+        SConnectionSettings settings = Settings("BUCKETRY_LIVE_ENDPOINT");
         settings.m_auth = AuthOf(id, secret, token);
-        return CS3WireClient(CreateWireSender(std::move(settings)));
+        return CS3WireClient(Connect(std::move(settings)));
     };
     with(field("SessionToken")).PutObject("plain", "temporary", BufsOf("x"), {}, {}, {}, {}, {}).get();
     EXPECT_EQ(Get("plain", "temporary"), "x");
@@ -388,11 +388,11 @@ public:
     {
         return request.m_operation == std::string("CopyObject")
             ? throw CS3WireException("too large", 400, "InvalidRequest")
-            : m_sender->Send(request);
+            : m_store->Exchange(request);
     }
 
 private:
-    std::shared_ptr<wire::IWireSender> const m_sender = CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"));
+    std::shared_ptr<COperations> const m_store = Connect(Settings("BUCKETRY_LIVE_ENDPOINT"));
 };
 
 TEST_F(LiveStore, CopiesInPartsWhatIsTooLargeForOneRequest)
@@ -400,7 +400,8 @@ TEST_F(LiveStore, CopiesInPartsWhatIsTooLargeForOneRequest)
     std::string const text = Pattern(12 * g_mebibyte);
     std::string const version = Put("locked", "large source", text);
     Put("locked", "large source", "newer");
-    COperations operations(std::make_shared<CSmallCopies>(), {false, false, 8 * g_mebibyte, 5 * g_mebibyte});
+    SStoreTraits const small{false, false, 8 * g_mebibyte, 5 * g_mebibyte};
+    COperations operations(std::make_shared<CSmallCopies>(), std::make_shared<CStoreRecord>(SStoreAddress{}, small));
     std::string const copied =
         operations.CopyObject({"locked", "large source", version}, {"locked", "large copy", ""}, {}, {}, "")
             .m_versionId;

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "s3wire/operations/operations.h"
 #include "support/wire_messages.h"
 
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -29,5 +31,11 @@ private:
     mutable std::mutex m_mutex;
     std::vector<std::string> m_lines; ///< guarded by m_mutex
 };
+
+/// The operations of a store behind a sender.
+inline std::shared_ptr<COperations> Over(std::shared_ptr<wire::IWireSender> sender, SStoreTraits const& traits = {})
+{
+    return std::make_shared<COperations>(std::move(sender), std::make_shared<CStoreRecord>(SStoreAddress{}, traits));
+}
 
 } // namespace bucketry::s3wire::tests

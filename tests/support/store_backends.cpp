@@ -1,8 +1,9 @@
 #include "support/store_backends.h"
 
 #include "s3wire/auth/auth.h"
+#include "s3wire/connection.h"
 #include "s3wire/context.h"
-#include "s3wire/sending/sender.h"
+#include "s3wire/operations/operations.h"
 #include "s3wire/wire/object_requests.h"
 
 #include <atomic>
@@ -20,15 +21,15 @@ namespace
 namespace wire = s3wire::wire;
 using s3wire::transport::EHttpMethod;
 
-std::shared_ptr<wire::IWireSender> SenderOf(SStore const& store)
+std::shared_ptr<s3wire::COperations> OperationsOf(SStore const& store)
 {
-    s3wire::SSenderSettings settings;
+    s3wire::SConnectionSettings settings;
     settings.m_endpoint = store.m_endpoint;
     settings.m_region = store.m_region;
     settings.m_virtualHosted = store.m_isVirtualHosted;
     settings.m_auth = s3wire::CS3WireAuthFactory(s3wire::s3::CS3WireContext::Instance().GetTempKeyStore())
                           .CreateForS3(store.m_accessKeyId, store.m_secretAccessKey, "", "", "", "", "", 0);
-    return s3wire::CreateWireSender(settings);
+    return s3wire::Connect(settings);
 }
 
 } // namespace
@@ -37,10 +38,10 @@ s3::SS3ClientConnSpec NewBucket(SStore const& store, SBucketKind const& kind)
 {
     static std::atomic<int> last = 0;
     std::string const name = "suite-" + std::to_string(::getpid()) + "-" + std::to_string(++last);
-    auto const sender = SenderOf(store);
+    auto const operations = OperationsOf(store);
     wire::SWireRequest creation = wire::BucketRequest("CreateBucket", EHttpMethod::Put, name);
     creation.m_headers.Set("x-amz-bucket-object-lock-enabled", kind.m_locksObjects ? "true" : "false");
-    sender->Send(creation);
+    operations->Exchange(creation);
     if (kind.m_keepsVersions)
     {
         wire::SWireRequest request = wire::BucketRequest("PutBucketVersioning", EHttpMethod::Put, name);
@@ -49,7 +50,7 @@ s3::SS3ClientConnSpec NewBucket(SStore const& store, SBucketKind const& kind)
         request.m_body.m_data = reinterpret_cast<unsigned char const*>(body.data());
         request.m_body.m_size = body.size();
         request.m_contentMd5 = true;
-        sender->Send(request);
+        operations->Exchange(request);
     }
     s3::SS3ClientConnSpec spec;
     spec.BucketAddr.ApiEndpoint = store.m_endpoint;

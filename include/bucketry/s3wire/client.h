@@ -21,10 +21,6 @@ namespace bucketry::s3wire
 class COperations;
 class CS3Arn;
 class IS3WireAuth;
-namespace wire
-{
-class IWireSender;
-}
 
 /// What all clients of the S3 REST layer have: the store that they talk to, and whose batch jobs they start.
 class BUCKETRY_API CS3WireClientBase
@@ -74,8 +70,8 @@ public:
     /// A store that is addressed by an ARN. Throws exc::CRuntimeExc for one that cannot be served.
     CS3WireClient(CS3Arn const& arn, SProxyConfig const& proxy, std::shared_ptr<IS3WireAuth> const& auth,
                   certificates_t const& trustList, std::shared_ptr<io::CNetworkTrottlingCtx> throttling);
-    /// Over a sender of the caller's.
-    explicit CS3WireClient(std::shared_ptr<wire::IWireSender> sender);
+    /// A store that is connected already.
+    explicit CS3WireClient(std::shared_ptr<COperations> operations);
     CS3WireClient(CS3WireClient const&) = default;
     CS3WireClient& operator=(CS3WireClient const&) = default;
     ~CS3WireClient() override;

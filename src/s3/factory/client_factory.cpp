@@ -8,6 +8,7 @@
 #include "s3wire/auth/auth.h"
 #include "s3wire/codec/arn.h"
 #include "s3wire/context.h"
+#include "s3wire/sending/store_record.h"
 
 namespace bucketry::s3
 {
@@ -26,11 +27,6 @@ CS3Arn ValidArn(std::string const& text)
     CS3Arn arn(text);
     arn.CheckIsValidS3ArnExc();
     return arn;
-}
-
-bool IsGoogleEndpoint(SS3BucketAddr const& address)
-{
-    return util::str_contains(address.ApiEndpoint, options_t::GetInst().GetGoogleStorageHost());
 }
 
 CObjectStorageClass StorageClassOf(SS3ClientConnSpec const& spec)
@@ -116,7 +112,7 @@ std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateEx(std::shared_p
         throttling = std::make_shared<io::CNetworkTrottlingCtx>();
     }
     SS3BucketAddr const& address = spec.BucketAddr;
-    bool const isGoogle = IsGoogleEndpoint(address);
+    bool const isGoogle = s3wire::IsGoogleEndpoint(address.ApiEndpoint);
     CObjectStorageClass const storageClass = StorageClassOf(spec);
     context = std::make_shared<SS3Context>(SS3Context{CreateRestApiClient(spec, throttling, trustList),
                                                       nullptr,

@@ -21,7 +21,7 @@ void CPageGuard::Pass(wire::SPagePosition const& position)
     }
 }
 
-void ForEachObjectPage(COperations const& operations, wire::SListing const& listing, wire::SPagePosition const& start,
+void ForEachObjectPage(CExchange const& exchange, wire::SListing const& listing, wire::SPagePosition const& start,
                        bool older, std::function<void(wire::SObjectPage&&)> const& onPage)
 {
     CPageGuard guard;
@@ -31,23 +31,23 @@ void ForEachObjectPage(COperations const& operations, wire::SListing const& list
         wire::SWireRequest const request =
             older ? wire::MakeListObjects(listing, *position) : wire::MakeListObjectsV2(listing, *position);
         wire::SObjectPage page;
-        operations.Exchange(request,
-                            [&](transport::SHttpResponse const& answer)
-                            {
-                                page = wire::ReadListObjects(answer);
-                                page.m_olderForm = page.m_olderForm || older;
-                                position = wire::NextPosition(page);
-                                if (position)
-                                {
-                                    guard.Pass(*position);
-                                }
-                            });
+        exchange.Exchange(request,
+                          [&](transport::SHttpResponse const& answer)
+                          {
+                              page = wire::ReadListObjects(answer);
+                              page.m_olderForm = page.m_olderForm || older;
+                              position = wire::NextPosition(page);
+                              if (position)
+                              {
+                                  guard.Pass(*position);
+                              }
+                          });
         older = position && position->m_token.empty();
         onPage(std::move(page));
     }
 }
 
-void ForEachVersionPage(COperations const& operations, wire::SListing const& listing, wire::SPagePosition const& start,
+void ForEachVersionPage(CExchange const& exchange, wire::SListing const& listing, wire::SPagePosition const& start,
                         std::function<void(s3::SBucketObjectVersions&&)> const& onPage)
 {
     CPageGuard guard;
@@ -55,16 +55,16 @@ void ForEachVersionPage(COperations const& operations, wire::SListing const& lis
     while (position)
     {
         wire::SVersionPage page;
-        operations.Exchange(wire::MakeListObjectVersions(listing, *position),
-                            [&](transport::SHttpResponse const& answer)
-                            {
-                                page = wire::ReadListObjectVersions(answer);
-                                position = wire::NextPosition(page);
-                                if (position)
-                                {
-                                    guard.Pass(*position);
-                                }
-                            });
+        exchange.Exchange(wire::MakeListObjectVersions(listing, *position),
+                          [&](transport::SHttpResponse const& answer)
+                          {
+                              page = wire::ReadListObjectVersions(answer);
+                              position = wire::NextPosition(page);
+                              if (position)
+                              {
+                                  guard.Pass(*position);
+                              }
+                          });
         onPage(std::move(page.m_contents));
     }
 }

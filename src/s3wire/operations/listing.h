@@ -1,6 +1,6 @@
 #pragma once
 
-#include "s3wire/operations/operations.h"
+#include "s3wire/operations/exchange.h"
 #include "s3wire/wire/listing_requests.h"
 
 #include <functional>
@@ -28,9 +28,9 @@ private:
 ///
 /// `older` asks for version 1 from the start. A store that answers version 2 in the form of version 1 is followed by its
 /// markers.
-void ForEachObjectPage(COperations const& operations, wire::SListing const& listing, wire::SPagePosition const& start,
+void ForEachObjectPage(CExchange const& exchange, wire::SListing const& listing, wire::SPagePosition const& start,
                        bool older, std::function<void(wire::SObjectPage&&)> const& onPage);
-void ForEachVersionPage(COperations const& operations, wire::SListing const& listing, wire::SPagePosition const& start,
+void ForEachVersionPage(CExchange const& exchange, wire::SListing const& listing, wire::SPagePosition const& start,
                         std::function<void(s3::SBucketObjectVersions&&)> const& onPage);
 
 } // namespace bucketry::s3wire

@@ -2,7 +2,7 @@
 
 #include "bucketry/base/logging.h"
 #include "bucketry/s3wire/exception.h"
-#include "s3wire/operations/operations.h"
+#include "s3wire/operations/exchange.h"
 
 namespace bucketry::s3wire
 {
@@ -33,14 +33,14 @@ enum class EFound
 };
 
 /// What the store says of the object's lock. HEAD shows locks only to those who may read them, and alone tells of holds.
-EFound ReadBack(COperations& operations, SObjectRef const& object, SObjectLockConfig const& wanted)
+EFound ReadBack(CExchange const& exchange, SObjectRef const& object, SObjectLockConfig const& wanted)
 {
     try
     {
-        s3::SObjectData const head = operations.HeadObject(object);
+        s3::SObjectData const head = exchange.HeadObject(object);
         bool const held = !wanted.m_legalHold || (head.m_objectLock && head.m_objectLock->m_legalHold);
         bool const retained = !wanted.m_enabled || (head.m_objectLock && Covers(*head.m_objectLock, wanted)) ||
-            Covers(operations.Exchange(wire::MakeGetObjectRetention(object), wire::ReadGetObjectRetention), wanted);
+            Covers(exchange.Exchange(wire::MakeGetObjectRetention(object), wire::ReadGetObjectRetention), wanted);
         return !retained ? EFound::Unlocked : held ? EFound::Locked : EFound::Hidden;
     }
     catch (CS3WireException const& error)
@@ -53,41 +53,42 @@ EFound ReadBack(COperations& operations, SObjectRef const& object, SObjectLockCo
     }
 }
 
-void SetLock(COperations& operations, SObjectRef const& object, SObjectLockConfig const& lock)
+void SetLock(CExchange const& exchange, SObjectRef const& object, SObjectLockConfig const& lock)
 {
     if (lock.m_enabled)
     {
-        operations.Exchange(wire::MakePutObjectRetention(object, lock.m_mode, lock.m_retainUntil));
+        exchange.Exchange(wire::MakePutObjectRetention(object, lock.m_mode, lock.m_retainUntil));
     }
     if (lock.m_legalHold)
     {
-        operations.Exchange(wire::MakePutObjectLegalHold(object, true));
+        exchange.Exchange(wire::MakePutObjectLegalHold(object, true));
     }
 }
 
 } // namespace
 
-void CLockAssurance::Ensure(COperations& operations, ELockRoute route, SObjectRef const& object,
-                            SObjectLockConfig const& lock)
+void EnsureLock(CExchange const& exchange, ELockRoute route, SObjectRef const& object, SObjectLockConfig const& lock)
 {
     if (!lock.m_enabled && !lock.m_legalHold)
     {
         return;
     }
-    EHeaders const headers = Recall(route, object.m_bucket);
-    if (headers == EHeaders::Honoured)
+    ELockHeaders const headers = exchange.Store().Bucket(object.m_bucket)->LockHeaders(route);
+    if (headers == ELockHeaders::Honoured)
     {
         return;
     }
-    bool const isFirst = headers == EHeaders::Unknown;
-    EFound const found = isFirst ? ReadBack(operations, object, lock) : EFound::Hidden;
+    auto const remember = [&](ELockHeaders seen)
+    { exchange.Store().Change(object.m_bucket, [&](SBucketRecord& record) { record.LockHeaders(route) = seen; }); };
+    bool const isFirst = headers == ELockHeaders::Unknown;
+    EFound const found = isFirst ? ReadBack(exchange, object, lock) : EFound::Hidden;
     if (found == EFound::Locked)
     {
-        Remember(route, object.m_bucket, EHeaders::Honoured);
+        remember(ELockHeaders::Honoured);
         return;
     }
-    SetLock(operations, object, lock);
-    if (found == EFound::Unlocked && ReadBack(operations, object, lock) == EFound::Unlocked)
+    SetLock(exchange, object, lock);
+    if (found == EFound::Unlocked && ReadBack(exchange, object, lock) == EFound::Unlocked)
     {
         throw CS3WireException(util::str_format("The store does not keep the lock of [%1]", object.m_key), 501,
                                "NotImplemented");
@@ -97,20 +98,7 @@ void CLockAssurance::Ensure(COperations& operations, ELockRoute route, SObjectRe
         s3wire_log.warn("Locks in [%1] cannot be read back: each is set once more by a request of its own.",
                         object.m_bucket);
     }
-    Remember(route, object.m_bucket, EHeaders::Unproven);
-}
-
-CLockAssurance::EHeaders CLockAssurance::Recall(ELockRoute route, std::string const& bucket)
-{
-    std::lock_guard const lock(m_mutex);
-    auto const seen = m_seen.find({bucket, route});
-    return seen == m_seen.end() ? EHeaders::Unknown : seen->second;
-}
-
-void CLockAssurance::Remember(ELockRoute route, std::string const& bucket, EHeaders headers)
-{
-    std::lock_guard const lock(m_mutex);
-    m_seen[{bucket, route}] = headers;
+    remember(ELockHeaders::Unproven);
 }
 
 } // namespace bucketry::s3wire

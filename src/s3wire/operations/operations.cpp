@@ -3,6 +3,7 @@
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/codec/digest.h"
 #include "s3wire/operations/download.h"
+#include "s3wire/operations/lock_assurance.h"
 #include "s3wire/operations/part_copy.h"
 #include "s3wire/sending/retry.h"
 
@@ -17,7 +18,7 @@ using transport::SHttpResponse;
 using wire::SObjectRef;
 
 /// Seconds by which the times of a store are coarse.
-constexpr long g_clockGrain = 2;
+constexpr long ClockGrain = 2;
 
 std::string_view WithoutQuotes(std::string_view eTag)
 {
@@ -30,32 +31,14 @@ std::string ETagOf(io::block::CPooledBuf const* content)
     return content ? Md5Hex(content->GetData(), content->GetCount()) : Md5Hex(nullptr, 0);
 }
 
-/// What `look` gives; none where it fails, since what the caller knows already says more.
-template <class TLook>
-auto UnlessFailing(TLook const& look) -> decltype(look())
-{
-    try
-    {
-        return look();
-    }
-    catch (exc::exc_base_t const&)
-    {
-        return std::nullopt;
-    }
-}
-
 } // namespace
-
-COperations::COperations(std::shared_ptr<wire::IWireSender> sender, SStoreTraits traits)
-    : m_sender(std::move(sender)), m_traits(traits)
-{
-}
 
 s3::SObjectData COperations::GetObject(SObjectRef const& object, std::shared_ptr<io::block::bufs_pool_t> pool,
                                        wire::SByteRange const& range) const
 {
     CBlockSink sink(std::move(pool));
-    wire::SWireRequest request = wire::MakeGetObject(object, range, "", m_traits.m_givesChecksums && range.IsWhole());
+    wire::SWireRequest request =
+        wire::MakeGetObject(object, range, "", Store().Traits().m_givesChecksums && range.IsWhole());
     request.m_sink = &sink;
     return Exchange(request,
                     [&](SHttpResponse const& answer)
@@ -82,12 +65,6 @@ std::size_t COperations::ReadObject(SObjectRef const& object, wire::SByteRange c
                         eTag = wire::HeaderOf(answer, "ETag");
                         return sink.GetSize();
                     });
-}
-
-s3::SObjectData COperations::HeadObject(SObjectRef const& object) const
-{
-    return Exchange(wire::MakeHeadObject(object),
-                    [](SHttpResponse const& answer) { return wire::ReadObjectData(answer, std::nullopt); });
 }
 
 bool COperations::IsObjectExist(SObjectRef const& object) const
@@ -121,7 +98,7 @@ s3::SPutObjectResult COperations::PutObject(SObjectRef const& object, wire::SNew
     };
     s3::SPutObjectResult result =
         ExchangeOnce(wire::MakePutObject(object, properties, content), wire::ReadPutObject, look);
-    EnsureLock(ELockRoute::Put, {object.m_bucket, object.m_key, result.m_versionId}, properties.m_lock);
+    EnsureLock(*this, ELockRoute::Put, {object.m_bucket, object.m_key, result.m_versionId}, properties.m_lock);
     return result;
 }
 
@@ -134,7 +111,7 @@ std::optional<s3::SObjectData> COperations::HeadIfNew(SObjectRef const& object, 
         auto const now = ReadHttpDate(answer.m_headers.Get("Date"));
         auto const written = ReadHttpDate(answer.m_headers.Get("Last-Modified"));
         auto const elapsed = std::chrono::steady_clock::now() - start;
-        auto const age = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count() + g_clockGrain;
+        auto const age = std::chrono::duration_cast<std::chrono::seconds>(elapsed).count() + ClockGrain;
         return now && written && *now - *written <= age ? std::optional(wire::ReadObjectData(answer, std::nullopt))
                                                         : std::nullopt;
     };
@@ -179,7 +156,7 @@ s3::SCopyObjectResult COperations::CopyObject(SObjectRef const& source, SObjectR
         auto const head = refusal.GetStatusCode() == 400
             ? UnlessFailing([&] { return std::optional(HeadObject(source)); })
             : std::nullopt;
-        if (!head || head->m_contentLength <= m_traits.m_maxCopySize)
+        if (!head || head->m_contentLength <= Store().Traits().m_maxCopySize)
         {
             throw;
         }
@@ -191,7 +168,7 @@ s3::SCopyObjectResult COperations::CopyObject(SObjectRef const& source, SObjectR
     {
         result.m_versionId = VersionOfCopy(target, result.m_eTag);
     }
-    EnsureLock(route, {target.m_bucket, target.m_key, result.m_versionId}, lock);
+    EnsureLock(*this, route, {target.m_bucket, target.m_key, result.m_versionId}, lock);
     return result;
 }
 
@@ -222,20 +199,16 @@ s3::SCopyObjectResult COperations::CopyWhole(SObjectRef const& source, SObjectRe
 /// the right to look, or if another writer came between.
 std::string COperations::VersionOfCopy(SObjectRef const& target, std::string const& eTag)
 {
+    if (Store().Bucket(target.m_bucket)->m_namesNoVersions)
     {
-        std::lock_guard const lock(m_mutex);
-        if (m_unversioned.contains(target.m_bucket))
-        {
-            return "";
-        }
+        return "";
     }
     try
     {
         s3::SObjectData const head = HeadObject(target);
         if (head.m_versionId.empty())
         {
-            std::lock_guard const lock(m_mutex);
-            m_unversioned.insert(target.m_bucket);
+            Store().Change(target.m_bucket, [](SBucketRecord& record) { record.m_namesNoVersions = true; });
         }
         return WithoutQuotes(head.m_eTag) == WithoutQuotes(eTag) ? head.m_versionId : "";
     }
@@ -243,61 +216,6 @@ std::string COperations::VersionOfCopy(SObjectRef const& target, std::string con
     {
         return "";
     }
-}
-
-s3::SMultipartUploadResult COperations::CompleteUpload(wire::SUploadRef const& upload,
-                                                       std::vector<std::string> const& eTags, std::uint64_t size) const
-{
-    std::exception_ptr failure;
-    try
-    {
-        return Exchange(wire::MakeCompleteMultipartUpload(upload, eTags), wire::ReadCompleteMultipartUpload);
-    }
-    catch (CS3WireException const& error)
-    {
-        if (error.GetStatusCode() < 500 && error.GetAmazonErrorCode() != "NoSuchUpload")
-        {
-            throw;
-        }
-        failure = std::current_exception();
-    }
-    catch (web::http::http_exception const&)
-    {
-        failure = std::current_exception();
-    }
-    if (std::optional<s3::SMultipartUploadResult> found = FindCompleted(upload, eTags, size))
-    {
-        return std::move(*found);
-    }
-    std::rethrow_exception(failure);
-}
-
-void COperations::AbortUpload(wire::SUploadRef const& upload) const
-{
-    try
-    {
-        Exchange(wire::MakeAbortMultipartUpload(upload));
-    }
-    catch (CS3WireException const& error)
-    {
-        if (error.GetStatusCode() != 404)
-        {
-            throw;
-        }
-    }
-}
-
-/// Whether the object is there, of this size and made of these parts. Size alone would take an older object for the new one.
-std::optional<s3::SMultipartUploadResult> COperations::FindCompleted(wire::SUploadRef const& upload,
-                                                                     std::vector<std::string> const& eTags,
-                                                                     std::uint64_t size) const
-{
-    auto const head = UnlessFailing([&] { return std::optional(HeadObject({upload.m_bucket, upload.m_key, ""})); });
-    std::string const expected = wire::MultipartETag(eTags);
-    bool const isThis = head && head->m_contentLength == size && !expected.empty() && head->m_eTag == expected;
-    return isThis
-        ? std::optional<s3::SMultipartUploadResult>({upload.m_bucket, upload.m_key, head->m_eTag, head->m_versionId})
-        : std::nullopt;
 }
 
 s3::SBucketRegion COperations::GetBucketRegion(std::string const& bucket) const

@@ -1,6 +1,7 @@
 #include "s3wire/operations/part_copy.h"
 
 #include "bucketry/base/logging.h"
+#include "s3wire/operations/multipart.h"
 #include "s3wire/operations/parallel.h"
 
 #include <algorithm>
@@ -10,13 +11,13 @@ namespace bucketry::s3wire
 namespace
 {
 
-constexpr std::size_t g_partsInFlight = 4;
+constexpr std::size_t PartsInFlight = 4;
 
-void AbortQuietly(COperations const& operations, wire::SUploadRef const& upload)
+void AbortQuietly(CExchange const& exchange, wire::SUploadRef const& upload)
 {
     try
     {
-        operations.AbortUpload(upload);
+        AbortUpload(exchange, upload);
     }
     catch (std::exception const& error)
     {
@@ -25,28 +26,28 @@ void AbortQuietly(COperations const& operations, wire::SUploadRef const& upload)
 }
 
 /// The ETags of the parts.
-std::vector<std::string> CopyParts(COperations const& operations, wire::SUploadRef const& upload,
+std::vector<std::string> CopyParts(CExchange const& exchange, wire::SUploadRef const& upload,
                                    wire::SObjectRef const& source, s3::SObjectData const& head)
 {
     std::uint64_t const size = head.m_contentLength;
     std::uint64_t const partSize =
-        std::max(operations.GetTraits().m_copyPartSize, (size + wire::g_maxPartNumber - 1) / wire::g_maxPartNumber);
+        std::max(exchange.Store().Traits().m_copyPartSize, (size + wire::g_maxPartNumber - 1) / wire::g_maxPartNumber);
     std::vector<std::string> eTags((size + partSize - 1) / partSize);
-    ForEachInParallel(eTags.size(), g_partsInFlight,
+    ForEachInParallel(eTags.size(), PartsInFlight,
                       [&](std::size_t index)
                       {
                           wire::SByteRange const range{index * partSize, std::min(partSize, size - index * partSize)};
                           eTags[index] =
-                              operations.Exchange(wire::MakeUploadPartCopy(upload, static_cast<unsigned>(index + 1),
-                                                                           source, head.m_eTag, range),
-                                                  wire::ReadUploadPartCopy);
+                              exchange.Exchange(wire::MakeUploadPartCopy(upload, static_cast<unsigned>(index + 1),
+                                                                         source, head.m_eTag, range),
+                                                wire::ReadUploadPartCopy);
                       });
     return eTags;
 }
 
 } // namespace
 
-s3::SMultipartUploadResult CopyInParts(COperations& operations, wire::SObjectRef source, s3::SObjectData const& head,
+s3::SMultipartUploadResult CopyInParts(CExchange const& exchange, wire::SObjectRef source, s3::SObjectData const& head,
                                        wire::SObjectRef const& target, s3::CObjectStorageClass const& storageClass,
                                        s3::SObjectLockConfig const& lock, std::string const& metadataDirective)
 {
@@ -59,14 +60,14 @@ s3::SMultipartUploadResult CopyInParts(COperations& operations, wire::SObjectRef
     }
     wire::SUploadRef upload{target.m_bucket, target.m_key, ""};
     upload.m_uploadId =
-        operations.Exchange(wire::MakeCreateMultipartUpload(target, properties), wire::ReadCreateMultipartUpload);
+        exchange.Exchange(wire::MakeCreateMultipartUpload(target, properties), wire::ReadCreateMultipartUpload);
     try
     {
-        return operations.CompleteUpload(upload, CopyParts(operations, upload, source, head), head.m_contentLength);
+        return CompleteUpload(exchange, upload, CopyParts(exchange, upload, source, head), head.m_contentLength);
     }
     catch (...)
     {
-        AbortQuietly(operations, upload);
+        AbortQuietly(exchange, upload);
         throw;
     }
 }

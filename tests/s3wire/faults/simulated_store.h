@@ -4,6 +4,7 @@
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/context.h"
+#include "s3wire/operations/operations.h"
 #include "s3wire/sending/sender.h"
 #include "s3wire/transport/curl_transport.h"
 #include "support/bufs.h"
@@ -28,32 +29,33 @@ struct SClientWish
     std::optional<std::string> m_trustedPem;
 };
 
-inline std::shared_ptr<wire::IWireSender> SenderTo(simulator::CSimulator const& store, SClientWish const& wish = {})
+inline std::shared_ptr<COperations> OperationsOf(simulator::CSimulator const& store, SClientWish const& wish = {})
 {
     simulator::SAccessKey const key;
-    SSenderSettings settings;
-    settings.m_endpoint = wish.m_endpoint.empty() ? store.Endpoint() : wish.m_endpoint;
-    settings.m_region = wish.m_region;
-    settings.m_auth = wish.m_auth ? wish.m_auth
-                                  : CS3WireAuthFactory(s3::CS3WireContext::Instance().GetTempKeyStore())
-                                        .CreateForS3(key.m_id, key.m_secret, "", "", "", "", "", 0);
+    std::string const endpoint = wish.m_endpoint.empty() ? store.Endpoint() : wish.m_endpoint;
+    auto record =
+        std::make_shared<CStoreRecord>(SStoreAddress{ParseEndpoint(endpoint), wish.m_region, false}, SStoreTraits());
+    auto auth = wish.m_auth ? wish.m_auth
+                            : CS3WireAuthFactory(s3::CS3WireContext::Instance().GetTempKeyStore())
+                                  .CreateForS3(key.m_id, key.m_secret, "", "", "", "", "", 0);
     transport::STransportSettings lines;
-    lines.m_origin = settings.m_endpoint;
+    lines.m_origin = endpoint;
     lines.m_limits.m_stall = wish.m_stall;
     lines.m_trustedPem = wish.m_trustedPem;
     SRetryPolicy policy;
     policy.m_attempts = wish.m_attempts;
     SSurroundings surroundings = SSurroundings::Real();
     surroundings.m_sleep = [](std::chrono::milliseconds) {};
-    return std::make_shared<CWireSender>(
-        settings,
+    auto sender = std::make_shared<CWireSender>(
+        record, std::move(auth),
         std::make_shared<transport::CCurlTransport>(lines, std::make_shared<transport::CConnectionPool>(), nullptr),
         wish.m_budget, policy, surroundings);
+    return std::make_shared<COperations>(std::move(sender), std::move(record));
 }
 
 inline s3::CS3WireClient ClientOf(simulator::CSimulator const& store, SClientWish const& wish = {})
 {
-    return s3::CS3WireClient(SenderTo(store, wish));
+    return s3::CS3WireClient(OperationsOf(store, wish));
 }
 
 using bucketry::testing::BufsOf;

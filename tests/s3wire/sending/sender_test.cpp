@@ -116,13 +116,17 @@ class Sender : public ::testing::Test
 protected:
     std::shared_ptr<CWireSender> Make(std::string const& endpoint, bool virtualHosted = false)
     {
-        m_settings.m_endpoint = endpoint;
-        m_settings.m_auth = m_auth;
-        m_settings.m_virtualHosted = virtualHosted;
         SSurroundings const surroundings{[this] { return m_now; },
                                          [this](std::chrono::milliseconds pause) { m_pauses.push_back(pause.count()); },
                                          [] { return 0.5; }};
-        return std::make_shared<CWireSender>(m_settings, m_transport, m_budget, SRetryPolicy(), surroundings);
+        SStoreAddress address{std::nullopt, m_region, virtualHosted};
+        if (!endpoint.empty())
+        {
+            address.m_endpoint = ParseEndpoint(endpoint);
+        }
+        auto store = std::make_shared<CStoreRecord>(std::move(address), SStoreTraits());
+        return std::make_shared<CWireSender>(std::move(store), m_auth, m_transport, m_budget, SRetryPolicy(),
+                                             surroundings);
     }
 
     static SWireRequest Request(EHttpMethod method, std::string const& key = "key", bool idempotent = true)
@@ -165,7 +169,7 @@ protected:
     std::shared_ptr<CScriptedTransport> m_transport = std::make_shared<CScriptedTransport>();
     std::shared_ptr<CRetryBudget> m_budget = std::make_shared<CRetryBudget>();
     std::shared_ptr<CRenewingAuth> m_auth = std::make_shared<CRenewingAuth>();
-    SSenderSettings m_settings;
+    std::string m_region;
     std::time_t m_now = 1'900'000'000; // 2030-03-17T17:46:40Z
     std::vector<long> m_pauses;
 };
@@ -250,7 +254,7 @@ TEST_F(Sender, ReachesTheOtherServices)
     SWireRequest control = Request(EHttpMethod::Post, "v20180820/jobs");
     control.m_service = EService::S3Control;
     control.m_headers.Add("x-amz-account-id", "123456789012");
-    m_auth->m_region = "cn-north-1";
+    m_region = "cn-north-1";
     auto const chinese = Make("https://s3.cn-north-1.amazonaws.com.cn");
     chinese->Send(control);
     EXPECT_EQ(Last().m_url, "https://123456789012.s3-control.cn-north-1.amazonaws.com.cn/v20180820/jobs");
@@ -320,7 +324,7 @@ TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
                 (step == "old" ? "0:00" : "6:44") +
                 " GMT\nx-amz-restore: ongoing-request=\"true\"\nx-amz-version-id: " + step;
     };
-    s3::CS3WireClient const client(Make("http://store"));
+    s3::CS3WireClient const client(tests::Over(Make("http://store")));
     s3::SObjectLockConfig const lock(true, s3::EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false);
     auto const put = [&](s3::SObjectLockConfig const& wanted)
     { return client.PutObject("b-1", "k", nullptr, {}, wanted, {}, {}, {}).get().m_versionId; };

@@ -1,5 +1,8 @@
+#include "s3wire/connection.h"
+
 #include "bucketry/base/options.h"
 #include "s3wire/context.h"
+#include "s3wire/operations/operations.h"
 #include "s3wire/sending/sender.h"
 #include "s3wire/transport/curl_transport.h"
 
@@ -9,7 +12,7 @@ namespace bucketry::s3wire
 namespace
 {
 
-transport::STransportSettings MakeTransportSettings(SSenderSettings const& settings)
+transport::STransportSettings MakeTransportSettings(SConnectionSettings const& settings)
 {
     options_t const& options = options_t::GetInst();
     transport::STransportSettings result;
@@ -43,14 +46,25 @@ SRetryPolicy MakeRetryPolicy()
 
 } // namespace
 
-std::shared_ptr<wire::IWireSender> CreateWireSender(SSenderSettings settings)
+std::shared_ptr<COperations> Connect(SConnectionSettings settings)
 {
     CWipeAtEnd const wiped(settings.m_proxy.m_password);
+    SStoreAddress address{std::nullopt, settings.m_region, settings.m_virtualHosted};
+    if (!settings.m_endpoint.empty())
+    {
+        address.m_endpoint = ParseEndpoint(settings.m_endpoint);
+    }
+    if (address.m_region.empty())
+    {
+        address.m_region = settings.m_auth->Region();
+    }
+    auto const store = std::make_shared<CStoreRecord>(std::move(address), TraitsOf(settings.m_endpoint));
     auto const& context = s3::CS3WireContext::Instance();
     auto transport = std::make_shared<transport::CCurlTransport>(MakeTransportSettings(settings),
                                                                  context.GetConnectionPool(), settings.m_throttling);
-    return std::make_shared<CWireSender>(settings, std::move(transport), context.GetRetryBudget(), MakeRetryPolicy(),
-                                         SSurroundings::Real());
+    auto sender = std::make_shared<CWireSender>(store, settings.m_auth, std::move(transport), context.GetRetryBudget(),
+                                                MakeRetryPolicy(), SSurroundings::Real());
+    return std::make_shared<COperations>(std::move(sender), store);
 }
 
 } // namespace bucketry::s3wire
