@@ -3,6 +3,7 @@
 #include "files.h"
 #include "pieces.h"
 #include "spec.h"
+#include "task_window.h"
 #include "text.h"
 #include "versions.h"
 
@@ -41,8 +42,7 @@ struct SObjectOptions
 
 using until_t = std::optional<datetime::CDateTime>;
 
-/// The largest body that is moved as a whole where it could be streamed, and the pieces of larger ones, in bytes.
-constexpr unsigned long LargestWhole = 64UL << 20;
+/// What goes through a stream at a time, in bytes.
 constexpr unsigned long StreamPiece = 16UL << 20;
 
 std::string ObjectPath(std::string const& text)
@@ -176,7 +176,7 @@ int Put(CHost& host, SObjectOptions const& options)
     SInput const input = OpenRegular(options.m_file);
     bool const isInPieces = host.IsProcessed() && (input.m_size > options.m_largestObject || LooksLikeIndex(input));
     std::string version;
-    if (host.CanStream() && input.m_size > LargestWhole)
+    if (host.CanStream() && input.m_size > PieceBytes)
     {
         version = StreamUp(host, input, options.m_file, path, until);
     }
@@ -209,7 +209,7 @@ std::uint64_t FetchInto(CHost& host, std::string const& path, std::string const&
 {
     CReader const reader(host, path, version);
     std::uint64_t const size = host.CanStream() ? reader.Size() : 0;
-    if (size <= LargestWhole)
+    if (size <= PieceBytes)
     {
         body_t const body = reader.Whole();
         if (host.IsProcessed() && IsIndex(body->GetData(), body->GetCount()))

@@ -22,7 +22,6 @@ namespace
 using body_t = std::shared_ptr<io::block::CPooledBuf>;
 
 constexpr std::string_view IndexHead = "bucketry-pieces 1\n";
-constexpr std::uint64_t PieceBytes = std::uint64_t(64) << 20;
 
 /// The text form is the head, then "<run>\n<bytes>\n".
 struct SIndex

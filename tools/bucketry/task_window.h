@@ -11,6 +11,10 @@
 namespace bucketry::tool
 {
 
+/// What the tool holds of a body at a time: larger ones are stored as pieces of this size, in bytes, the last one smaller, or
+/// streamed where there is a stream.
+inline constexpr std::uint64_t PieceBytes = std::uint64_t(64) << 20;
+
 /// Keeps a bounded number of storage operations in flight, bounded also in the bytes of their bodies. Operations end in
 /// the order they were started. One thread at a time; everything but the operations themselves runs on that thread.
 class CTaskWindow
@@ -20,8 +24,8 @@ public:
     /// Gets the failure of the operation, or null. What it throws ends the work.
     using finish_t = std::function<void(std::exception_ptr failure)>;
 
-    /// Room for at most three pieces of the largest size.
-    static constexpr std::uint64_t MaxBytes = std::uint64_t(192) << 20;
+    /// Room for at most three pieces.
+    static constexpr std::uint64_t MaxBytes = 3 * PieceBytes;
 
     /// \param limit  operations in flight; 0 counts as 1
     explicit CTaskWindow(std::uint32_t limit);

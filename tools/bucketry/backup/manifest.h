@@ -1,6 +1,7 @@
 #pragma once
 
 #include "backup/sha256.h"
+#include "task_window.h"
 
 #include <sys/types.h>
 
@@ -38,9 +39,8 @@ struct SEntry
     bool IsFile() const noexcept { return m_kind == EEntryKind::File || m_kind == EEntryKind::TornFile; }
 };
 
-/// Files of more bytes are stored as several objects of this size, the last one smaller.
-inline constexpr std::uint64_t PieceBytes = std::uint64_t(64) << 20;
-/// As many as have a number of six digits. It bounds what a forged size can make a reader do.
+/// Files of more than PieceBytes are stored as several objects, as many as have a number of six digits. It bounds what a
+/// forged size can make a reader do.
 inline constexpr std::uint64_t MaxPieces = 1'000'000;
 
 struct SManifest
