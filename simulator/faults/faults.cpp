@@ -1,6 +1,6 @@
-#include "faults.h"
+#include "faults/faults.h"
 
-#include "../protocol/text.h"
+#include "protocol/text.h"
 
 namespace bucketry::simulator
 {
@@ -9,7 +9,9 @@ std::string SFaultHit::Name() const
 {
     std::string delay = m_delay.count() > 0 ? ActionName(EFaultAction::Delay) : "";
     if (!m_fault)
+    {
         return delay;
+    }
     return delay + (delay.empty() ? "" : ", ") + ActionName(m_fault->m_action);
 }
 
@@ -17,7 +19,9 @@ void CFaults::Add(std::vector<SFault> const& faults)
 {
     std::lock_guard const lock(m_mutex);
     for (auto const& fault : faults)
+    {
         m_rules.push_back({.m_fault = fault, .m_random = std::mt19937_64(fault.m_seed)});
+    }
 }
 
 void CFaults::Clear()
@@ -33,7 +37,9 @@ SFaultHit CFaults::Pick(SRoute const& route)
     for (auto& rule : m_rules)
     {
         if (!rule.Fires(route))
+        {
             continue;
+        }
         ++m_fired;
         if (rule.m_fault.m_action == EFaultAction::Delay)
         {
@@ -56,13 +62,17 @@ bool CFaults::SRule::Fires(SRoute const& route)
 {
     if (!GlobMatches(m_fault.m_operation, route.m_operation) || !GlobMatches(m_fault.m_bucket, route.m_bucket) ||
         !GlobMatches(m_fault.m_key, route.m_key))
+    {
         return false;
+    }
     ++m_seen;
     bool const isCounted = (m_fault.m_nth == 0 || m_seen == m_fault.m_nth) &&
         (m_fault.m_every == 0 || m_seen % m_fault.m_every == 0) && (m_fault.m_times == 0 || m_fired < m_fault.m_times);
     // The upper 53 bits as a fraction, so that a seed means the same everywhere.
     if (!isCounted || (m_fault.m_chance < 1 && static_cast<double>(m_random() >> 11) * 0x1p-53 >= m_fault.m_chance))
+    {
         return false;
+    }
     ++m_fired;
     return true;
 }
@@ -76,7 +86,9 @@ std::optional<CStoreError> FaultRefusal(SFault const& fault, SRequest const& req
         CStoreError error(fault.m_status, fault.m_code, fault.m_message);
         error.m_hasBody = !fault.m_code.empty();
         if (fault.m_retryAfter)
+        {
             error.m_headers.emplace_back("Retry-After", std::to_string(*fault.m_retryAfter));
+        }
         return error;
     }
     case EFaultAction::ErrorIn200:
@@ -94,10 +106,14 @@ std::optional<CStoreError> FaultRefusal(SFault const& fault, SRequest const& req
                              "Please send requests to the specified endpoint.");
         redirect.m_elements.emplace_back("Endpoint", fault.m_endpoint);
         if (!fault.m_region.empty())
+        {
             redirect.m_headers.emplace_back("x-amz-bucket-region", fault.m_region);
+        }
         if (!isPermanent)
+        {
             redirect.m_headers.emplace_back(
                 "Location", (request.m_isTls ? "https://" : "http://") + fault.m_endpoint + request.m_target);
+        }
         return redirect;
     }
     case EFaultAction::WrongRegion:

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "protocol/route.h"
+
 #include <mutex>
 #include <random>
 #include <vector>
-
-#include "../protocol/route.h"
 
 namespace bucketry::simulator
 {
@@ -15,6 +15,7 @@ struct SFaultHit
     std::chrono::milliseconds m_delay{0};
     std::optional<SFault> m_fault; ///< never a delay
 
+    /// Whether a rule with that action fired.
     bool Is(EFaultAction action) const { return m_fault && m_fault->m_action == action; }
     /// As a script writes the actions; empty if nothing hit.
     std::string Name() const;
@@ -24,10 +25,13 @@ struct SFaultHit
 class CFaults
 {
 public:
+    /// Adds rules behind those that are there.
     void Add(std::vector<SFault> const& faults);
+    /// Forgets all rules.
     void Clear();
     /// Counts the request with the rules that it fits, and tells what they do to it.
     SFaultHit Pick(SRoute const& route);
+    /// How often a rule fired since construction.
     std::uint64_t Fired() const;
 
 private:

@@ -1,10 +1,9 @@
+#include "faults/faults.h"
+#include "protocol/text.h"
+
 #include <charconv>
 #include <limits>
 #include <sstream>
-
-#include "faults.h"
-
-#include "../protocol/text.h"
 
 namespace bucketry::simulator
 {
@@ -20,7 +19,7 @@ struct SActionName
     std::string_view m_name;
     EFaultAction m_action;
 };
-constexpr SActionName ACTIONS[] = {
+constexpr SActionName Actions[] = {
     {"status", EFaultAction::Status},
     {"error-in-200", EFaultAction::ErrorIn200},
     {"empty-200", EFaultAction::Empty200},
@@ -60,18 +59,28 @@ words_t SplitWords(std::string const& line)
     for (char const c : line)
     {
         if (c == '#' && !isQuoted && !isInWord)
+        {
             break;
+        }
         if (c == '"')
+        {
             isQuoted = !isQuoted;
+        }
         bool const isBlank = !isQuoted && (c == ' ' || c == '\t' || c == '\r');
         if (!isBlank && !isInWord)
+        {
             words.emplace_back();
+        }
         isInWord = !isBlank;
         if (!isBlank && c != '"')
+        {
             words.back() += c;
+        }
     }
     if (isQuoted)
+    {
         throw CReason("a quote is not closed");
+    }
     return words;
 }
 
@@ -81,7 +90,9 @@ TNumber Number(std::string const& what, std::string const& text, TNumber least, 
     TNumber number{};
     std::string_view digits = text;
     if (digits.starts_with('+'))
+    {
         digits.remove_prefix(1);
+    }
     auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
     bool const isWhole = error == std::errc() && end == digits.data() + digits.size() && !digits.empty();
     if (!isWhole || number < least || number > greatest)
@@ -102,21 +113,37 @@ unsigned Count(std::string const& what, std::string const& text)
 bool ReadSelector(SFault& fault, std::string const& name, std::string const& value)
 {
     if (name == "key")
+    {
         fault.m_key = value;
+    }
     else if (name == "bucket")
+    {
         fault.m_bucket = value;
+    }
     else if (name == "nth")
+    {
         fault.m_nth = Count(name, value);
+    }
     else if (name == "every")
+    {
         fault.m_every = Count(name, value);
+    }
     else if (name == "times")
+    {
         fault.m_times = Count(name, value);
+    }
     else if (name == "chance")
+    {
         fault.m_chance = Number<double>(name, value, 0, 1);
+    }
     else if (name == "seed")
+    {
         fault.m_seed = Number<std::uint64_t>(name, value, 0, std::numeric_limits<std::uint64_t>::max());
+    }
     else
+    {
         return false;
+    }
     return true;
 }
 
@@ -124,21 +151,27 @@ bool ReadSelector(SFault& fault, std::string const& name, std::string const& val
 std::string TakeNamed(words_t& words, std::string const& name)
 {
     for (auto word = words.begin(); word != words.end(); ++word)
+    {
         if (word->starts_with(name + "="))
         {
             std::string value = word->substr(name.size() + 1);
             words.erase(word);
             return value;
         }
+    }
     return {};
 }
 
 std::string TakeFirst(words_t& words, std::string const& what, bool isOptional = false)
 {
     if (words.empty() && isOptional)
+    {
         return {};
+    }
     if (words.empty())
+    {
         throw CReason(what + " is missing");
+    }
     std::string word = words.front();
     words.erase(words.begin());
     return word;
@@ -148,21 +181,29 @@ EFaultAction ReadAction(words_t& words)
 {
     std::string name = TakeFirst(words, "the action");
     if (name == "cut")
+    {
         name += " " + TakeFirst(words, "where to cut");
-    for (auto const& known : ACTIONS)
+    }
+    for (auto const& known : Actions)
+    {
         if (known.m_name == name)
+        {
             return known.m_action;
+        }
+    }
     throw CReason("there is no action " + Quoted(name));
 }
 
-constexpr std::int64_t MAX_AMOUNT = std::numeric_limits<int>::max();
+constexpr std::int64_t MaxAmount = std::numeric_limits<int>::max();
 
 void ReadStatus(SFault& fault, words_t& words)
 {
     fault.m_status = Number<unsigned>("the status", TakeFirst(words, "the status"), 200, 599);
     fault.m_message = TakeNamed(words, "message");
     if (std::string const seconds = TakeNamed(words, "retry-after"); !seconds.empty())
+    {
         fault.m_retryAfter = Number<unsigned>("retry-after", seconds, 0, 86400);
+    }
     fault.m_code = TakeFirst(words, "the code", true);
 }
 
@@ -170,7 +211,9 @@ void ReadRedirect(SFault& fault, words_t& words)
 {
     fault.m_status = Number<unsigned>("the status", TakeFirst(words, "the status"), 301, 307);
     if (fault.m_status != 301 && fault.m_status != 307)
+    {
         throw CReason("a redirect has the status 301 or 307");
+    }
     fault.m_region = TakeNamed(words, "region");
     fault.m_endpoint = TakeFirst(words, "the endpoint");
 }
@@ -180,7 +223,7 @@ void ReadArguments(SFault& fault, words_t& words)
     auto const amount = [&](std::string const& what, std::int64_t least, bool isOptional)
     {
         std::string const text = TakeFirst(words, what, isOptional);
-        return text.empty() ? 0 : Number<std::int64_t>(what, text, least, MAX_AMOUNT);
+        return text.empty() ? 0 : Number<std::int64_t>(what, text, least, MaxAmount);
     };
     switch (fault.m_action)
     {
@@ -203,10 +246,10 @@ void ReadArguments(SFault& fault, words_t& words)
         fault.m_amount = amount("the count of bytes", 0, true);
         break;
     case EFaultAction::WrongLength:
-        fault.m_amount = amount("the difference in bytes", -MAX_AMOUNT, false);
+        fault.m_amount = amount("the difference in bytes", -MaxAmount, false);
         break;
     case EFaultAction::ClockSkew:
-        fault.m_amount = amount("the skew", -MAX_AMOUNT, false);
+        fault.m_amount = amount("the skew", -MaxAmount, false);
         break;
     default:
         break;
@@ -216,7 +259,9 @@ void ReadArguments(SFault& fault, words_t& words)
 SFault ReadRule(words_t words)
 {
     if (words.front() != "on")
+    {
         throw CReason("a rule begins with \"on\", not with " + Quoted(words.front()));
+    }
     words.erase(words.begin());
     SFault fault;
     fault.m_operation = TakeFirst(words, "the operation");
@@ -225,12 +270,16 @@ SFault ReadRule(words_t words)
         auto const equals = word.find('=');
         std::string const name = word.substr(0, equals);
         if (equals == std::string::npos || !ReadSelector(fault, name, word.substr(equals + 1)))
+        {
             throw CReason(Quoted(word) + " doesn't tell which requests are meant");
+        }
     }
     fault.m_action = ReadAction(words);
     ReadArguments(fault, words);
     if (!words.empty())
+    {
         throw CReason(Quoted(words.front()) + " is too much");
+    }
     return fault;
 }
 
@@ -238,9 +287,13 @@ SFault ReadRule(words_t words)
 
 std::string ActionName(EFaultAction action)
 {
-    for (auto const& known : ACTIONS)
+    for (auto const& known : Actions)
+    {
         if (known.m_action == action)
+        {
             return std::string(known.m_name);
+        }
+    }
     return {};
 }
 
@@ -260,7 +313,9 @@ std::vector<SFault> ParseFaults(std::string const& script)
         try
         {
             if (auto words = SplitWords(line); !words.empty())
+            {
                 faults.push_back(ReadRule(std::move(words)));
+            }
         }
         catch (CReason const& reason)
         {

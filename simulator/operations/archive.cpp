@@ -1,6 +1,6 @@
-#include "../protocol/text.h"
-#include "../protocol/xml.h"
-#include "call.h"
+#include "operations/call.h"
+#include "protocol/text.h"
+#include "protocol/xml.h"
 
 namespace bucketry::simulator
 {
@@ -13,11 +13,17 @@ std::optional<std::chrono::minutes> RestoreTime(std::string const& tier, bool is
 {
     using std::chrono::hours;
     if (tier == "Expedited" && !isDeep)
+    {
         return std::chrono::minutes(5);
+    }
     if (tier == "Standard")
+    {
         return isDeep ? hours(12) : hours(5);
+    }
     if (tier == "Bulk")
+    {
         return isDeep ? hours(48) : hours(12);
+    }
     return std::nullopt;
 }
 
@@ -34,13 +40,19 @@ bool AskForRestore(CStore const& store, SVersion& version, std::optional<std::ui
 {
     bool const isTiering = !version.m_archiveTier.empty();
     if (version.m_isDeleteMarker || !version.IsArchived() || (isTiering && version.IsReadable(now)))
+    {
         throw CStoreError(403, "InvalidObjectState", "Restore is not allowed for the object's current storage class")
             .With("StorageClass", version.m_attributes.m_storageClass);
+    }
     if (isTiering == days.has_value() || (days && (*days < 1 || *days > 36500)))
+    {
         throw CStoreError(400, "InvalidArgument", "Restoration days are wrong for the object's storage class")
             .With("ArgumentName", "Days");
+    }
     if (version.m_restore && version.m_restore->IsOngoing(now))
+    {
         throw CStoreError(409, "RestoreAlreadyInProgress", "Object restore is already in progress");
+    }
     if (version.IsReadable(now))
     {
         version.m_restore->m_expires = ExpiryAfter(now, *days);
@@ -50,26 +62,34 @@ bool AskForRestore(CStore const& store, SVersion& version, std::optional<std::ui
         version.m_attributes.m_storageClass == "DEEP_ARCHIVE" || version.m_archiveTier == "DEEP_ARCHIVE_ACCESS";
     auto const takes = RestoreTime(tier, isDeep);
     if (!takes)
+    {
         throw CStoreError(400, "InvalidArgument", "The retrieval tier is not supported for the object's storage class")
             .With("ArgumentName", "Tier")
             .With("ArgumentValue", tier);
+    }
     version.m_restore = SRestore{now + store.RestoreTime().value_or(*takes), {}};
     if (days)
+    {
         version.m_restore->m_expires = ExpiryAfter(version.m_restore->m_ready, *days);
+    }
     return false;
 }
 
 SResponse RestoreObject(SCall& call)
 {
     if (!call.m_traits.m_hasArchive)
+    {
         throw CStoreError(501, "NotImplemented", "");
+    }
     SBucket& bucket = call.Bucket();
     SVersion& version = DemandVersion(call, bucket);
     CXmlReader const body(call.m_request.m_body, "RestoreRequest");
     auto const root = body.Root();
     std::optional<std::uint64_t> days;
     if (root.Child("Days"))
+    {
         days = root.DemandNumber("Days");
+    }
     auto const ownTier = root.TextOf("Tier");
     std::string const tier =
         ownTier ? *ownTier : root.Child("GlacierJobParameters").TextOf("Tier").value_or("Standard");

@@ -1,8 +1,8 @@
-#include <algorithm>
+#include "operations/call.h"
+#include "protocol/text.h"
+#include "protocol/xml.h"
 
-#include "../protocol/text.h"
-#include "../protocol/xml.h"
-#include "call.h"
+#include <algorithm>
 
 namespace bucketry::simulator
 {
@@ -21,7 +21,9 @@ bool IsBucketName(std::string const& name)
 std::string ReadLocationConstraint(SCall const& call)
 {
     if (call.m_request.m_body.empty())
+    {
         return call.m_options.m_region;
+    }
     CXmlReader const body(call.m_request.m_body, "CreateBucketConfiguration");
     std::string const region = body.Root().TextOf("LocationConstraint").value_or("");
     return region.empty() ? call.m_options.m_region : region == "EU" ? "eu-west-1" : region;
@@ -41,9 +43,13 @@ void ReadDefaultRetention(CXmlReader::CElement const& rule, SBucket& bucket)
     bool const inYears = retention.TextOf("Years").has_value();
     auto const amount = retention.DemandNumber(inYears ? "Years" : "Days");
     if ((mode != "GOVERNANCE" && mode != "COMPLIANCE") || (inYears && retention.TextOf("Days")))
+    {
         throw MalformedXml();
+    }
     if (amount == 0 || amount > (inYears ? 100u : 36500u))
+    {
         throw CStoreError(400, "InvalidArgument", "Default retention period must be a positive integer value.");
+    }
     bucket.m_defaultCompliance = mode == "COMPLIANCE";
     bucket.m_defaultDays = static_cast<unsigned>(amount) * (inYears ? 365 : 1);
 }
@@ -52,11 +58,13 @@ void ReadDefaultRetention(CXmlReader::CElement const& rule, SBucket& bucket)
 
 SResponse ListBuckets(SCall& call)
 {
-    CXmlWriter xml("ListAllMyBucketsResult", S3_NAMESPACE);
+    CXmlWriter xml("ListAllMyBucketsResult", S3Namespace);
     xml.Open("Owner").Text("ID", call.m_options.m_accountId).Text("DisplayName", "owner").Close();
     xml.Open("Buckets");
     for (auto const& [name, bucket] : call.m_store.Buckets())
+    {
         xml.Open("Bucket").Text("Name", name).Text("CreationDate", IsoTime(bucket.m_created)).Close();
+    }
     return XmlResponse(xml);
 }
 
@@ -64,14 +72,18 @@ SResponse CreateBucket(SCall& call)
 {
     std::string const& name = call.m_route.m_bucket;
     if (!IsBucketName(name))
+    {
         throw CStoreError(400, "InvalidBucketName", "The specified bucket is not valid.").With("BucketName", name);
+    }
     std::string const region = ReadLocationConstraint(call);
     SResponse response;
     response.Add("Location", "/" + name);
     if (call.m_store.FindBucket(name) != nullptr)
     {
         if (call.m_traits.m_creatingTwiceIsFine)
+        {
             return response;
+        }
         throw CStoreError(409, "BucketAlreadyOwnedByYou",
                           "Your previous request to create the named bucket succeeded "
                           "and you already own it.")
@@ -82,7 +94,9 @@ SResponse CreateBucket(SCall& call)
     bucket.m_created = call.m_now;
     bucket.m_objectLock = ToLower(call.m_request.Header("x-amz-bucket-object-lock-enabled")) == "true";
     if (bucket.m_objectLock)
+    {
         bucket.m_versioning = EVersioning::Enabled;
+    }
     return response;
 }
 
@@ -90,8 +104,10 @@ SResponse DeleteBucket(SCall& call)
 {
     SBucket const& bucket = call.Bucket();
     if (!bucket.m_objects.empty())
+    {
         throw CStoreError(409, "BucketNotEmpty", "The bucket you tried to delete is not empty")
             .With("BucketName", bucket.m_name);
+    }
     call.m_store.RemoveBucket(call.m_route.m_bucket);
     return {.m_status = 204};
 }
@@ -101,7 +117,9 @@ SResponse HeadBucket(SCall& call)
     SBucket const& bucket = call.Bucket();
     SResponse response;
     if (call.m_traits.m_namesBucketRegion)
+    {
         response.Add("x-amz-bucket-region", bucket.m_region);
+    }
     return response;
 }
 
@@ -111,16 +129,18 @@ SResponse GetBucketLocation(SCall& call)
     std::string const text = call.m_traits.m_emptyLocationIsDefault ? "default" : region == "us-east-1" ? "" : region;
     SResponse response;
     response.SetXml("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<LocationConstraint xmlns=\"" +
-                    std::string(S3_NAMESPACE) + "\">" + text + "</LocationConstraint>");
+                    std::string(S3Namespace) + "\">" + text + "</LocationConstraint>");
     return response;
 }
 
 SResponse GetBucketVersioning(SCall& call)
 {
     auto const versioning = call.Bucket().m_versioning;
-    CXmlWriter xml("VersioningConfiguration", S3_NAMESPACE);
+    CXmlWriter xml("VersioningConfiguration", S3Namespace);
     if (versioning != EVersioning::Off)
+    {
         xml.Text("Status", versioning == EVersioning::Enabled ? "Enabled" : "Suspended");
+    }
     return XmlResponse(xml);
 }
 
@@ -129,11 +149,15 @@ SResponse PutBucketVersioning(SCall& call)
     SBucket& bucket = call.Bucket();
     std::string const status = CXmlReader(call.m_request.m_body, "VersioningConfiguration").Root().Demand("Status");
     if (status != "Enabled" && status != "Suspended")
+    {
         throw CStoreError(400, "IllegalVersioningConfigurationException", "The Versioning element must be specified");
+    }
     if (status == "Suspended" && bucket.m_objectLock)
+    {
         throw CStoreError(409, "InvalidBucketState",
                           "An Object Lock configuration is present on this bucket, so the "
                           "versioning state cannot be changed.");
+    }
     bucket.m_versioning = status == "Enabled" ? EVersioning::Enabled : EVersioning::Suspended;
     return {};
 }
@@ -142,16 +166,20 @@ SResponse GetObjectLockConfiguration(SCall& call)
 {
     SBucket const& bucket = call.Bucket();
     if (!bucket.m_objectLock)
+    {
         throw CStoreError(404, "ObjectLockConfigurationNotFoundError",
                           "Object Lock configuration does not exist for this bucket")
             .With("BucketName", bucket.m_name);
-    CXmlWriter xml("ObjectLockConfiguration", S3_NAMESPACE);
+    }
+    CXmlWriter xml("ObjectLockConfiguration", S3Namespace);
     xml.Text("ObjectLockEnabled", "Enabled");
     if (bucket.m_defaultDays)
+    {
         xml.Open("Rule")
             .Open("DefaultRetention")
             .Text("Mode", bucket.m_defaultCompliance ? "COMPLIANCE" : "GOVERNANCE")
             .Number("Days", *bucket.m_defaultDays);
+    }
     return XmlResponse(xml);
 }
 
@@ -161,11 +189,15 @@ SResponse PutObjectLockConfiguration(SCall& call)
     DemandIntegrity(call, "Missing required header for this request: Content-MD5 OR x-amz-checksum-*");
     CXmlReader const body(call.m_request.m_body, "ObjectLockConfiguration");
     if (bucket.m_versioning != EVersioning::Enabled)
+    {
         throw CStoreError(409, "InvalidBucketState",
                           "Versioning must be 'Enabled' on the bucket to apply a Object Lock configuration");
+    }
     bucket.m_defaultDays.reset();
     if (auto const rule = body.Root().Child("Rule"))
+    {
         ReadDefaultRetention(rule, bucket);
+    }
     bucket.m_objectLock = true;
     return {};
 }

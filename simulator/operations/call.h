@@ -1,10 +1,10 @@
 #pragma once
 
-#include "../protocol/message.h"
-#include "../protocol/route.h"
-#include "../protocol/signature.h"
-#include "../protocol/traits.h"
-#include "jobs.h"
+#include "operations/jobs.h"
+#include "protocol/message.h"
+#include "protocol/route.h"
+#include "protocol/signature.h"
+#include "protocol/traits.h"
 
 namespace bucketry::simulator
 {
@@ -28,9 +28,11 @@ struct SCall
     SBucket& Bucket() const { return m_store.Bucket(m_route.m_bucket); }
     std::string const& Key() const { return m_route.m_key; }
     std::string VersionId() const { return m_request.QueryOr("versionId"); }
+    /// Whether the request may end a retention in governance mode.
     bool BypassesGovernance() const;
 };
 
+/// One operation of the store; throws CStoreError where the store refuses.
 using operation_t = SResponse (*)(SCall&);
 
 /// Null if there is no operation of that name.
@@ -102,6 +104,7 @@ struct SCopySource
     SVersion const* m_version;
     bool m_isSameObject; ///< as the target, and no version of it was named
 };
+/// Throws CStoreError where there is none, or its object cannot be read.
 SCopySource FindCopySource(SCall const& call);
 
 } // namespace bucketry::simulator

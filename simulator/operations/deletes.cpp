@@ -1,5 +1,5 @@
-#include "../protocol/xml.h"
-#include "call.h"
+#include "operations/call.h"
+#include "protocol/xml.h"
 
 namespace bucketry::simulator
 {
@@ -7,15 +7,19 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::size_t MAX_DELETES = 1000;
+constexpr std::size_t MaxDeletes = 1000;
 
 void AddDeleted(CXmlWriter& xml, std::string const& key, std::string const& versionId, CStore::SDeleted const& deleted)
 {
     xml.Open("Deleted").Text("Key", key);
     if (!versionId.empty())
+    {
         xml.Text("VersionId", versionId);
+    }
     if (deleted.m_isDeleteMarker)
+    {
         xml.Flag("DeleteMarker", true).Text("DeleteMarkerVersionId", deleted.m_versionId);
+    }
     xml.Close();
 }
 
@@ -23,7 +27,9 @@ void AddRefused(CXmlWriter& xml, std::string const& key, std::string const& vers
 {
     xml.Open("Error").Text("Key", key);
     if (!versionId.empty())
+    {
         xml.Text("VersionId", versionId);
+    }
     xml.Text("Code", refusal.m_code).Text("Message", refusal.m_message).Close();
 }
 
@@ -40,27 +46,37 @@ SResponse DeleteListed(SCall& call)
     CXmlReader const body(call.m_request.m_body, "Delete");
     auto const objects = body.Root().Children("Object");
     bool const isEmpty = objects.empty() && !call.m_traits.m_deleteListMayBeEmpty;
-    if (isEmpty || objects.size() > MAX_DELETES)
+    if (isEmpty || objects.size() > MaxDeletes)
+    {
         throw MalformedXml();
+    }
     bool const isQuiet = body.Root().TextOf("Quiet") == "true";
     // All keys are read before the first object goes, so that a list that can't be read deletes nothing.
     pairs_t items;
     for (auto const& object : objects)
+    {
         items.emplace_back(object.Demand("Key"), object.TextOf("VersionId").value_or(""));
+    }
 
-    CXmlWriter xml("DeleteResult", S3_NAMESPACE);
+    CXmlWriter xml("DeleteResult", S3Namespace);
     for (auto const& [key, versionId] : items)
     {
         try
         {
             if (key.empty())
+            {
                 throw CStoreError(400, "UserKeyMustBeSpecified",
                                   "The bucket POST must contain the specified field name.");
+            }
             if (IsInvalidId(call, versionId))
+            {
                 throw CStoreError(400, "NoSuchVersion", "The specified version does not exist.");
+            }
             auto const deleted = call.m_store.Delete(bucket, key, versionId, call.BypassesGovernance(), call.m_now);
             if (!isQuiet)
+            {
                 AddDeleted(xml, key, versionId, deleted);
+            }
         }
         catch (CStoreError const& refusal)
         {
@@ -79,13 +95,19 @@ SResponse DeleteObject(SCall& call)
     SBucket& bucket = call.Bucket();
     std::string const versionId = call.VersionId();
     if (IsInvalidId(call, versionId))
+    {
         throw CStoreError(400, "InvalidArgument", "Invalid version id specified");
+    }
     if (call.m_request.HasHeader("if-match"))
+    {
         CheckWriteConditions(call, bucket);
+    }
     auto const deleted = call.m_store.Delete(bucket, call.Key(), versionId, call.BypassesGovernance(), call.m_now);
     SResponse response{.m_status = 204};
     if (deleted.m_isDeleteMarker)
+    {
         response.Add("x-amz-delete-marker", "true");
+    }
     response.AddUnlessEmpty("x-amz-version-id", deleted.m_versionId);
     return response;
 }

@@ -1,8 +1,8 @@
-#include <algorithm>
+#include "operations/call.h"
+#include "protocol/digest.h"
+#include "protocol/text.h"
 
-#include "../protocol/digest.h"
-#include "../protocol/text.h"
-#include "call.h"
+#include <algorithm>
 
 namespace bucketry::simulator
 {
@@ -18,11 +18,17 @@ std::vector<std::string> SplitRow(std::string_view line)
     for (char const c : line)
     {
         if (c == '"')
+        {
             isQuoted = !isQuoted;
+        }
         else if (c == ',' && !isQuoted)
+        {
             fields.emplace_back();
+        }
         else if (c != '\r')
+        {
             fields.back() += c;
+        }
     }
     return fields;
 }
@@ -34,7 +40,9 @@ std::string Quoted(std::string const& text, char escape)
     for (char const c : text)
     {
         if (c == '"' || c == escape)
+        {
             quoted += escape;
+        }
         quoted += c;
     }
     return quoted + '"';
@@ -46,8 +54,10 @@ std::string ReportRow(SJobTask const& task)
     for (auto const& field :
          {task.m_bucket, task.m_key, task.m_versionId, std::string(task.HasFailed() ? "failed" : "succeeded"),
           task.m_errorCode, std::to_string(task.m_status), task.m_message})
+    {
         row +=
             (row.empty() ? "" : ",") + (field.find_first_of(",\"\n") == std::string::npos ? field : Quoted(field, '"'));
+    }
     return row + "\n";
 }
 
@@ -72,9 +82,13 @@ std::uint64_t SJob::CountFailed() const
 void SJob::Work(CStore& store, time_point_t now)
 {
     if (Status() != "New" && !m_isPrepared)
+    {
         Prepare(store);
+    }
     if (Status() == "Complete" && !m_hasRun)
+    {
         Run(store, now);
+    }
 }
 
 void SJob::Fail(std::string code, std::string reason)
@@ -91,9 +105,13 @@ void SJob::Prepare(CStore& store)
     SBucket* const bucket = store.FindBucket(m_manifestBucket);
     SVersion const* const manifest = bucket == nullptr ? nullptr : bucket->Find(m_manifestKey, m_manifestVersion);
     if (manifest == nullptr || manifest->m_isDeleteMarker)
+    {
         return Fail("ManifestNotFound", "The manifest object was not found.");
+    }
     if (manifest->m_etag != m_manifestETag)
+    {
         return Fail("ManifestETagMismatch", "The manifest object has another ETag.");
+    }
     std::string_view rest = *manifest->m_data;
     while (!rest.empty())
     {
@@ -101,17 +119,25 @@ void SJob::Prepare(CStore& store)
         rest.remove_prefix(std::min(rest.size(), line.size() + 1));
         auto fields = SplitRow(line);
         if (line.empty())
+        {
             continue;
+        }
         if (fields.size() != m_fields.size())
+        {
             return Fail("ManifestMalformed",
                         "Expected " + std::to_string(m_fields.size()) + " columns in the manifest but found " +
                             std::to_string(fields.size()) + ".");
+        }
         SJobTask& task = m_tasks.emplace_back();
         for (std::size_t i = 0; i < fields.size(); ++i)
+        {
             if (m_fields[i] != "Ignore")
+            {
                 (m_fields[i] == "Bucket"    ? task.m_bucket
                      : m_fields[i] == "Key" ? task.m_key
                                             : task.m_versionId) = std::move(fields[i]);
+            }
+        }
     }
 }
 
@@ -119,9 +145,13 @@ void SJob::Run(CStore& store, time_point_t now)
 {
     m_hasRun = true;
     for (SJobTask& task : m_tasks)
+    {
         RunTask(store, task, now);
+    }
     if (m_report)
+    {
         WriteReport(store, now);
+    }
 }
 
 void SJob::RunTask(CStore& store, SJobTask& task, time_point_t now) const
@@ -132,7 +162,9 @@ void SJob::RunTask(CStore& store, SJobTask& task, time_point_t now) const
         auto const key = PercentDecode(task.m_key, true);
         SVersion* const version = key ? bucket.Find(*key, task.m_versionId) : nullptr;
         if (version == nullptr)
+        {
             throw CStoreError(404, "NoSuchKey", "The specified key does not exist.");
+        }
         AskForRestore(store, *version, m_days == 0 ? std::nullopt : std::optional(m_days), m_tier, now);
     }
     catch (CStoreError const& error)
@@ -147,17 +179,25 @@ void SJob::WriteReport(CStore& store, time_point_t now)
 {
     SBucket* const bucket = store.FindBucket(m_report->m_bucket);
     if (bucket == nullptr)
+    {
         return Fail("ReportBucketNotFound", "The bucket of the completion report was not found.");
+    }
     std::string const folder = m_report->m_prefix + "/job-" + m_id + "/";
     std::string results;
     for (bool const failed : {false, true})
     {
         std::string rows;
         for (SJobTask const& task : m_tasks)
+        {
             if (task.HasFailed() == failed)
+            {
                 rows += ReportRow(task);
+            }
+        }
         if (rows.empty() || (!failed && !m_report->m_tellsAll))
+        {
             continue;
+        }
         std::string const key = folder + "results/" + Hex(Sha1(rows)) + ".csv";
         results += (results.empty() ? "" : ",") + std::string("{\"TaskExecutionStatus\":\"") +
             (failed ? "failed" : "succeeded") + "\",\"Bucket\":" + Quoted(m_report->m_bucket, '\\') +

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "bucketry/simulator.h"
+
 #include <chrono>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <bucketry/simulator.h>
 
 namespace bucketry::simulator
 {
@@ -77,10 +77,13 @@ private:
 class CJobs
 {
 public:
+    /// The states of jobs that are made from now on.
     void SetScript(std::vector<std::string> statuses, std::chrono::milliseconds each);
     /// The job that was made with that client token; null if there is none.
     SJob* FindByToken(std::string const& token);
+    /// Null if there is no such job.
     SJob* Find(std::string const& id);
+    /// Gives the job its id, and begins it.
     SJob& Add(std::string const& token, SJob job, CStore& store, time_point_t now);
     /// Moves the jobs whose states last some time on to where they are now.
     void Advance(CStore& store, time_point_t now);

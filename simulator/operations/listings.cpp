@@ -1,7 +1,7 @@
-#include "../protocol/text.h"
-#include "../protocol/xml.h"
-#include "../store/listing.h"
-#include "call.h"
+#include "operations/call.h"
+#include "protocol/text.h"
+#include "protocol/xml.h"
+#include "store/listing.h"
 
 namespace bucketry::simulator
 {
@@ -9,18 +9,22 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::string_view KEY_TOKEN = "1k";
+constexpr std::string_view KeyToken = "1k";
 
 std::size_t ReadLimit(SRequest const& request, std::string const& name)
 {
     auto const text = request.Query(name);
     if (!text || text->empty())
+    {
         return 1000;
+    }
     auto const limit = ParseNumber(*text);
     if (!limit || *limit > 0x7fffffff)
+    {
         throw CStoreError(400, "InvalidArgument", "Provided " + name + " not an integer or within integer range")
             .With("ArgumentName", name)
             .With("ArgumentValue", *text);
+    }
     return std::min<std::size_t>(*limit, 1000);
 }
 
@@ -29,12 +33,14 @@ class CListingWriter
 {
 public:
     CListingWriter(SCall const& call, std::string_view root)
-        : m_call(call), m_xml(root, S3_NAMESPACE), m_encodes(call.m_request.Query("encoding-type").has_value())
+        : m_call(call), m_xml(root, S3Namespace), m_encodes(call.m_request.Query("encoding-type").has_value())
     {
         if (m_encodes && call.m_request.QueryOr("encoding-type") != "url")
+        {
             throw CStoreError(400, "InvalidArgument", "Invalid Encoding Method specified in Request")
                 .With("ArgumentName", "encoding-type")
                 .With("ArgumentValue", call.m_request.QueryOr("encoding-type"));
+        }
     }
 
     CXmlWriter& Xml() { return m_xml; }
@@ -42,9 +48,13 @@ public:
     void Name(std::string_view element, std::string const& text)
     {
         if (!m_encodes)
+        {
             m_xml.Text(element, text);
+        }
         else
+        {
             m_xml.Text(element, m_call.m_traits.m_listEncodesAsPercent ? PercentEncode(text, false) : FormEncode(text));
+        }
     }
 
     /// The elements that every listing begins with.
@@ -52,10 +62,14 @@ public:
     {
         Name("Prefix", listing.m_prefix);
         if (!listing.m_delimiter.empty())
+        {
             Name("Delimiter", listing.m_delimiter);
+        }
         m_xml.Number(limitElement, listing.m_maxKeys);
         if (m_encodes)
+        {
             m_xml.Text("EncodingType", "url");
+        }
         m_xml.Flag("IsTruncated", isTruncated);
     }
 
@@ -81,11 +95,15 @@ public:
         bool const isTold = version.m_restore &&
             (version.m_restore->IsOngoing(m_call.m_now) || version.m_restore->IsReadable(m_call.m_now));
         if (!isAsked || !isTold)
+        {
             return;
+        }
         bool const isOngoing = version.m_restore->IsOngoing(m_call.m_now);
         m_xml.Open("RestoreStatus").Flag("IsRestoreInProgress", isOngoing);
         if (!isOngoing && version.m_restore->m_expires)
+        {
             m_xml.Text("RestoreExpiryDate", IsoTime(*version.m_restore->m_expires));
+        }
         m_xml.Close();
     }
 
@@ -113,18 +131,26 @@ void WriteObjects(CListingWriter& writer, SPage<SVersion> const& page, bool with
     for (auto const& item : page.m_items)
     {
         if (item.m_entry == nullptr)
+        {
             continue;
+        }
         writer.Xml().Open("Contents");
         writer.Name("Key", item.m_name);
         writer.Object(*item.m_entry);
         if (withOwner)
+        {
             writer.Owner();
+        }
         writer.RestoreStatus(*item.m_entry);
         writer.Xml().Close();
     }
     for (auto const& item : page.m_items)
+    {
         if (item.m_entry == nullptr)
+        {
             writer.Prefix(item.m_name);
+        }
+    }
 }
 
 /// Where the page of a version 2 listing goes on.
@@ -132,14 +158,20 @@ std::string ReadToken(SCall const& call)
 {
     auto const token = call.m_request.Query("continuation-token");
     if (!token)
+    {
         return call.m_request.QueryOr("start-after");
+    }
     if (call.m_traits.m_tokenIsPlainKey)
+    {
         return *token;
+    }
     auto const marker = FromBase64(*token);
-    if (!marker || !marker->starts_with(KEY_TOKEN))
+    if (!marker || !marker->starts_with(KeyToken))
+    {
         throw CStoreError(400, "InvalidArgument", "The continuation token provided is incorrect")
             .With("ArgumentName", "continuation-token");
-    return marker->substr(KEY_TOKEN.size());
+    }
+    return marker->substr(KeyToken.size());
 }
 
 } // namespace
@@ -153,7 +185,9 @@ SResponse ListObjectsV1(SCall& call)
     writer.Name("Marker", listing.m_marker);
     writer.Head(listing, "MaxKeys", page.m_isTruncated);
     if (page.m_isTruncated && (!listing.m_delimiter.empty() || call.m_traits.m_nextMarkerAlways))
+    {
         writer.Name("NextMarker", page.m_items.back().m_name);
+    }
     WriteObjects(writer, page, true);
     return writer.Finish();
 }
@@ -161,8 +195,10 @@ SResponse ListObjectsV1(SCall& call)
 SResponse ListObjectsV2(SCall& call)
 {
     if (call.m_request.QueryOr("list-type") != "2")
+    {
         throw CStoreError(400, "InvalidArgument", "Invalid List Type specified in Request")
             .With("ArgumentName", "list-type");
+    }
     SListing listing = ReadListing(call, "start-after");
     listing.m_marker = ReadToken(call);
     CListingWriter writer(call, "ListBucketResult");
@@ -171,13 +207,17 @@ SResponse ListObjectsV2(SCall& call)
     writer.Head(listing, "MaxKeys", page.m_isTruncated);
     writer.Xml().Number("KeyCount", page.m_items.size());
     if (auto const token = call.m_request.Query("continuation-token"))
+    {
         writer.Xml().Text("ContinuationToken", *token);
+    }
     if (auto const startAfter = call.m_request.Query("start-after"))
+    {
         writer.Name("StartAfter", *startAfter);
+    }
     if (page.m_isTruncated)
     {
         std::string const& last = page.m_items.back().m_name;
-        std::string const token = Base64(std::string(KEY_TOKEN) + last);
+        std::string const token = Base64(std::string(KeyToken) + last);
         writer.Xml().Text("NextContinuationToken", call.m_traits.m_tokenIsPlainKey ? last : token);
     }
     WriteObjects(writer, page, call.m_request.QueryOr("fetch-owner") == "true");
@@ -189,9 +229,11 @@ SResponse ListObjectVersions(SCall& call)
     SListing const listing = ReadListing(call, "key-marker");
     std::string const versionMarker = call.m_request.QueryOr("version-id-marker");
     if (!versionMarker.empty() && listing.m_marker.empty())
+    {
         throw CStoreError(400, "InvalidArgument", "A version-id marker cannot be specified without a key marker.")
             .With("ArgumentName", "version-id-marker")
             .With("ArgumentValue", versionMarker);
+    }
     CListingWriter writer(call, "ListVersionsResult");
     SBucket& bucket = call.Bucket();
     auto const page = ListVersions(bucket, listing, versionMarker);
@@ -204,27 +246,39 @@ SResponse ListObjectVersions(SCall& call)
         auto const& last = page.m_items.back();
         writer.Name("NextKeyMarker", last.m_name);
         if (last.m_entry != nullptr)
+        {
             writer.Xml().Text("NextVersionIdMarker", last.m_entry->m_id);
+        }
     }
     for (auto const& item : page.m_items)
     {
         if (item.m_entry == nullptr)
+        {
             continue;
+        }
         SVersion const& version = *item.m_entry;
         writer.Xml().Open(version.m_isDeleteMarker ? "DeleteMarker" : "Version");
         writer.Name("Key", item.m_name);
         writer.Xml().Text("VersionId", version.m_id).Flag("IsLatest", &version == bucket.Newest(item.m_name));
         if (version.m_isDeleteMarker)
+        {
             writer.Xml().Text("LastModified", IsoTime(version.m_modified));
+        }
         else
+        {
             writer.Object(version);
+        }
         writer.Owner();
         writer.RestoreStatus(version);
         writer.Xml().Close();
     }
     for (auto const& item : page.m_items)
+    {
         if (item.m_entry == nullptr)
+        {
             writer.Prefix(item.m_name);
+        }
+    }
     return writer.Finish();
 }
 
@@ -252,7 +306,9 @@ SResponse ListMultipartUploads(SCall& call)
         writer.Xml().Text("Initiated", IsoTime(upload->m_initiated)).Close();
     }
     for (auto const& prefix : page.m_prefixes)
+    {
         writer.Prefix(prefix);
+    }
     return writer.Finish();
 }
 

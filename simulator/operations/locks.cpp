@@ -1,6 +1,6 @@
-#include "../protocol/text.h"
-#include "../protocol/xml.h"
-#include "call.h"
+#include "operations/call.h"
+#include "protocol/text.h"
+#include "protocol/xml.h"
 
 namespace bucketry::simulator
 {
@@ -11,7 +11,9 @@ namespace
 void DemandLockOnBucket(SBucket const& bucket)
 {
     if (!bucket.m_objectLock)
+    {
         throw CStoreError(400, "InvalidRequest", "Bucket is missing Object Lock Configuration");
+    }
 }
 
 CStoreError NoLock(SCall const& call)
@@ -26,12 +28,18 @@ std::optional<SRetention> ReadRetention(SCall const& call)
     auto const mode = body.Root().TextOf("Mode");
     auto const date = body.Root().TextOf("RetainUntilDate");
     if (!mode && !date && call.m_traits.m_removesRetention)
+    {
         return std::nullopt;
+    }
     auto const until = ParseIsoTime(date.value_or(""));
     if (!until || (mode != "GOVERNANCE" && mode != "COMPLIANCE"))
+    {
         throw MalformedXml();
+    }
     if (*until <= call.m_now)
+    {
         throw CStoreError(400, "InvalidArgument", "The retain until date must be in the future!");
+    }
     return SRetention{mode == "COMPLIANCE", *until};
 }
 
@@ -55,8 +63,10 @@ SResponse GetObjectRetention(SCall& call)
     DemandLockOnBucket(bucket);
     auto const& retention = DemandVersion(call, bucket).m_attributes.m_lock.m_retention;
     if (!retention)
+    {
         throw NoLock(call);
-    CXmlWriter xml("Retention", S3_NAMESPACE);
+    }
+    CXmlWriter xml("Retention", S3Namespace);
     xml.Text("Mode", retention->m_compliance ? "COMPLIANCE" : "GOVERNANCE");
     xml.Text("RetainUntilDate", IsoTime(retention->m_until));
     SResponse response;
@@ -72,7 +82,9 @@ SResponse PutObjectLegalHold(SCall& call)
     SLock& lock = DemandVersion(call, bucket).m_attributes.m_lock;
     std::string const status = CXmlReader(call.m_request.m_body, "LegalHold").Root().Demand("Status");
     if (status != "ON" && status != "OFF")
+    {
         throw MalformedXml();
+    }
     lock.m_legalHold = status == "ON";
     return {};
 }
@@ -83,8 +95,10 @@ SResponse GetObjectLegalHold(SCall& call)
     DemandLockOnBucket(bucket);
     SLock const& lock = DemandVersion(call, bucket).m_attributes.m_lock;
     if (!lock.m_legalHold && !lock.m_retention)
+    {
         throw NoLock(call);
-    CXmlWriter xml("LegalHold", S3_NAMESPACE);
+    }
+    CXmlWriter xml("LegalHold", S3Namespace);
     SResponse response;
     response.SetXml(xml.Text("Status", lock.m_legalHold ? "ON" : "OFF").Finish());
     return response;

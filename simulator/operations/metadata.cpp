@@ -1,8 +1,8 @@
-#include "metadata.h"
+#include "operations/metadata.h"
 
-#include "../protocol/digest.h"
-#include "../protocol/text.h"
-#include "call.h"
+#include "operations/call.h"
+#include "protocol/digest.h"
+#include "protocol/text.h"
 
 namespace bucketry::simulator
 {
@@ -10,7 +10,7 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::uint64_t MAX_TOKEN_SECONDS = 21600;
+constexpr std::uint64_t MaxTokenSeconds = 21600;
 
 CStoreError Refusal(unsigned status)
 {
@@ -31,9 +31,13 @@ void DemandToken(SCall const& call)
     std::string const token = call.m_request.Header("x-aws-ec2-metadata-token");
     bool const isNeeded = !token.empty() || call.m_options.m_metadataTokenRequired;
     if (isNeeded && !call.m_metadata.IsToken(token, call.m_now))
+    {
         throw Refusal(401);
+    }
     if (call.m_options.m_roleName.empty())
+    {
         throw Refusal(404);
+    }
 }
 
 } // namespace
@@ -66,7 +70,9 @@ SAccessKey const& CMetadataService::Keys(std::chrono::seconds lifetime, time_poi
 {
     auto const early = std::min<std::chrono::seconds>(std::chrono::minutes(5), lifetime / 2);
     if (!m_keys.m_expires || now + early >= *m_keys.m_expires)
+    {
         m_keys = NewKeys(lifetime, now);
+    }
     return m_keys;
 }
 
@@ -74,9 +80,13 @@ SResponse GetMetadataToken(SCall& call)
 {
     auto const seconds = ParseNumber(call.m_request.Header("x-aws-ec2-metadata-token-ttl-seconds"));
     if (call.m_request.HasHeader("x-forwarded-for"))
+    {
         throw Refusal(403);
-    if (!seconds || *seconds < 1 || *seconds > MAX_TOKEN_SECONDS)
+    }
+    if (!seconds || *seconds < 1 || *seconds > MaxTokenSeconds)
+    {
         throw Refusal(400);
+    }
     SResponse response = PlainText(call.m_metadata.NewToken(std::chrono::seconds(*seconds), call.m_now));
     response.Add("x-aws-ec2-metadata-token-ttl-seconds", std::to_string(*seconds));
     return response;
@@ -92,7 +102,9 @@ SResponse GetMetadataCredentials(SCall& call)
 {
     DemandToken(call);
     if (call.Key() != call.m_options.m_roleName)
+    {
         throw Refusal(404);
+    }
     SAccessKey const& keys = call.m_metadata.Keys(call.m_options.m_roleKeysLifetime, call.m_now);
     return PlainText("{\n  \"Code\" : \"Success\",\n  \"LastUpdated\" : \"" + IsoSeconds(call.m_now) +
                      "\",\n  \"Type\" : \"AWS-HMAC\",\n  \"AccessKeyId\" : \"" + keys.m_id +

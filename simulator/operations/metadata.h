@@ -1,10 +1,10 @@
 #pragma once
 
+#include "bucketry/simulator.h"
+
 #include <functional>
 #include <map>
 #include <string>
-
-#include <bucketry/simulator.h>
 
 namespace bucketry::simulator
 {
@@ -16,7 +16,9 @@ public:
     using add_key_t = std::function<void(SAccessKey const&)>;
     explicit CMetadataService(add_key_t addKey);
 
+    /// A token that is good for so long.
     std::string NewToken(std::chrono::seconds lifetime, time_point_t now);
+    /// Whether the token was given and is good still.
     bool IsToken(std::string const& token, time_point_t now) const;
     /// Keys with a session token, which the store knows from now on.
     SAccessKey NewKeys(std::chrono::seconds lifetime, time_point_t now);

@@ -1,9 +1,9 @@
-#include <algorithm>
+#include "operations/call.h"
+#include "protocol/digest.h"
+#include "protocol/text.h"
+#include "protocol/xml.h"
 
-#include "../protocol/digest.h"
-#include "../protocol/text.h"
-#include "../protocol/xml.h"
-#include "call.h"
+#include <algorithm>
 
 namespace bucketry::simulator
 {
@@ -30,22 +30,32 @@ std::optional<SRange> ReadRange(std::string const& header, std::uint64_t size)
 {
     auto const dash = header.find('-');
     if (!header.starts_with("bytes=") || dash == std::string::npos)
+    {
         return std::nullopt;
+    }
     std::string const firstText = header.substr(6, dash - 6), lastText = header.substr(dash + 1);
     auto const first = ParseNumber(firstText), last = ParseNumber(lastText);
     if ((!first && !firstText.empty()) || (!last && !lastText.empty()) || (!first && !last))
+    {
         return std::nullopt;
+    }
     if (first && last && *first > *last)
+    {
         return std::nullopt;
+    }
     if (!first)
     {
         if (size == 0 || *last == 0)
+        {
             throw UnsatisfiableRange(size, header);
+        }
         std::uint64_t const length = std::min(*last, size);
         return SRange{size - length, length};
     }
     if (*first >= size)
+    {
         throw UnsatisfiableRange(size, header);
+    }
     std::uint64_t const end = last ? std::min(*last, size - 1) : size - 1;
     return SRange{*first, end - *first + 1};
 }
@@ -56,15 +66,23 @@ SRange PartRange(SVersion const& version, std::string const& text)
     auto const number = ParseNumber(text);
     std::size_t const count = std::max<std::size_t>(version.m_partSizes.size(), 1);
     if (!number || *number < 1 || *number > 10000)
+    {
         throw CStoreError(400, "InvalidArgument", "Part number must be an integer between 1 and 10000, inclusive")
             .With("ArgumentName", "partNumber");
+    }
     if (*number > count)
+    {
         throw CStoreError(416, "InvalidPartNumber", "The requested partnumber is not satisfiable");
+    }
     if (version.m_partSizes.empty())
+    {
         return {0, version.m_data->size()};
+    }
     SRange range{0, version.m_partSizes[*number - 1]};
     for (std::size_t i = 0; i + 1 < *number; ++i)
+    {
         range.m_offset += version.m_partSizes[i];
+    }
     return range;
 }
 
@@ -105,19 +123,27 @@ void AddLockHeaders(SResponse& response, SLock const& lock)
         response.Add("x-amz-object-lock-retain-until-date", IsoTime(lock.m_retention->m_until));
     }
     if (lock.m_legalHold)
+    {
         response.Add("x-amz-object-lock-legal-hold", "ON");
+    }
 }
 
 void AddArchiveHeaders(SResponse& response, SVersion const& version, time_point_t now)
 {
     response.AddUnlessEmpty("x-amz-archive-status", version.m_restore ? "" : version.m_archiveTier);
     if (!version.m_restore)
+    {
         return;
+    }
     if (version.m_restore->IsOngoing(now))
+    {
         response.Add("x-amz-restore", "ongoing-request=\"true\"");
+    }
     else if (version.m_restore->m_expires && version.m_restore->IsReadable(now))
+    {
         response.Add("x-amz-restore",
                      "ongoing-request=\"false\", expiry-date=\"" + HttpTime(*version.m_restore->m_expires) + "\"");
+    }
 }
 
 /// What GET and HEAD tell of a version besides its bytes.
@@ -128,27 +154,41 @@ void AddObjectHeaders(SResponse& response, SCall const& call, SBucket const& buc
     response.Add("ETag", "\"" + version.m_etag + "\"");
     response.Add("Accept-Ranges", "bytes");
     if (!attributes.m_headers.contains("content-type"))
+    {
         response.Add("Content-Type", "binary/octet-stream");
+    }
     for (auto const& [name, value] : attributes.m_headers)
+    {
         response.Add(name, value);
+    }
     for (auto const& [name, value] : attributes.m_metadata)
+    {
         response.Add("x-amz-meta-" + name, value);
+    }
     if (attributes.m_storageClass != "STANDARD")
+    {
         response.Add("x-amz-storage-class", attributes.m_storageClass);
+    }
     AddLockHeaders(response, attributes.m_lock);
     AddArchiveHeaders(response, version, call.m_now);
     if (bucket.m_versioning != EVersioning::Off)
+    {
         response.Add("x-amz-version-id", version.m_id);
+    }
 }
 
 void CheckArchived(SCall const& call, SVersion const& version)
 {
     if (!call.m_traits.m_hasArchive || version.IsReadable(call.m_now) || call.m_request.m_method == "HEAD")
+    {
         return;
+    }
     CStoreError refusal(403, "InvalidObjectState", "The operation is not valid for the object's storage class");
     refusal.m_elements.emplace_back("StorageClass", version.m_attributes.m_storageClass);
     if (!version.m_archiveTier.empty())
+    {
         refusal.m_elements.emplace_back("AccessTier", version.m_archiveTier);
+    }
     throw refusal;
 }
 
@@ -156,9 +196,13 @@ std::optional<SRange> SelectRange(SCall const& call, SVersion const& version, SR
 {
     auto const part = call.m_request.Query("partNumber");
     if (!part || !call.m_traits.m_readsParts)
+    {
         return ReadRange(call.m_request.Header("range"), version.m_data->size());
+    }
     if (!version.m_partSizes.empty())
+    {
         response.Add("x-amz-mp-parts-count", std::to_string(version.m_partSizes.size()));
+    }
     return PartRange(version, *part);
 }
 
@@ -166,9 +210,11 @@ bool IsReplaced(SCall const& call)
 {
     std::string const directive = call.m_request.Header("x-amz-metadata-directive");
     if (!directive.empty() && directive != "COPY" && directive != "REPLACE")
+    {
         throw CStoreError(400, "InvalidArgument", "Unknown metadata directive.")
             .With("ArgumentName", "x-amz-metadata-directive")
             .With("ArgumentValue", directive);
+    }
     return directive == "REPLACE";
 }
 
@@ -181,7 +227,9 @@ SVersion MakeCopy(SCall const& call, SBucket const& bucket, SVersion const& sour
     copy.m_modified = call.m_now;
     copy.m_attributes = ReadAttributes(call, bucket, call.m_traits.m_copyTakesLockHeaders);
     if (!call.m_traits.m_copyTakesLockHeaders && source.m_attributes.m_lock.m_retention && bucket.m_objectLock)
+    {
         copy.m_attributes.m_lock.m_retention = source.m_attributes.m_lock.m_retention;
+    }
     if (!IsReplaced(call))
     {
         copy.m_attributes.m_metadata = source.m_attributes.m_metadata;
@@ -189,9 +237,13 @@ SVersion MakeCopy(SCall const& call, SBucket const& bucket, SVersion const& sour
     }
     std::string const algorithm = ToLower(call.m_request.Header("x-amz-checksum-algorithm"));
     if (call.m_traits.m_knowsChecksumHeaders && IsChecksumAlgorithm(algorithm))
+    {
         copy.m_checksums[algorithm] = Base64(Checksum(algorithm, *source.m_data));
+    }
     else if (source.m_checksumType == "FULL_OBJECT")
+    {
         copy.m_checksums = source.m_checksums;
+    }
     return copy;
 }
 
@@ -204,9 +256,11 @@ SResponse PutObject(SCall& call)
     SVersion version;
     version.m_attributes = ReadAttributes(call, bucket, true);
     if (version.m_attributes.m_lock.m_retention || version.m_attributes.m_lock.m_legalHold)
+    {
         DemandIntegrity(call,
                         "Content-MD5 OR x-amz-checksum- HTTP header is required for Put Object requests with "
                         "Object Lock parameters");
+    }
     version.m_data = std::make_shared<std::string const>(std::move(call.m_request.m_body));
     version.m_etag = Hex(call.m_payload.m_md5);
     version.m_checksums = call.m_payload.m_checksums;
@@ -226,7 +280,9 @@ SResponse GetObject(SCall& call)
     AddObjectHeaders(response, call, bucket, version);
     auto const conditions = ReadConditions(call.m_request, "", version);
     if (conditions.m_fails)
+    {
         throw FailedCondition();
+    }
     if (conditions.m_isUnchanged)
     {
         response.m_status = 304;
@@ -248,7 +304,9 @@ SResponse GetObject(SCall& call)
     if (!range && ToLower(call.m_request.Header("x-amz-checksum-mode")) == "enabled" && !version.m_checksums.empty())
     {
         for (auto const& [algorithm, value] : version.m_checksums)
+        {
             response.Add("x-amz-checksum-" + algorithm, value);
+        }
         response.Add("x-amz-checksum-type", version.m_checksumType);
     }
     return response;
@@ -261,18 +319,24 @@ SResponse CopyObject(SCall& call)
     SVersion const& from = *source.m_version;
     bool const changes = IsReplaced(call) || call.m_request.HasHeader("x-amz-storage-class");
     if (source.m_isSameObject && !changes)
+    {
         throw CStoreError(400, "InvalidRequest",
                           "This copy request is illegal because it is trying to copy an object "
                           "to itself without changing the object's metadata, storage class, "
                           "website redirect location or encryption attributes.");
+    }
     if (from.m_data->size() > call.m_options.m_maxPutSize)
+    {
         throw CStoreError(400, "InvalidRequest",
                           "The specified copy source is larger than the maximum allowable size "
                           "for a copy source: " +
                               std::to_string(call.m_options.m_maxPutSize));
+    }
     auto const conditions = ReadConditions(call.m_request, "x-amz-copy-source-", from);
     if (call.m_traits.m_copyKnowsConditions && (conditions.m_fails || conditions.m_isUnchanged))
+    {
         throw FailedCondition();
+    }
     CheckWriteConditions(call, bucket);
 
     std::string const sourceId = source.m_bucket->m_versioning == EVersioning::Off ? "" : from.m_id;
@@ -284,7 +348,7 @@ SResponse CopyObject(SCall& call)
         response.AddUnlessEmpty("x-amz-copy-source-version-id", sourceId);
     }
     std::string const quote = call.m_traits.m_copyQuotesETag ? "\"" : "";
-    CXmlWriter xml("CopyObjectResult", S3_NAMESPACE);
+    CXmlWriter xml("CopyObjectResult", S3Namespace);
     xml.Text("LastModified", IsoTime(written.m_modified)).Text("ETag", quote + written.m_etag + quote);
     response.SetXml(xml.Finish());
     return response;

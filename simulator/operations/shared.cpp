@@ -1,7 +1,7 @@
-#include <algorithm>
+#include "operations/call.h"
+#include "protocol/text.h"
 
-#include "../protocol/text.h"
-#include "call.h"
+#include <algorithm>
 
 namespace bucketry::simulator
 {
@@ -9,11 +9,11 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::size_t MAX_METADATA_SIZE = 2048;
-constexpr std::string_view METADATA_PREFIX = "x-amz-meta-";
-constexpr std::string_view CONTENT_HEADERS[] = {"content-type",     "content-encoding", "content-disposition",
-                                                "content-language", "cache-control",    "expires"};
-constexpr std::string_view STORAGE_CLASSES[] = {
+constexpr std::size_t MaxMetadataSize = 2048;
+constexpr std::string_view MetadataPrefix = "x-amz-meta-";
+constexpr std::string_view ContentHeaders[] = {"content-type",     "content-encoding", "content-disposition",
+                                               "content-language", "cache-control",    "expires"};
+constexpr std::string_view StorageClasses[] = {
     "STANDARD",   "REDUCED_REDUNDANCY", "STANDARD_IA", "ONEZONE_IA", "INTELLIGENT_TIERING", "GLACIER",
     "GLACIER_IR", "DEEP_ARCHIVE",       "OUTPOSTS",    "SNOW",       "EXPRESS_ONEZONE"};
 
@@ -21,15 +21,19 @@ void ReadStorageClass(SCall const& call, SAttributes& attributes)
 {
     std::string const name = call.m_request.Header("x-amz-storage-class");
     if (name.empty())
+    {
         return;
+    }
     auto const& own = call.m_options.m_storageClasses;
     bool const isKnown = call.m_traits.m_knowsAllStorageClasses
-        ? std::find(std::begin(STORAGE_CLASSES), std::end(STORAGE_CLASSES), name) != std::end(STORAGE_CLASSES)
+        ? std::find(std::begin(StorageClasses), std::end(StorageClasses), name) != std::end(StorageClasses)
         : std::find(own.begin(), own.end(), name) != own.end();
     if (!isKnown)
+    {
         throw CStoreError(400, call.m_traits.m_knowsAllStorageClasses ? "InvalidStorageClass" : "InvalidArgument",
                           "The storage class you specified is not valid")
             .With("StorageClassRequested", name);
+    }
     attributes.m_storageClass = name;
 }
 
@@ -43,20 +47,30 @@ std::optional<SRetention> ReadRetentionHeaders(SCall const& call)
     std::string const mode = call.m_request.Header("x-amz-object-lock-mode");
     std::string const date = call.m_request.Header("x-amz-object-lock-retain-until-date");
     if (mode.empty() && date.empty())
+    {
         return std::nullopt;
+    }
     if (mode.empty() || date.empty())
+    {
         throw InvalidLockArgument(
             "x-amz-object-lock-retain-until-date and x-amz-object-lock-mode must both be supplied",
             mode.empty() ? "x-amz-object-lock-mode" : "x-amz-object-lock-retain-until-date");
+    }
     if (mode != "GOVERNANCE" && mode != "COMPLIANCE")
+    {
         throw InvalidLockArgument("Unknown wormMode directive.", "x-amz-object-lock-mode");
+    }
     auto const until = ParseIsoTime(date);
     if (!until)
+    {
         throw InvalidLockArgument("The retain until date must be provided in ISO 8601 format",
                                   "x-amz-object-lock-retain-until-date");
+    }
     if (*until <= call.m_now)
+    {
         throw InvalidLockArgument("The retain until date must be in the future!",
                                   "x-amz-object-lock-retain-until-date");
+    }
     return SRetention{mode == "COMPLIANCE", *until};
 }
 
@@ -65,9 +79,13 @@ SLock ReadLock(SCall const& call, SBucket const& bucket)
     SLock lock{.m_retention = ReadRetentionHeaders(call)};
     std::string const hold = call.m_request.Header("x-amz-object-lock-legal-hold");
     if (!hold.empty() && hold != "ON" && hold != "OFF")
+    {
         throw InvalidLockArgument("Legal Hold must be either of 'ON' or 'OFF'", "x-amz-object-lock-legal-hold");
+    }
     if ((lock.m_retention || !hold.empty()) && !bucket.m_objectLock)
+    {
         throw CStoreError(400, "InvalidRequest", "Bucket is missing Object Lock Configuration");
+    }
     lock.m_legalHold = hold == "ON";
     return lock;
 }
@@ -75,7 +93,9 @@ SLock ReadLock(SCall const& call, SBucket const& bucket)
 CStoreError MissingVersion(SCall const& call, std::string const& versionId)
 {
     if (versionId.empty() || !call.m_traits.m_tellsMissingVersions)
+    {
         return CStoreError(404, "NoSuchKey", "The specified key does not exist.").With("Key", call.Key());
+    }
     return CStoreError(404, "NoSuchVersion", "The specified version does not exist.")
         .With("Key", call.Key())
         .With("VersionId", versionId);
@@ -86,7 +106,9 @@ std::optional<std::pair<std::string, std::string>> ResolveArn(std::string const&
 {
     auto const object = arn.find("/object/");
     if (!arn.starts_with("arn:") || object == std::string::npos)
+    {
         return std::nullopt;
+    }
     std::string const key = arn.substr(object + 8);
     for (auto const& [labels, bucket] : hosts.m_accessPoints)
     {
@@ -101,7 +123,9 @@ std::optional<std::pair<std::string, std::string>> ResolveArn(std::string const&
         std::string wanted = outpost;
         wanted.append(outpost.empty() ? "" : "/").append(name);
         if (resource.ends_with(account + wanted) || (!outpost.empty() && resource.ends_with(account + outpost)))
+        {
             return std::pair(bucket, key);
+        }
     }
     return std::nullopt;
 }
@@ -119,43 +143,61 @@ SAttributes ReadAttributes(SCall const& call, SBucket const& bucket, bool takesL
     std::size_t metadataSize = 0;
     for (auto const& [name, value] : call.m_request.m_headers)
     {
-        if (name.starts_with(METADATA_PREFIX))
+        if (name.starts_with(MetadataPrefix))
         {
-            auto& all = attributes.m_metadata[name.substr(METADATA_PREFIX.size())];
+            auto& all = attributes.m_metadata[name.substr(MetadataPrefix.size())];
             all += (all.empty() ? "" : ",") + value;
-            metadataSize += name.size() - METADATA_PREFIX.size() + value.size();
+            metadataSize += name.size() - MetadataPrefix.size() + value.size();
         }
-        if (std::find(std::begin(CONTENT_HEADERS), std::end(CONTENT_HEADERS), name) != std::end(CONTENT_HEADERS))
+        if (std::find(std::begin(ContentHeaders), std::end(ContentHeaders), name) != std::end(ContentHeaders))
+        {
             attributes.m_headers[name] = value;
+        }
     }
     if (attributes.m_headers["content-encoding"] == "aws-chunked" || attributes.m_headers["content-encoding"].empty())
+    {
         attributes.m_headers.erase("content-encoding");
-    if (metadataSize > MAX_METADATA_SIZE && call.m_traits.m_limitsMetadata)
+    }
+    if (metadataSize > MaxMetadataSize && call.m_traits.m_limitsMetadata)
+    {
         throw CStoreError(400, "MetadataTooLarge", "Your metadata headers exceed the maximum allowed metadata size")
             .With("Size", std::to_string(metadataSize))
-            .With("MaxSizeAllowed", std::to_string(MAX_METADATA_SIZE));
+            .With("MaxSizeAllowed", std::to_string(MaxMetadataSize));
+    }
     ReadStorageClass(call, attributes);
     if (takesLock)
+    {
         attributes.m_lock = ReadLock(call, bucket);
+    }
     if (!attributes.m_lock.m_retention)
+    {
         attributes.m_lock.m_retention = DefaultRetention(bucket, call.m_now);
+    }
     return attributes;
 }
 
 void DemandIntegrity(SCall const& call, std::string const& message)
 {
     if (call.m_traits.m_demandsChecksums && !call.m_payload.m_hasIntegrity)
+    {
         throw CStoreError(400, "InvalidRequest", message);
+    }
 }
 
 void AddVersionHeaders(SResponse& response, SBucket const& bucket, SVersion const& version)
 {
     if (bucket.m_versioning != EVersioning::Off)
+    {
         response.Add("x-amz-version-id", version.m_id);
+    }
     for (auto const& [algorithm, value] : version.m_checksums)
+    {
         response.Add("x-amz-checksum-" + algorithm, value);
+    }
     if (!version.m_checksums.empty())
+    {
         response.Add("x-amz-checksum-type", version.m_checksumType);
+    }
 }
 
 SVersion& DemandVersion(SCall const& call, SBucket& bucket)
@@ -163,11 +205,17 @@ SVersion& DemandVersion(SCall const& call, SBucket& bucket)
     std::string const versionId = call.VersionId();
     SVersion* const version = bucket.Find(call.Key(), versionId);
     if (version == nullptr)
+    {
         throw MissingVersion(call, versionId);
+    }
     if (!version->m_isDeleteMarker)
+    {
         return *version;
+    }
     if (!call.m_traits.m_tellsMissingVersions)
+    {
         throw MissingVersion(call, {});
+    }
     CStoreError refusal = versionId.empty() ? MissingVersion(call, {})
                                             : CStoreError(405, "MethodNotAllowed",
                                                           "The specified method is not allowed "
@@ -183,19 +231,27 @@ void CheckWriteConditions(SCall const& call, SBucket& bucket)
     bool const ifNoneMatch = call.m_request.HasHeader("if-none-match");
     auto const mode = call.m_options.m_conditionalWrites;
     if ((!ifMatch && !ifNoneMatch) || mode == EConditionalWrites::Ignore)
+    {
         return;
+    }
     if (mode == EConditionalWrites::Refuse || (ifNoneMatch && call.m_request.Header("if-none-match") != "*"))
+    {
         throw CStoreError(501, "NotImplemented", "A header you provided implies functionality that is not implemented")
             .With("Header", ifNoneMatch ? "If-None-Match" : "If-Match");
+    }
     SVersion const* const newest = bucket.Newest(call.Key());
     bool const exists = newest != nullptr && !newest->m_isDeleteMarker;
     if (ifMatch && !exists && call.m_traits.m_tellsMissingVersions)
+    {
         throw MissingVersion(call, {});
+    }
     std::string etag = call.m_request.Header("if-match");
     std::erase(etag, '"');
     if ((ifNoneMatch && exists) || (ifMatch && (!exists || (etag != "*" && etag != newest->m_etag))))
+    {
         throw CStoreError(412, "PreconditionFailed", "At least one of the pre-conditions you specified did not hold")
             .With("Condition", ifNoneMatch ? "If-None-Match" : "If-Match");
+    }
 }
 
 SCopySource FindCopySource(SCall const& call)
@@ -214,24 +270,31 @@ SCopySource FindCopySource(SCall const& call)
         decoded.erase(0, decoded.starts_with('/') ? 1 : 0);
         auto const slash = decoded.find('/');
         if (slash == 0 || slash == std::string::npos || slash + 1 == decoded.size())
+        {
             throw CStoreError(400, "InvalidArgument",
-                              "Copy Source must mention the source bucket and key: sourcebucket/"
-                              "sourcekey")
+                              "Copy Source must mention the source bucket and key: sourcebucket/sourcekey")
                 .With("ArgumentName", "x-amz-copy-source");
+        }
         path = std::pair(decoded.substr(0, slash), decoded.substr(slash + 1));
     }
     SBucket& bucket = call.m_store.Bucket(path->first);
     SVersion const* const version = bucket.Find(path->second, versionId);
     if (version != nullptr && version->m_isDeleteMarker && !versionId.empty())
+    {
         throw CStoreError(400, "InvalidRequest",
                           "The source of a copy request may not specifically refer to a delete "
                           "marker by version id.");
+    }
     if (version == nullptr || version->m_isDeleteMarker)
+    {
         throw MissingVersion(call, versionId);
+    }
     if (call.m_traits.m_hasArchive && !version->IsReadable(call.m_now))
+    {
         throw CStoreError(403, "ObjectNotInActiveTierError",
                           "The source object of the COPY operation is not in the "
                           "active tier and is only stored in an archive class.");
+    }
     bool const isSame = bucket.m_name == call.m_route.m_bucket && path->second == call.Key() && versionId.empty();
     return {&bucket, version, isSame};
 }

@@ -1,9 +1,9 @@
-#include <map>
+#include "operations/call.h"
+#include "operations/metadata.h"
+#include "protocol/text.h"
+#include "protocol/xml.h"
 
-#include "../protocol/text.h"
-#include "../protocol/xml.h"
-#include "call.h"
-#include "metadata.h"
+#include <map>
 
 namespace bucketry::simulator
 {
@@ -55,7 +55,7 @@ operation_t FindOperation(std::string const& name)
 namespace
 {
 
-constexpr char const* STS_SPACE = "https://sts.amazonaws.com/doc/2011-06-15/";
+constexpr char const* StsNamespace = "https://sts.amazonaws.com/doc/2011-06-15/";
 
 void FillIdentity(CXmlWriter& xml, SCall const& call)
 {
@@ -83,12 +83,18 @@ SResponse AnswerSts(SCall& call)
     std::string const form = "&" + call.m_request.m_body + "&";
     bool const asksForIdentity = form.find("&Action=GetCallerIdentity&") != std::string::npos;
     if (!asksForIdentity && form.find("&Action=GetSessionToken&") == std::string::npos)
+    {
         throw CStoreError(400, "InvalidAction", "Could not find operation for version 2011-06-15");
-    CXmlWriter xml(asksForIdentity ? "GetCallerIdentityResponse" : "GetSessionTokenResponse", STS_SPACE);
+    }
+    CXmlWriter xml(asksForIdentity ? "GetCallerIdentityResponse" : "GetSessionTokenResponse", StsNamespace);
     if (asksForIdentity)
+    {
         FillIdentity(xml, call);
+    }
     else
+    {
         FillSession(xml, call, form);
+    }
     xml.Open("ResponseMetadata").Text("RequestId", call.m_request.m_id);
     SResponse response;
     response.SetXml(xml.Finish());

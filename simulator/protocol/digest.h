@@ -6,7 +6,7 @@
 namespace bucketry::simulator
 {
 
-// All digests are raw bytes.
+/// Digests and checksums of bytes, as raw bytes.
 std::string Md5(std::string_view bytes);
 std::string Sha1(std::string_view bytes);
 std::string Sha256(std::string_view bytes);
@@ -14,8 +14,9 @@ std::string HmacSha256(std::string_view key, std::string_view bytes);
 std::string Crc32(std::string_view bytes);  ///< big-endian
 std::string Crc32c(std::string_view bytes); ///< big-endian
 
-/// By S3's name of the algorithm in lower case: crc32, crc32c, sha1, sha256.
+/// Whether it is S3's name of a checksum in lower case: crc32, crc32c, sha1, sha256.
 bool IsChecksumAlgorithm(std::string_view algorithm);
+/// The checksum of that name, as raw bytes.
 std::string Checksum(std::string_view algorithm, std::string_view bytes);
 
 } // namespace bucketry::simulator

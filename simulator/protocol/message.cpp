@@ -1,7 +1,7 @@
-#include "message.h"
+#include "protocol/message.h"
 
-#include "text.h"
-#include "xml.h"
+#include "protocol/text.h"
+#include "protocol/xml.h"
 
 namespace bucketry::simulator
 {
@@ -18,14 +18,18 @@ void SRequest::ParseTarget()
         auto const item = rest.substr(0, rest.find('&'));
         rest.remove_prefix(std::min(rest.size(), item.size() + 1));
         if (item.empty())
+        {
             continue;
+        }
         auto const equals = item.find('=');
         auto name = PercentDecode(item.substr(0, equals), true);
         auto value =
             PercentDecode(equals == std::string_view::npos ? std::string_view() : item.substr(equals + 1), true);
         m_hasValidTarget = m_hasValidTarget && name && value;
         if (name && value)
+        {
             m_query.emplace_back(std::move(*name), std::move(*value));
+        }
     }
 }
 
@@ -33,24 +37,36 @@ std::string SRequest::Header(std::string_view name) const
 {
     std::string joined;
     for (auto const& [header, value] : m_headers)
+    {
         if (header == name)
+        {
             joined += (joined.empty() ? "" : ",") + value;
+        }
+    }
     return joined;
 }
 
 bool SRequest::HasHeader(std::string_view name) const
 {
     for (auto const& header : m_headers)
+    {
         if (header.first == name)
+        {
             return true;
+        }
+    }
     return false;
 }
 
 std::optional<std::string> SRequest::Query(std::string_view name) const
 {
     for (auto const& [parameter, value] : m_query)
+    {
         if (parameter == name)
+        {
             return value;
+        }
+    }
     return std::nullopt;
 }
 
@@ -74,17 +90,27 @@ SResponse MakeErrorResponse(CStoreError const& error, SRequest const& request)
 {
     SResponse response{.m_status = error.m_status, .m_headers = error.m_headers, .m_errorCode = error.m_code};
     if (!error.m_hasBody || request.m_method == "HEAD")
+    {
         return response;
+    }
     CXmlWriter xml(error.m_isWrapped ? "ErrorResponse" : "Error");
     if (error.m_isWrapped)
+    {
         xml.Open("Error").Text("Type", error.m_status < 500 ? "Sender" : "Receiver");
+    }
     xml.Text("Code", error.m_code).Text("Message", error.m_message);
     for (auto const& [name, value] : error.m_elements)
+    {
         xml.Text(name, value);
+    }
     if (error.m_isWrapped)
+    {
         xml.Close();
+    }
     else
-        xml.Text("Resource", request.m_path).Text("HostId", HOST_ID);
+    {
+        xml.Text("Resource", request.m_path).Text("HostId", HostId);
+    }
     response.SetXml(xml.Text("RequestId", request.m_id).Finish());
     return response;
 }

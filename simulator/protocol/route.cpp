@@ -1,8 +1,8 @@
-#include "route.h"
+#include "protocol/route.h"
+
+#include "protocol/text.h"
 
 #include <algorithm>
-
-#include "text.h"
 
 namespace bucketry::simulator
 {
@@ -10,7 +10,7 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::size_t MAX_KEY_SIZE = 1024;
+constexpr std::size_t MaxKeySize = 1024;
 
 enum class ELevel
 {
@@ -29,7 +29,7 @@ struct SRow
 };
 
 /// The first row that fits names the operation.
-constexpr SRow ROWS[] = {
+constexpr SRow Rows[] = {
     {"GET", ELevel::Service, "", "", "ListBuckets"},
     {"GET", ELevel::Bucket, "location", "", "GetBucketLocation"},
     {"GET", ELevel::Bucket, "versioning", "", "GetBucketVersioning"},
@@ -63,7 +63,7 @@ constexpr SRow ROWS[] = {
 };
 
 /// Sub-resources of S3 that this store doesn't have.
-constexpr std::string_view MISSING_SUBRESOURCES[] = {
+constexpr std::string_view MissingSubresources[] = {
     "accelerate",        "acl",          "analytics",           "attributes", "cors",
     "encryption",        "inventory",    "intelligent-tiering", "lifecycle",  "logging",
     "metrics",           "notification", "ownershipControls",   "policy",     "policyStatus",
@@ -74,7 +74,9 @@ std::string HostName(SRequest const& request)
 {
     std::string const host = ToLower(request.Header("host"));
     if (host.starts_with('['))
+    {
         return host.substr(0, host.find(']') + 1);
+    }
     return host.substr(0, host.find(':'));
 }
 
@@ -83,14 +85,24 @@ std::string HostPrefix(std::string const& host, SHosts const& hosts)
 {
     auto const before = [&](std::size_t end) { return host.substr(0, end); };
     for (auto const& name : hosts.m_names)
+    {
         if (host.ends_with("." + name))
+        {
             return before(host.size() - name.size() - 1);
+        }
+    }
     if (host.find(".amazonaws.com") == std::string::npos)
+    {
         return {};
+    }
     for (std::string_view const service :
          {".s3-accesspoint.", ".s3-accesspoint-fips.", ".s3-outposts.", ".s3-control.", ".s3.", ".s3-"})
+    {
         if (auto const at = host.find(service); at != std::string::npos)
+        {
             return before(at);
+        }
+    }
     return {};
 }
 
@@ -100,34 +112,50 @@ std::optional<SRoute> RouteOtherService(SRequest const& request)
     auto const& path = request.m_path;
     std::string const roles = "/latest/meta-data/iam/security-credentials/";
     if (request.m_method == "PUT" && path == "/latest/api/token")
+    {
         return SRoute{.m_operation = "GetMetadataToken", .m_isSigned = false};
+    }
     if (request.m_method == "GET" && (path == roles || path + "/" == roles))
+    {
         return SRoute{.m_operation = "GetMetadataRole", .m_isSigned = false};
+    }
     if (request.m_method == "GET" && path.starts_with(roles))
+    {
         return SRoute{.m_operation = "GetMetadataCredentials", .m_key = path.substr(roles.size()), .m_isSigned = false};
+    }
     if (request.m_method == "POST" && path == "/v20180820/jobs")
+    {
         return SRoute{.m_operation = "CreateJob"};
+    }
     if (request.m_method == "GET" && path.starts_with("/v20180820/jobs/"))
+    {
         return SRoute{.m_operation = "DescribeJob", .m_key = path.substr(std::size("/v20180820/jobs/") - 1)};
+    }
     bool const isForm = request.Header("content-type").starts_with("application/x-www-form-urlencoded");
     if (request.m_method == "POST" && path == "/" && isForm)
+    {
         return SRoute{.m_operation = "GetCallerIdentity", .m_service = "sts"};
+    }
     return std::nullopt;
 }
 
 std::string FindOperation(SRequest const& request, ELevel level)
 {
-    for (auto const& row : ROWS)
+    for (auto const& row : Rows)
+    {
         if (row.m_method == request.m_method && row.m_level == level &&
             (row.m_subresource.empty() || request.Query(row.m_subresource)) &&
             (row.m_header.empty() || request.HasHeader(row.m_header)))
+        {
             return std::string(row.m_operation);
+        }
+    }
     return "Unknown";
 }
 
 bool IsMissingSubresource(SRequest const& request)
 {
-    return std::any_of(std::begin(MISSING_SUBRESOURCES), std::end(MISSING_SUBRESOURCES),
+    return std::any_of(std::begin(MissingSubresources), std::end(MissingSubresources),
                        [&](std::string_view name) { return request.Query(name).has_value(); });
 }
 
@@ -137,7 +165,9 @@ SRoute Route(SRequest const& request, SHosts const& hosts, STraits const& traits
 {
     if (auto other = RouteOtherService(request);
         other && (traits.m_hasBatchJobs || other->m_operation != "DescribeJob"))
+    {
         return *other;
+    }
 
     SRoute route;
     std::string const host = HostName(request);
@@ -170,19 +200,29 @@ void CheckRoute(SRoute const& route, SRequest const& request, STraits const& tra
 {
     auto const path = PercentDecode(request.m_path, false);
     if (!request.m_hasValidTarget || !path || !IsUtf8(*path))
+    {
         throw CStoreError(400, "InvalidURI", "Couldn't parse the specified URI.").With("URI", request.m_path);
-    if (route.m_key.size() > MAX_KEY_SIZE && traits.m_keyTooLongIsInvalidName)
+    }
+    if (route.m_key.size() > MaxKeySize && traits.m_keyTooLongIsInvalidName)
+    {
         throw CStoreError(400, "InvalidObjectName", "");
-    if (route.m_key.size() > MAX_KEY_SIZE)
+    }
+    if (route.m_key.size() > MaxKeySize)
+    {
         throw CStoreError(400, "KeyTooLongError", "Your key is too long")
             .With("Size", std::to_string(route.m_key.size()))
-            .With("MaxSizeAllowed", std::to_string(MAX_KEY_SIZE));
+            .With("MaxSizeAllowed", std::to_string(MaxKeySize));
+    }
     if (route.m_operation != "Unknown")
+    {
         return;
+    }
     if (IsMissingSubresource(request))
+    {
         throw CStoreError(501, "NotImplemented",
                           "A header or query you provided implies functionality that is not "
                           "implemented.");
+    }
     throw CStoreError(405, "MethodNotAllowed", "The specified method is not allowed against this resource.")
         .With("Method", request.m_method);
 }

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "protocol/message.h"
+#include "protocol/traits.h"
+
 #include <map>
 #include <string>
-
-#include "message.h"
-#include "traits.h"
 
 namespace bucketry::simulator
 {

@@ -1,9 +1,9 @@
-#include "signature.h"
+#include "protocol/signature.h"
+
+#include "protocol/digest.h"
+#include "protocol/text.h"
 
 #include <algorithm>
-
-#include "digest.h"
-#include "text.h"
 
 namespace bucketry::simulator
 {
@@ -11,7 +11,7 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::string_view SCHEME = "AWS4-HMAC-SHA256";
+constexpr std::string_view Scheme = "AWS4-HMAC-SHA256";
 
 struct SAuthorization
 {
@@ -32,9 +32,13 @@ std::vector<std::string> Split(std::string_view text, char separator)
     for (char const c : text)
     {
         if (c == separator)
+        {
             parts.emplace_back();
+        }
         else
+        {
             parts.back() += c;
+        }
     }
     return parts;
 }
@@ -50,8 +54,10 @@ void ReadCredential(std::string_view value, SAuthorization& authorization)
 {
     auto const parts = Split(value, '/');
     if (parts.size() < 5 || parts.back() != "aws4_request")
+    {
         throw MalformedHeader("the Credential is mal-formed; expecting "
                               "\"<YOUR-AKID>/YYYYMMDD/REGION/SERVICE/aws4_request\".");
+    }
     auto const scope = parts.end() - 4;
     authorization.m_keyId = parts[0];
     authorization.m_date = scope[0];
@@ -63,17 +69,23 @@ SAuthorization ReadAuthorization(SRequest const& request)
 {
     std::string const header = request.Header("authorization");
     if (header.empty())
+    {
         throw CStoreError(403, "AccessDenied", "Access Denied");
-    if (!header.starts_with(SCHEME))
+    }
+    if (!header.starts_with(Scheme))
+    {
         throw CStoreError(400, "InvalidRequest",
                           "The authorization mechanism you have provided is not supported. "
                           "Please use AWS4-HMAC-SHA256.");
+    }
     std::map<std::string, std::string> fields;
-    for (auto const& field : Split(std::string_view(header).substr(SCHEME.size()), ','))
+    for (auto const& field : Split(std::string_view(header).substr(Scheme.size()), ','))
     {
         auto const equals = field.find('=');
         if (equals == std::string::npos)
+        {
             throw MalformedHeader("a field has no value.");
+        }
         fields[std::string(Trim(std::string_view(field).substr(0, equals)))] = Trim(field.substr(equals + 1));
     }
     SAuthorization authorization;
@@ -82,8 +94,10 @@ SAuthorization ReadAuthorization(SRequest const& request)
     std::sort(authorization.m_signedHeaders.begin(), authorization.m_signedHeaders.end());
     authorization.m_signature = fields["Signature"];
     if (authorization.m_signature.empty())
+    {
         throw MalformedHeader("the authorization header requires three components: Credential, SignedHeaders, and "
                               "Signature.");
+    }
     return authorization;
 }
 
@@ -93,27 +107,37 @@ SAccessKey DemandKey(SRequest const& request, SAuthorization const& authorizatio
     auto key = findKey(authorization.m_keyId);
     std::string const token = request.Header("x-amz-security-token");
     if (!key || (token.empty() && !key->m_sessionToken.empty()))
+    {
         throw CStoreError(403, "InvalidAccessKeyId",
                           "The AWS Access Key Id you provided does not exist in our records.")
             .With("AWSAccessKeyId", authorization.m_keyId);
+    }
     if (token != key->m_sessionToken)
+    {
         throw CStoreError(400, "InvalidToken", "The provided token is malformed or otherwise invalid.")
             .With("Token-0", token);
+    }
     if (!token.empty() && key->m_expires && now >= *key->m_expires)
+    {
         throw CStoreError(400, "ExpiredToken", "The provided token has expired.").With("Token-0", token);
+    }
     return std::move(*key);
 }
 
 void CheckScope(SAuthorization const& authorization, SExpectedScope const& expected, STraits const& traits)
 {
     if (authorization.m_service != expected.m_service)
+    {
         throw MalformedHeader("incorrect service \"" + authorization.m_service + "\". This endpoint belongs to \"" +
                               expected.m_service + "\".");
+    }
     if (traits.m_checksSignedRegion && authorization.m_region != expected.m_region)
+    {
         throw MalformedHeader("the region '" + authorization.m_region + "' is wrong; expecting '" + expected.m_region +
                               "'")
             .With("Region", expected.m_region)
             .Header("x-amz-bucket-region", expected.m_region);
+    }
 }
 
 /// The time of signing, as text. Throws if it is missing, off, or of another day than the scope.
@@ -123,16 +147,22 @@ std::string CheckTime(SRequest const& request, SAuthorization const& authorizati
     std::string text = request.Header(request.HasHeader("x-amz-date") ? "x-amz-date" : "date");
     auto const time = ParseIsoBasicTime(text);
     if (!time)
+    {
         throw CStoreError(403, "AccessDenied", "AWS authentication requires a valid Date or x-amz-date header");
+    }
     if (authorization.m_date != text.substr(0, 8))
+    {
         throw MalformedHeader("Invalid credential date \"" + authorization.m_date +
                               "\". This date is not the same as X-Amz-Date: \"" + text.substr(0, 8) + "\".");
+    }
     if (std::chrono::ceil<std::chrono::seconds>(std::chrono::abs(*time - now)) > traits.m_maxSkew)
+    {
         throw CStoreError(403, "RequestTimeTooSkewed",
                           "The difference between the request time and the current time is too large.")
             .With("RequestTime", text)
             .With("ServerTime", IsoTime(now))
             .With("MaxAllowedSkewMilliseconds", std::to_string(std::chrono::milliseconds(traits.m_maxSkew).count()));
+    }
     return text;
 }
 
@@ -147,22 +177,30 @@ void CheckSignedHeaders(SRequest const& request, SAuthorization const& authoriza
         bool const ofContent = name == "content-md5" || name == "content-type";
         bool const demanded = name.starts_with("x-amz-") || (ofContent && traits.m_demandsContentHeadersSigned);
         if (demanded && !isSigned(name))
+        {
             missing += (missing.empty() ? "" : ", ") + name;
+        }
     }
     if (!missing.empty())
+    {
         throw CStoreError(403, "AccessDenied", "There were headers present in the request which were not signed")
             .With("HeadersNotSigned", missing);
+    }
 }
 
 std::string CanonicalQuery(SRequest const& request)
 {
     pairs_t encoded;
     for (auto const& [name, value] : request.m_query)
+    {
         encoded.emplace_back(PercentEncode(name, false), PercentEncode(value, false));
+    }
     std::sort(encoded.begin(), encoded.end());
     std::string text;
     for (auto const& [name, value] : encoded)
+    {
         text.append(text.empty() ? "" : "&").append(name).append("=").append(value);
+    }
     return text;
 }
 
@@ -171,8 +209,12 @@ std::string CanonicalValue(std::string_view value)
 {
     std::string text;
     for (char const c : Trim(value))
+    {
         if (c != ' ' || text.back() != ' ')
+        {
             text += c;
+        }
+    }
     return Latin1ToUtf8(text);
 }
 
@@ -183,7 +225,9 @@ std::string CanonicalHeader(SRequest const& request, std::string const& name)
     for (auto const& [header, value] : request.m_headers)
     {
         if (header != name)
+        {
             continue;
+        }
         values += (isFirst ? "" : ",") + CanonicalValue(value);
         isFirst = false;
     }
@@ -205,7 +249,9 @@ std::string CanonicalRequest(SRequest const& request, SAuthorization const& auth
     std::string const hash = request.Header("x-amz-content-sha256");
     text += "\n" + names + "\n" + (hash.empty() ? Hex(Sha256(request.m_body)) : hash);
     if (traits.m_demandsCanonicalPath && request.m_path != reencoded)
+    {
         text += " (the path isn't encoded as it has to be signed)";
+    }
     return text;
 }
 
@@ -222,12 +268,15 @@ void CheckSignature(SRequest const& request, find_key_t const& findKey, SExpecte
 
     std::string const canonical = CanonicalRequest(request, authorization, traits);
     std::string const toSign =
-        std::string(SCHEME) + "\n" + time + "\n" + authorization.Scope() + "\n" + Hex(Sha256(canonical));
+        std::string(Scheme) + "\n" + time + "\n" + authorization.Scope() + "\n" + Hex(Sha256(canonical));
     std::string signingKey = "AWS4" + key.m_secret;
     for (std::string const& part :
          {authorization.m_date, authorization.m_region, authorization.m_service, std::string("aws4_request"), toSign})
+    {
         signingKey = HmacSha256(signingKey, part);
+    }
     if (Hex(signingKey) != authorization.m_signature)
+    {
         throw CStoreError(403, "SignatureDoesNotMatch",
                           "The request signature we calculated does not match the signature you provided. Check your "
                           "key and signing method.")
@@ -235,6 +284,7 @@ void CheckSignature(SRequest const& request, find_key_t const& findKey, SExpecte
             .With("StringToSign", toSign)
             .With("SignatureProvided", authorization.m_signature)
             .With("CanonicalRequest", canonical);
+    }
 }
 
 } // namespace bucketry::simulator

@@ -1,4 +1,4 @@
-#include "text.h"
+#include "protocol/text.h"
 
 #include <array>
 #include <charconv>
@@ -10,7 +10,7 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::string_view BASE64_DIGITS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view Base64Digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 bool IsAlphanumeric(char c)
 {
@@ -27,9 +27,13 @@ void AppendPercent(std::string& out, char c)
 int HexDigit(char c)
 {
     if (c >= '0' && c <= '9')
+    {
         return c - '0';
+    }
     if (c >= 'a' && c <= 'f')
+    {
         return c - 'a' + 10;
+    }
     return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
 }
 
@@ -48,7 +52,9 @@ std::optional<time_point_t> Parse(std::string const& text, char const* format, s
     std::tm parts{};
     char const* const end = strptime(text.c_str(), format, &parts);
     if (end == nullptr)
+    {
         return std::nullopt;
+    }
     *rest = std::string_view(end);
     return std::chrono::system_clock::from_time_t(timegm(&parts));
 }
@@ -64,11 +70,17 @@ std::optional<time_point_t> ParseWhole(std::string const& text, char const* form
 int FollowingBytes(unsigned char first)
 {
     if (first < 0x80)
+    {
         return 0;
+    }
     if (first >= 0xc2 && first <= 0xdf)
+    {
         return 1;
+    }
     if ((first & 0xf0) == 0xe0)
+    {
         return 2;
+    }
     return first >= 0xf0 && first <= 0xf4 ? 3 : -1;
 }
 
@@ -78,8 +90,12 @@ std::string ToLower(std::string_view text)
 {
     std::string lower(text);
     for (char& c : lower)
+    {
         if (c >= 'A' && c <= 'Z')
+        {
             c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
     return lower;
 }
 
@@ -103,9 +119,13 @@ std::string Base64(std::string_view bytes)
     {
         std::uint32_t block = 0;
         for (std::size_t j = 0; j < 3; ++j)
+        {
             block = block << 8 | (i + j < bytes.size() ? static_cast<unsigned char>(bytes[i + j]) : 0u);
+        }
         for (unsigned j = 0; j < 4; ++j)
-            text += i + j <= bytes.size() ? BASE64_DIGITS[block >> (18 - 6 * j) & 63] : '=';
+        {
+            text += i + j <= bytes.size() ? Base64Digits[block >> (18 - 6 * j) & 63] : '=';
+        }
     }
     return text;
 }
@@ -113,7 +133,9 @@ std::string Base64(std::string_view bytes)
 std::optional<std::string> FromBase64(std::string_view text)
 {
     if (text.size() % 4 != 0)
+    {
         return std::nullopt;
+    }
     std::size_t const padding = text.ends_with("==") ? 2 : text.ends_with("=") ? 1 : 0;
     std::string bytes;
     for (std::size_t i = 0; i < text.size(); i += 4)
@@ -121,13 +143,17 @@ std::optional<std::string> FromBase64(std::string_view text)
         std::uint32_t block = 0;
         for (std::size_t j = i; j < i + 4; ++j)
         {
-            std::size_t const digit = j < text.size() - padding ? BASE64_DIGITS.find(text[j]) : 0;
+            std::size_t const digit = j < text.size() - padding ? Base64Digits.find(text[j]) : 0;
             if (digit == std::string_view::npos)
+            {
                 return std::nullopt;
+            }
             block = block << 6 | static_cast<std::uint32_t>(digit);
         }
         for (unsigned shift : {16u, 8u, 0u})
+        {
             bytes += static_cast<char>(block >> shift & 255);
+        }
     }
     bytes.resize(bytes.size() - padding);
     return bytes;
@@ -140,9 +166,13 @@ std::string PercentEncode(std::string_view bytes, bool keepSlash)
     {
         bool const plain = IsAlphanumeric(c) || std::string_view("-._~").find(c) != std::string_view::npos;
         if (plain || (keepSlash && c == '/'))
+        {
             text += c;
+        }
         else
+        {
             AppendPercent(text, c);
+        }
     }
     return text;
 }
@@ -153,11 +183,17 @@ std::string FormEncode(std::string_view bytes)
     for (char const c : bytes)
     {
         if (c == ' ')
+        {
             text += '+';
+        }
         else if (IsAlphanumeric(c) || std::string_view("-._*/").find(c) != std::string_view::npos)
+        {
             text += c;
+        }
         else
+        {
             AppendPercent(text, c);
+        }
     }
     return text;
 }
@@ -175,7 +211,9 @@ std::optional<std::string> PercentDecode(std::string_view text, bool plusIsSpace
         int const high = i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
         int const low = i + 2 < text.size() ? HexDigit(text[i + 2]) : -1;
         if (high < 0 || low < 0)
+        {
             return std::nullopt;
+        }
         bytes += static_cast<char>(high * 16 + low);
         i += 2;
     }
@@ -189,14 +227,18 @@ bool IsUtf8(std::string_view text)
         auto const first = static_cast<unsigned char>(text[i]);
         int const following = FollowingBytes(first);
         if (following < 0 || i + static_cast<std::size_t>(following) >= text.size())
+        {
             return false;
+        }
         for (int j = 0; j < following; ++j)
         {
             auto const byte = static_cast<unsigned char>(text[++i]);
             bool const overlong = j == 0 && ((first == 0xe0 && byte < 0xa0) || (first == 0xf0 && byte < 0x90));
             bool const beyond = j == 0 && ((first == 0xed && byte > 0x9f) || (first == 0xf4 && byte > 0x8f));
             if ((byte & 0xc0) != 0x80 || overlong || beyond)
+            {
                 return false;
+            }
         }
     }
     return true;
@@ -209,9 +251,13 @@ std::string Latin1ToUtf8(std::string_view bytes)
     {
         auto const byte = static_cast<unsigned char>(c);
         if (byte < 0x80)
+        {
             text += c;
+        }
         else
+        {
             text += {static_cast<char>(0xc0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3f))};
+        }
     }
     return text;
 }
@@ -221,7 +267,9 @@ std::optional<std::uint64_t> ParseNumber(std::string_view text)
     std::uint64_t number = 0;
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     if (text.empty() || error != std::errc() || end != text.data() + text.size())
+    {
         return std::nullopt;
+    }
     return number;
 }
 
@@ -253,13 +301,19 @@ std::optional<time_point_t> ParseIsoTime(std::string const& text)
     std::string_view rest;
     auto const seconds = Parse(text, "%Y-%m-%dT%H:%M:%S", &rest);
     if (!seconds || !rest.ends_with("Z"))
+    {
         return std::nullopt;
+    }
     rest.remove_suffix(1);
     if (rest.empty())
+    {
         return seconds;
+    }
     auto const fraction = rest.size() <= 10 && rest.starts_with(".") ? ParseNumber(rest.substr(1)) : std::nullopt;
     if (!fraction)
+    {
         return std::nullopt;
+    }
     std::string const nanos = (std::string(rest.substr(1)) + "000000000").substr(0, 9);
     return *seconds + std::chrono::nanoseconds(*ParseNumber(nanos));
 }
@@ -276,30 +330,30 @@ std::optional<time_point_t> ParseHttpTime(std::string const& text)
 
 bool GlobMatches(std::string_view glob, std::string_view text)
 {
-    std::size_t g = 0, t = 0, star = std::string_view::npos, resume = 0;
-    while (t < text.size())
+    std::size_t inGlob = 0, inText = 0, star = std::string_view::npos, resume = 0;
+    while (inText < text.size())
     {
-        if (g < glob.size() && glob[g] == '*')
+        if (inGlob < glob.size() && glob[inGlob] == '*')
         {
-            star = g++;
-            resume = t;
+            star = inGlob++;
+            resume = inText;
         }
-        else if (g < glob.size() && (glob[g] == '?' || glob[g] == text[t]))
+        else if (inGlob < glob.size() && (glob[inGlob] == '?' || glob[inGlob] == text[inText]))
         {
-            ++g;
-            ++t;
+            ++inGlob;
+            ++inText;
         }
         else if (star != std::string_view::npos)
         {
-            g = star + 1;
-            t = ++resume;
+            inGlob = star + 1;
+            inText = ++resume;
         }
         else
         {
             return false;
         }
     }
-    return glob.find_first_not_of('*', g) == std::string_view::npos;
+    return glob.find_first_not_of('*', inGlob) == std::string_view::npos;
 }
 
 } // namespace bucketry::simulator

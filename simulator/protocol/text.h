@@ -1,17 +1,20 @@
 #pragma once
 
+#include "bucketry/simulator.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include <bucketry/simulator.h>
-
 namespace bucketry::simulator
 {
 
+/// In lower case as far as letters are ASCII.
 std::string ToLower(std::string_view text);
+/// Two digits in lower case for each byte.
 std::string Hex(std::string_view bytes);
+/// With padding, on one line.
 std::string Base64(std::string_view bytes);
 /// Nothing unless the text is base64 with its padding.
 std::optional<std::string> FromBase64(std::string_view text);
@@ -22,6 +25,7 @@ std::string PercentEncode(std::string_view bytes, bool keepSlash);
 std::string FormEncode(std::string_view bytes);
 /// Nothing if a "%" is not followed by two hex digits.
 std::optional<std::string> PercentDecode(std::string_view text, bool plusIsSpace);
+/// Whether all bytes are valid UTF-8.
 bool IsUtf8(std::string_view text);
 /// Each byte read as one character of Latin-1.
 std::string Latin1ToUtf8(std::string_view bytes);
@@ -33,6 +37,7 @@ std::string IsoTime(time_point_t time);      ///< 2026-03-14T15:09:26.000Z
 std::string IsoSeconds(time_point_t time);   ///< 2026-03-14T15:09:26Z
 std::string IsoBasicTime(time_point_t time); ///< 20260314T150926Z
 std::string HttpTime(time_point_t time);     ///< Sat, 14 Mar 2026 15:09:26 GMT
+// Nothing if the text is no such time.
 std::optional<time_point_t> ParseIsoTime(std::string const& text);
 std::optional<time_point_t> ParseIsoBasicTime(std::string const& text);
 std::optional<time_point_t> ParseHttpTime(std::string const& text);

@@ -1,4 +1,4 @@
-#include "traits.h"
+#include "protocol/traits.h"
 
 namespace bucketry::simulator
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <bucketry/simulator.h>
+#include "bucketry/simulator.h"
 
 namespace bucketry::simulator
 {
@@ -53,6 +53,7 @@ struct STraits
     char const* m_noLockCode = "NoSuchObjectLockConfiguration";
 };
 
+/// The ways of that profile.
 STraits TraitsOf(EProfile profile);
 
 } // namespace bucketry::simulator

@@ -1,10 +1,10 @@
-#include "xml.h"
+#include "protocol/xml.h"
 
-#include <cstring>
+#include "protocol/text.h"
 
 #include <tinyxml2.h>
 
-#include "text.h"
+#include <cstring>
 
 namespace bucketry::simulator
 {
@@ -19,19 +19,33 @@ void AppendEscaped(std::string& out, std::string_view text)
     for (char const c : text)
     {
         if (c == '&')
+        {
             out += "&amp;";
+        }
         else if (c == '<')
+        {
             out += "&lt;";
+        }
         else if (c == '>')
+        {
             out += "&gt;";
+        }
         else if (c == '"')
+        {
             out += "&quot;";
+        }
         else if (static_cast<unsigned char>(c) < 0x10)
+        {
             out += {'&', '#', 'x', digits[c & 15], ';'};
+        }
         else if (static_cast<unsigned char>(c) < 0x20)
+        {
             out += {'&', '#', 'x', '1', digits[c & 15], ';'};
+        }
         else
+        {
             out += c;
+        }
     }
 }
 
@@ -54,7 +68,9 @@ CXmlWriter::CXmlWriter(std::string_view root, std::string_view xmlns)
 {
     m_text.append("<").append(root);
     if (!xmlns.empty())
+    {
         m_text.append(" xmlns=\"").append(xmlns).append("\"");
+    }
     m_text += '>';
 }
 
@@ -83,7 +99,9 @@ CXmlWriter& CXmlWriter::Text(std::string_view name, std::string_view text)
 std::string CXmlWriter::Finish()
 {
     while (!m_open.empty())
+    {
         Close();
+    }
     return std::move(m_text);
 }
 
@@ -93,7 +111,9 @@ CXmlReader::CXmlReader(std::string const& text, std::string_view root)
     bool const isWhole = m_document->Parse(text.data(), text.size()) == tinyxml2::XML_SUCCESS;
     auto const* const element = m_document->RootElement();
     if (!isWhole || element == nullptr || LocalName(element) != root || element->NextSiblingElement() != nullptr)
+    {
         throw MalformedXml();
+    }
 }
 
 CXmlReader::~CXmlReader() = default;
@@ -114,8 +134,12 @@ std::vector<CXmlReader::CElement> CXmlReader::CElement::Children(std::string_vie
     std::vector<CElement> children;
     auto const* child = m_element == nullptr ? nullptr : m_element->FirstChildElement();
     for (; child != nullptr; child = child->NextSiblingElement())
+    {
         if (LocalName(child) == name)
+        {
             children.push_back(CElement(child));
+        }
+    }
     return children;
 }
 
@@ -124,8 +148,12 @@ std::string CXmlReader::CElement::Text() const
     std::string text;
     auto const* node = m_element == nullptr ? nullptr : m_element->FirstChild();
     for (; node != nullptr; node = node->NextSibling())
+    {
         if (auto const* const part = node->ToText())
+        {
             text += part->Value();
+        }
+    }
     return text;
 }
 
@@ -139,7 +167,9 @@ std::string CXmlReader::CElement::Demand(std::string_view name) const
 {
     auto text = TextOf(name);
     if (!text)
+    {
         throw MalformedXml();
+    }
     return std::move(*text);
 }
 
@@ -147,7 +177,9 @@ std::uint64_t CXmlReader::CElement::DemandNumber(std::string_view name) const
 {
     auto const number = ParseNumber(Demand(name));
     if (!number)
+    {
         throw MalformedXml();
+    }
     return *number;
 }
 

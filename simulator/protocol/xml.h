@@ -1,12 +1,12 @@
 #pragma once
 
+#include "store/error.h"
+
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "../store/error.h"
 
 namespace tinyxml2
 {
@@ -17,8 +17,10 @@ class XMLElement;
 namespace bucketry::simulator
 {
 
-constexpr std::string_view S3_NAMESPACE = "http://s3.amazonaws.com/doc/2006-03-01/";
-constexpr std::string_view CONTROL_NAMESPACE = "http://awss3control.amazonaws.com/doc/2018-08-20/";
+/// Of S3's documents.
+constexpr std::string_view S3Namespace = "http://s3.amazonaws.com/doc/2006-03-01/";
+/// Of the documents of batch jobs.
+constexpr std::string_view ControlNamespace = "http://awss3control.amazonaws.com/doc/2018-08-20/";
 
 /// The refusal of a document that isn't what it should be.
 CStoreError MalformedXml();
@@ -29,8 +31,10 @@ class CXmlWriter
 public:
     explicit CXmlWriter(std::string_view root, std::string_view xmlns = {});
 
+    /// Begins an element; Close ends the one that was begun last.
     CXmlWriter& Open(std::string_view name);
     CXmlWriter& Close();
+    /// A whole element with text in it.
     CXmlWriter& Text(std::string_view name, std::string_view text);
     CXmlWriter& Number(std::string_view name, std::uint64_t number) { return Text(name, std::to_string(number)); }
     CXmlWriter& Flag(std::string_view name, bool flag) { return Text(name, flag ? "true" : "false"); }
@@ -50,6 +54,7 @@ public:
     CXmlReader(std::string const& text, std::string_view root);
     ~CXmlReader();
 
+    /// One element of the document; lives as long as the reader.
     class CElement
     {
     public:
@@ -57,6 +62,7 @@ public:
         explicit operator bool() const { return m_element != nullptr; }
         /// An empty element if there is none.
         CElement Child(std::string_view name) const;
+        /// All children of that name, in order.
         std::vector<CElement> Children(std::string_view name) const;
         /// The text of a child; nothing if there is no such child.
         std::optional<std::string> TextOf(std::string_view name) const;
@@ -64,11 +70,13 @@ public:
         std::string Demand(std::string_view name) const;
         /// A child that is a number. Throws CStoreError MalformedXML if it is none or missing.
         std::uint64_t DemandNumber(std::string_view name) const;
+        /// Its own text; empty if it has none.
         std::string Text() const;
 
     private:
         tinyxml2::XMLElement const* m_element;
     };
+    /// The root element.
     CElement Root() const;
 
 private:

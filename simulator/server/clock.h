@@ -1,9 +1,9 @@
 #pragma once
 
+#include "bucketry/simulator.h"
+
 #include <mutex>
 #include <optional>
-
-#include <bucketry/simulator.h>
 
 namespace bucketry::simulator
 {
@@ -12,23 +12,30 @@ namespace bucketry::simulator
 class CClock
 {
 public:
+    /// The store's time.
     time_point_t Now() const
     {
         std::lock_guard const lock(m_mutex);
         return m_fixed ? *m_fixed : std::chrono::system_clock::now() + m_offset;
     }
+    /// Stops the clock at that time.
     void Set(time_point_t now)
     {
         std::lock_guard const lock(m_mutex);
         m_fixed = now;
     }
+    /// Moves the clock, stopped or not.
     void Advance(std::chrono::milliseconds by)
     {
         std::lock_guard const lock(m_mutex);
         if (m_fixed)
+        {
             *m_fixed += by;
+        }
         else
+        {
             m_offset += by;
+        }
     }
 
 private:

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "bucketry/simulator.h"
+
 #include <deque>
 #include <mutex>
-
-#include <bucketry/simulator.h>
 
 namespace bucketry::simulator
 {
@@ -13,18 +13,23 @@ class CRequestLog
 {
 public:
     explicit CRequestLog(std::size_t limit) : m_limit(limit) {}
+    /// Adds a request, and forgets the oldest one beyond the limit.
     void Add(SLoggedRequest request)
     {
         std::lock_guard const lock(m_mutex);
         m_requests.push_back(std::move(request));
         if (m_requests.size() > m_limit)
+        {
             m_requests.pop_front();
+        }
     }
+    /// Forgets all.
     void Clear()
     {
         std::lock_guard const lock(m_mutex);
         m_requests.clear();
     }
+    /// What is known now, oldest first.
     std::vector<SLoggedRequest> Copy() const
     {
         std::lock_guard const lock(m_mutex);

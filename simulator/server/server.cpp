@@ -1,18 +1,17 @@
-#include "server.h"
+#include "server/server.h"
 
-#include <condition_variable>
-#include <list>
-#include <thread>
+#include "protocol/text.h"
 
 #include <boost/asio.hpp>
 #include <boost/asio/ssl.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/ssl.hpp>
-
 #include <sys/socket.h>
 
-#include "../protocol/text.h"
+#include <condition_variable>
+#include <list>
+#include <thread>
 
 namespace bucketry::simulator
 {
@@ -25,10 +24,10 @@ using boost::system::error_code;
 namespace
 {
 
-constexpr std::uint32_t MAX_HEADER_SIZE = 16u * 1024;
-constexpr std::uint64_t BODY_SLACK = 64ull * 1024; ///< beyond the largest object, for chunks and documents
-constexpr std::size_t DRAIN_BLOCK = 64u * 1024;
-constexpr std::uint64_t MAX_DRAINED = 64ull * 1024 * 1024;
+constexpr std::uint32_t MaxHeaderSize = 16u * 1024;
+constexpr std::uint64_t BodySlack = 64ull * 1024; ///< beyond the largest object, for chunks and documents
+constexpr std::size_t DrainBlock = 64u * 1024;
+constexpr std::uint64_t MaxDrained = 64ull * 1024 * 1024;
 
 /// Ends waits when the server stops. Any number of threads.
 class CStopSignal
@@ -75,7 +74,9 @@ public:
     void Run()
     {
         while (ServeOne())
+        {
             ;
+        }
     }
 
 private:
@@ -83,17 +84,21 @@ private:
     bool ServeOne()
     {
         parser_t parser;
-        parser.header_limit(MAX_HEADER_SIZE);
-        parser.body_limit(m_parts.m_options.m_maxPutSize + BODY_SLACK);
+        parser.header_limit(MaxHeaderSize);
+        parser.body_limit(m_parts.m_options.m_maxPutSize + BodySlack);
         error_code error;
         http::read_header(m_stream, m_buffer, parser, error);
         if (error)
+        {
             return RefuseUnreadable(error);
+        }
 
         SExchange exchange = Begin(parser);
         m_stop.WaitFor(exchange.m_hit.m_delay);
         if (!ReadBody(parser, exchange))
+        {
             return false;
+        }
         SResponse const response = Answer(exchange);
         return Send(exchange, response) && parser.get().keep_alive();
     }
@@ -106,7 +111,9 @@ private:
         request.m_target = parser.get().target();
         request.m_isTls = m_isTls;
         for (auto const& field : parser.get())
+        {
             request.m_headers.emplace_back(ToLower(field.name_string()), field.value());
+        }
         exchange.m_route = m_parts.m_service.Route(request);
         exchange.m_hit = m_parts.m_faults.Pick(exchange.m_route);
         return exchange;
@@ -117,21 +124,31 @@ private:
     {
         SFaultHit const& hit = exchange.m_hit;
         if (hit.Is(EFaultAction::CutBeforeBody))
+        {
             return LogCut(exchange);
+        }
         error_code error;
         if (boost::beast::iequals(parser.get()[http::field::expect], "100-continue"))
+        {
             asio::write(m_stream, asio::buffer(std::string_view("HTTP/1.1 100 Continue\r\n\r\n")), error);
+        }
         if (hit.Is(EFaultAction::CutInBody))
         {
             ReadHalf(parser);
             return LogCut(exchange);
         }
         if (!error)
+        {
             http::read(m_stream, m_buffer, parser, error);
+        }
         if (error == http::error::body_limit)
+        {
             return SendLast(exchange, RefusalOf(error));
+        }
         if (error)
+        {
             return LogCut(exchange);
+        }
         exchange.m_request.m_body = std::move(parser.get().body());
         m_bodySize = exchange.m_request.m_body.size();
         return !hit.Is(EFaultAction::CutAfterBody) || LogCut(exchange);
@@ -140,10 +157,12 @@ private:
     void ReadHalf(parser_t& parser)
     {
         std::uint64_t const half = parser.content_length().value_or(0) / 2;
-        std::vector<char> block(DRAIN_BLOCK);
+        std::vector<char> block(DrainBlock);
         error_code error;
         for (std::uint64_t read = m_buffer.size(); read < half && !error;)
+        {
             read += m_stream.read_some(asio::buffer(block), error);
+        }
     }
 
     SResponse Answer(SExchange& exchange)
@@ -158,7 +177,9 @@ private:
             return response;
         }
         if (hit.Is(EFaultAction::Duplicate))
+        {
             service.Handle(exchange.m_request, exchange.m_route);
+        }
         auto const skew = std::chrono::seconds(hit.Is(EFaultAction::ClockSkew) ? hit.m_fault->m_amount : 0);
         // The body is handed on; the rest is still needed to log the request.
         SRequest request = exchange.m_request;
@@ -173,19 +194,27 @@ private:
         bool const isLost = hit.Is(EFaultAction::LostAnswer);
         Log(exchange, isLost ? 0 : response.m_status, response.m_errorCode);
         if (isLost)
+        {
             return false;
+        }
         std::string_view body = response.m_isHead || IsBodiless(response) ? std::string_view() : response.Body();
         auto const amount = hit.m_fault ? hit.m_fault->m_amount : 0;
         if (hit.Is(EFaultAction::TruncateAnswer))
+        {
             body = body.substr(0, amount == 0 ? body.size() / 2 : static_cast<std::size_t>(amount));
+        }
         if (hit.Is(EFaultAction::Stall))
+        {
             body = body.substr(0, static_cast<std::size_t>(amount));
+        }
         std::string const head = Head(response, hit.Is(EFaultAction::WrongLength) ? amount : 0);
         std::array<asio::const_buffer, 2> const parts{asio::buffer(head), asio::buffer(body)};
         error_code error;
         asio::write(m_stream, parts, error);
         if (hit.Is(EFaultAction::Stall))
+        {
             WaitForClose();
+        }
         bool const ends = hit.Is(EFaultAction::TruncateAnswer) || hit.Is(EFaultAction::WrongLength) ||
             hit.Is(EFaultAction::Stall) || hit.Is(EFaultAction::Close);
         return !error && !ends;
@@ -197,7 +226,9 @@ private:
         error_code error;
         std::array<char, 1024> block;
         while (!error)
+        {
             m_stream.read_some(asio::buffer(block), error);
+        }
     }
 
     static bool IsBodiless(SResponse const& response) { return response.m_status == 204 || response.m_status == 304; }
@@ -208,10 +239,14 @@ private:
         head += http::obsolete_reason(static_cast<http::status>(response.m_status));
         head += "\r\n";
         for (auto const& [name, value] : response.m_headers)
+        {
             head.append(name).append(": ").append(value).append("\r\n");
+        }
         auto const length = static_cast<std::int64_t>(response.Body().size()) + wrongBy;
         if (!IsBodiless(response))
+        {
             head += "Content-Length: " + std::to_string(std::max<std::int64_t>(length, 0)) + "\r\n";
+        }
         return head + "\r\n";
     }
 
@@ -242,7 +277,9 @@ private:
         bool const isSyntax = error.category() == make_error_code(http::error::bad_method).category() &&
             error != http::error::end_of_stream && error != http::error::partial_message;
         if (!isSyntax)
+        {
             return false;
+        }
         SExchange exchange;
         exchange.m_request.m_method = "?";
         exchange.m_route.m_operation = "Unknown";
@@ -252,7 +289,9 @@ private:
     static CStoreError RefusalOf(error_code const& error)
     {
         if (error == http::error::body_limit)
+        {
             return {400, "EntityTooLarge", "Your proposed upload exceeds the maximum allowed size"};
+        }
         bool const isTooLong = error == http::error::header_limit;
         return {400, isTooLong ? "RequestHeaderSectionTooLarge" : "BadRequest",
                 "An error occurred when parsing the HTTP request."};
@@ -267,9 +306,11 @@ private:
         Send(exchange, response);
         error_code error;
         boost::beast::get_lowest_layer(m_stream).shutdown(tcp_t::socket::shutdown_send, error);
-        std::vector<char> block(DRAIN_BLOCK);
-        for (std::uint64_t read = 0; read < MAX_DRAINED && !error;)
+        std::vector<char> block(DrainBlock);
+        for (std::uint64_t read = 0; read < MaxDrained && !error;)
+        {
             read += boost::beast::get_lowest_layer(m_stream).read_some(asio::buffer(block), error);
+        }
         return false;
     }
 
@@ -313,10 +354,14 @@ public:
         {
             std::lock_guard const lock(line.m_mutex);
             if (line.m_socket != nullptr)
+            {
                 ::shutdown(line.m_socket->native_handle(), SHUT_RDWR);
+            }
         }
         for (auto& line : m_lines)
+        {
             line.m_thread.join();
+        }
     }
 
     std::uint16_t Port() const { return m_port; }
@@ -338,7 +383,9 @@ private:
             auto socket = std::make_shared<tcp_t::socket>(m_context);
             m_acceptor.accept(*socket, error);
             if (error)
+            {
                 return;
+            }
             RemoveEnded();
             SLine& line = m_lines.emplace_back();
             line.m_socket = socket.get();
@@ -356,7 +403,9 @@ private:
                 isEnded = line->m_socket == nullptr;
             }
             if (isEnded)
+            {
                 line->m_thread.join();
+            }
             line = isEnded ? m_lines.erase(line) : std::next(line);
         }
     }
@@ -366,9 +415,13 @@ private:
         error_code error;
         socket.set_option(tcp_t::no_delay(true), error);
         if (m_isTls)
+        {
             ServeTls(socket);
+        }
         else
+        {
             CConnection<tcp_t::socket>(socket, false, m_parts, m_stop).Run();
+        }
         std::lock_guard const lock(line.m_mutex);
         line.m_socket = nullptr;
         socket.close(error);
@@ -380,7 +433,9 @@ private:
         error_code error;
         stream.handshake(asio::ssl::stream_base::server, error);
         if (!error)
+        {
             CConnection<decltype(stream)>(stream, true, m_parts, m_stop).Run();
+        }
     }
 
     SServerParts const m_parts;

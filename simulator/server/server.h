@@ -1,10 +1,10 @@
 #pragma once
 
-#include <memory>
+#include "faults/faults.h"
+#include "server/log.h"
+#include "server/service.h"
 
-#include "../faults/faults.h"
-#include "log.h"
-#include "service.h"
+#include <memory>
 
 namespace bucketry::simulator
 {
@@ -27,6 +27,7 @@ public:
     /// Ends all connections and joins their threads.
     ~CServer();
 
+    /// Where it listens.
     std::uint16_t Port() const;
 
 private:

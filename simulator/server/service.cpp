@@ -1,9 +1,9 @@
-#include "service.h"
+#include "server/service.h"
+
+#include "operations/call.h"
+#include "protocol/text.h"
 
 #include <stdexcept>
-
-#include "../operations/call.h"
-#include "../protocol/text.h"
 
 namespace bucketry::simulator
 {
@@ -15,13 +15,17 @@ void CheckLength(SRequest const& request, STraits const& traits)
 {
     bool const isStreamed = request.Header("x-amz-content-sha256").starts_with("STREAMING-");
     if (request.HasHeader("transfer-encoding") && !isStreamed && !traits.m_refusesChunkedWith411)
+    {
         throw CStoreError(501, "NotImplemented", "A header you provided implies functionality that is not implemented")
             .With("Header", "Transfer-Encoding");
+    }
     bool const needsLength = request.m_method == "PUT" || (request.m_method == "POST" && traits.m_demandsLengthAlways);
     bool const hasLength =
         request.HasHeader("content-length") || (request.HasHeader("transfer-encoding") && isStreamed);
     if ((needsLength && !hasLength) || (request.HasHeader("transfer-encoding") && traits.m_refusesChunkedWith411))
+    {
         throw CStoreError(411, "MissingContentLength", "You must provide the Content-Length HTTP header.");
+    }
 }
 
 bool IsOfOtherService(SRoute const& route)
@@ -55,9 +59,13 @@ CService::CService(SSimulatorOptions const& options, CClock const& clock)
 {
     m_traits.m_maxSkew = options.m_maxSkew;
     if (options.m_unsignedPayloadOverHttp)
+    {
         m_traits.m_takesUnsignedPayloadOverHttp = *options.m_unsignedPayloadOverHttp;
+    }
     for (auto const& key : options.m_accessKeys)
+    {
         AddAccessKey(key);
+    }
 }
 
 SRoute CService::Route(SRequest& request)
@@ -98,7 +106,7 @@ void CService::Finish(SResponse& response, SRequest const& request, std::chrono:
     response.Add("Date", HttpTime(m_clock.Now() + skew));
     response.Add("Server", "bucketry-simulator");
     response.Add("x-amz-request-id", request.m_id);
-    response.Add("x-amz-id-2", HOST_ID);
+    response.Add("x-amz-id-2", HostId);
     response.m_isHead = request.m_method == "HEAD";
 }
 
@@ -131,8 +139,10 @@ std::string CService::ExpectedRegion(SRoute const& route, SRequest const& reques
     {
         CStoreError redirect = Redirected(*bucket);
         if (bucket->m_redirect == ERedirect::Temporary)
+        {
             redirect.m_headers.emplace_back(
                 "Location", (request.m_isTls ? "https://" : "http://") + bucket->m_redirectEndpoint + request.m_target);
+        }
         throw redirect;
     }
     return bucket == nullptr || isElsewhere ? m_options.m_region : bucket->m_region;
@@ -155,7 +165,9 @@ void CService::AddBucket(std::string const& name, SBucketOptions const& options)
 {
     std::lock_guard const lock(m_storeMutex);
     if (m_store.FindBucket(name) != nullptr)
+    {
         throw std::invalid_argument("There is a bucket " + name + " already.");
+    }
     SBucket& bucket = m_store.AddBucket(name);
     bucket.m_region = options.m_region.empty() ? m_options.m_region : options.m_region;
     bucket.m_created = m_clock.Now();
@@ -163,7 +175,9 @@ void CService::AddBucket(std::string const& name, SBucketOptions const& options)
     bucket.m_versioning = options.m_versioning || options.m_objectLock ? EVersioning::Enabled : EVersioning::Off;
     bucket.m_defaultCompliance = options.m_defaultRetentionMode == "COMPLIANCE";
     if (options.m_defaultRetentionDays > 0)
+    {
         bucket.m_defaultDays = options.m_defaultRetentionDays;
+    }
     bucket.m_redirect = options.m_redirect;
     bucket.m_redirectEndpoint = options.m_redirectEndpoint;
 }

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "operations/jobs.h"
+#include "operations/metadata.h"
+#include "protocol/route.h"
+#include "server/clock.h"
+
 #include <atomic>
 #include <map>
 #include <mutex>
-
-#include "../operations/jobs.h"
-#include "../operations/metadata.h"
-#include "../protocol/route.h"
-#include "clock.h"
 
 namespace bucketry::simulator
 {
@@ -27,7 +27,9 @@ public:
     /// Adds the headers that every answer has.
     void Finish(SResponse& response, SRequest const& request, std::chrono::seconds skew = {}) const;
 
+    /// Throws std::invalid_argument if there is such a bucket already.
     void AddBucket(std::string const& name, SBucketOptions const& options);
+    /// As CSimulator has them.
     void AddAccessPoint(SAccessPoint const& accessPoint);
     void AddAccessKey(SAccessKey const& key);
     void SetJobScript(std::vector<std::string> statuses, std::chrono::milliseconds each);
@@ -38,7 +40,9 @@ public:
         std::lock_guard const lock(m_storeMutex);
         SBucket* const bucket = m_store.FindBucket(name);
         if (bucket == nullptr)
+        {
             throw std::invalid_argument("There is no bucket " + name + ".");
+        }
         return use(*bucket);
     }
 

@@ -1,6 +1,8 @@
-#include <algorithm>
+#include "bucketry/simulator.h"
 
-#include "server.h"
+#include "server/server.h"
+
+#include <algorithm>
 
 namespace bucketry::simulator
 {
@@ -14,7 +16,9 @@ struct CSimulator::SState
           m_server(Parts(), m_options.m_port, IsTls())
     {
         if (IsTls() && m_options.m_alsoPlain)
+        {
             m_plain.emplace(Parts(), std::uint16_t{0}, false);
+        }
     }
 
     bool IsTls() const { return !m_options.m_certificateFile.empty(); }
@@ -131,7 +135,9 @@ std::size_t CSimulator::VersionCount(std::string const& bucket) const
                                         {
                                             std::size_t count = 0;
                                             for (auto const& object : found.m_objects)
+                                            {
                                                 count += object.second.size();
+                                            }
                                             return count;
                                         });
 }
@@ -149,7 +155,9 @@ std::optional<std::string> CSimulator::ObjectContent(std::string const& bucket, 
                                         {
                                             SVersion const* const version = found.Find(key, versionId);
                                             if (version == nullptr || version->m_isDeleteMarker)
+                                            {
                                                 return std::nullopt;
+                                            }
                                             return *version->m_data;
                                         });
 }
@@ -161,7 +169,9 @@ void CSimulator::SetArchiveTier(std::string const& bucket, std::string const& ke
                                  {
                                      SVersion* const version = found.Newest(key);
                                      if (version == nullptr || version->m_isDeleteMarker)
+                                     {
                                          throw std::invalid_argument("There is no object " + key + ".");
+                                     }
                                      version->m_archiveTier = tier;
                                      version->m_restore.reset();
                                  });
@@ -175,8 +185,12 @@ void CSimulator::SetJobScript(std::vector<std::string> statuses, std::chrono::mi
 std::string SLoggedRequest::Header(std::string const& name) const
 {
     for (auto const& [header, value] : m_headers)
+    {
         if (header == name)
+        {
             return value;
+        }
+    }
     return {};
 }
 

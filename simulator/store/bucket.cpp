@@ -1,4 +1,4 @@
-#include "bucket.h"
+#include "store/bucket.h"
 
 #include <algorithm>
 #include <array>
@@ -9,22 +9,24 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::string_view ID_DIGITS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._";
-constexpr std::size_t SEQUENCE_DIGITS = 11; // six bits each
-constexpr std::uint64_t SEQUENCE_MASK = 0x5deece66d1b3a497;
+constexpr std::string_view IdDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._";
+constexpr std::size_t SequenceDigits = 11; // six bits each
+constexpr std::uint64_t SequenceMask = 0x5deece66d1b3a497;
 
 /// An id that looks random and is the same in every run; its first digits hold the sequence.
 std::string MakeId(std::uint64_t sequence, std::size_t length)
 {
-    std::uint64_t bits = sequence ^ SEQUENCE_MASK;
+    std::uint64_t bits = sequence ^ SequenceMask;
     std::string id;
-    for (std::size_t i = 0; i < SEQUENCE_DIGITS; ++i, bits >>= 6)
-        id += ID_DIGITS[bits & 63];
+    for (std::size_t i = 0; i < SequenceDigits; ++i, bits >>= 6)
+    {
+        id += IdDigits[bits & 63];
+    }
     std::uint64_t state = sequence;
     while (id.size() < length)
     {
         state = state * 6364136223846793005u + 1442695040888963407u;
-        id += ID_DIGITS[state >> 58];
+        id += IdDigits[state >> 58];
     }
     return id;
 }
@@ -61,10 +63,14 @@ SVersion* SBucket::Newest(std::string const& key)
 SVersion* SBucket::Find(std::string const& key, std::string const& versionId)
 {
     if (versionId.empty())
+    {
         return Newest(key);
+    }
     auto const found = m_objects.find(key);
     if (found == m_objects.end())
+    {
         return nullptr;
+    }
     auto const version = FindIn(found->second, versionId);
     return version == found->second.end() ? nullptr : &*version;
 }
@@ -73,17 +79,21 @@ SUpload& SBucket::Upload(std::string const& key, std::string const& uploadId)
 {
     auto const found = m_uploads.find(uploadId);
     if (found == m_uploads.end() || found->second.m_key != key)
+    {
         throw CStoreError(404, "NoSuchUpload",
                           "The specified upload does not exist. The upload ID may be invalid, or the upload may have "
                           "been aborted or completed.")
             .With("UploadId", uploadId);
+    }
     return found->second;
 }
 
 SBucket& CStore::Bucket(std::string const& name)
 {
     if (SBucket* const bucket = FindBucket(name))
+    {
         return *bucket;
+    }
     throw CStoreError(404, "NoSuchBucket", "The specified bucket does not exist").With("BucketName", name);
 }
 
@@ -111,7 +121,9 @@ SVersion& CStore::Write(SBucket& bucket, std::string const& key, SVersion versio
     version.m_id = bucket.m_versioning == EVersioning::Enabled ? VersionId(m_sequence) : "null";
     auto& versions = bucket.m_objects[key];
     if (version.m_id == "null")
+    {
         std::erase_if(versions, [](SVersion const& v) { return v.m_id == "null"; });
+    }
     return versions.emplace_back(std::move(version));
 }
 
@@ -127,15 +139,21 @@ CStore::SDeleted CStore::Delete(SBucket& bucket, std::string const& key, std::st
     }
     auto const found = bucket.m_objects.find(key);
     if (found == bucket.m_objects.end())
+    {
         return {.m_existed = false, .m_versionId = versionId};
+    }
     auto const version = FindIn(found->second, versionId.empty() ? "null" : versionId);
     if (version == found->second.end())
+    {
         return {.m_existed = false, .m_versionId = versionId};
+    }
     CheckDeletable(version->m_attributes.m_lock, bypassGovernance, now);
     SDeleted deleted{.m_isDeleteMarker = version->m_isDeleteMarker, .m_versionId = versionId};
     found->second.erase(version);
     if (found->second.empty())
+    {
         bucket.m_objects.erase(found);
+    }
     return deleted;
 }
 
@@ -152,11 +170,15 @@ std::string CStore::VersionId(std::uint64_t sequence)
 std::optional<std::uint64_t> CStore::SequenceOf(std::string const& versionId)
 {
     std::uint64_t bits = 0;
-    for (std::size_t i = std::min(SEQUENCE_DIGITS, versionId.size()); i-- > 0;)
-        bits = bits << 6 | (ID_DIGITS.find(versionId[i]) & 63);
-    std::uint64_t const sequence = bits ^ SEQUENCE_MASK;
+    for (std::size_t i = std::min(SequenceDigits, versionId.size()); i-- > 0;)
+    {
+        bits = bits << 6 | (IdDigits.find(versionId[i]) & 63);
+    }
+    std::uint64_t const sequence = bits ^ SequenceMask;
     if (versionId != VersionId(sequence))
+    {
         return std::nullopt;
+    }
     return sequence;
 }
 
@@ -164,26 +186,36 @@ void CheckDeletable(SLock const& lock, bool bypassGovernance, time_point_t now)
 {
     bool const retained = lock.m_retention && lock.m_retention->IsActive(now);
     if (lock.m_legalHold || (retained && (lock.m_retention->m_compliance || !bypassGovernance)))
+    {
         ThrowLocked();
+    }
 }
 
 void CheckRetentionChange(SLock const& lock, std::optional<SRetention> const& wanted, bool bypassGovernance,
                           time_point_t now)
 {
     if (!lock.m_retention || !lock.m_retention->IsActive(now))
+    {
         return;
+    }
     bool const extends = wanted && wanted->m_until >= lock.m_retention->m_until;
     bool const sameMode = wanted && wanted->m_compliance == lock.m_retention->m_compliance;
     if (extends && sameMode)
+    {
         return;
+    }
     if (lock.m_retention->m_compliance || !bypassGovernance)
+    {
         ThrowLocked();
+    }
 }
 
 std::optional<SRetention> DefaultRetention(SBucket const& bucket, time_point_t now)
 {
     if (!bucket.m_defaultDays)
+    {
         return std::nullopt;
+    }
     return SRetention{bucket.m_defaultCompliance, now + std::chrono::hours(24) * *bucket.m_defaultDays};
 }
 

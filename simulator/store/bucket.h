@@ -1,5 +1,9 @@
 #pragma once
 
+#include "store/error.h"
+
+#include "bucketry/simulator.h"
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -7,15 +11,13 @@
 #include <string>
 #include <vector>
 
-#include <bucketry/simulator.h>
-
-#include "error.h"
-
 namespace bucketry::simulator
 {
 
+/// Bytes that versions, parts and answers share.
 using blob_t = std::shared_ptr<std::string const>;
 
+/// Until when a version is kept, and how strictly.
 struct SRetention
 {
     bool m_compliance = false;
@@ -24,6 +26,7 @@ struct SRetention
     bool IsActive(time_point_t now) const { return m_until > now; }
 };
 
+/// What keeps a version from being deleted.
 struct SLock
 {
     std::optional<SRetention> m_retention;
@@ -49,6 +52,7 @@ struct SAttributes
     SLock m_lock;
 };
 
+/// One version of an object, or a delete marker.
 struct SVersion
 {
     std::uint64_t m_sequence = 0; ///< grows with each write to the store
@@ -64,10 +68,12 @@ struct SVersion
     std::optional<SRestore> m_restore;
     std::string m_archiveTier; ///< of intelligent tiering
 
+    /// Whether it has to be restored before it can be read.
     bool IsArchived() const;
     bool IsReadable(time_point_t now) const;
 };
 
+/// One part of a multipart upload.
 struct SPart
 {
     blob_t m_data;
@@ -76,6 +82,7 @@ struct SPart
     time_point_t m_modified;
 };
 
+/// A multipart upload that is under way.
 struct SUpload
 {
     std::string m_key{};
@@ -86,6 +93,7 @@ struct SUpload
     std::map<unsigned, SPart> m_parts{};
 };
 
+/// The bucket's versioning as its configuration tells it.
 enum class EVersioning
 {
     Off,
@@ -93,6 +101,7 @@ enum class EVersioning
     Suspended
 };
 
+/// A bucket with all that is in it.
 struct SBucket
 {
     /// Versions of one key, oldest first; never empty.
@@ -115,6 +124,7 @@ struct SBucket
     SVersion* Newest(std::string const& key);
     /// Without an id the newest. Null if there is none.
     SVersion* Find(std::string const& key, std::string const& versionId);
+    /// Throws CStoreError NoSuchUpload unless the upload is of that key.
     SUpload& Upload(std::string const& key, std::string const& uploadId);
 };
 
@@ -128,7 +138,9 @@ public:
     std::optional<std::chrono::seconds> RestoreTime() const { return m_restoreTime; }
     /// Throws CStoreError NoSuchBucket.
     SBucket& Bucket(std::string const& name);
+    /// Null if there is none.
     SBucket* FindBucket(std::string const& name);
+    /// An empty bucket; one that is there stays as it is.
     SBucket& AddBucket(std::string const& name);
     void RemoveBucket(std::string const& name);
     std::map<std::string, SBucket> const& Buckets() const { return m_buckets; }

@@ -8,6 +8,7 @@
 namespace bucketry::simulator
 {
 
+/// Names with values, in order.
 using pairs_t = std::vector<std::pair<std::string, std::string>>;
 
 /// A refusal in the store's words: the status, the code, and what else the error document and the headers say.
@@ -19,11 +20,13 @@ public:
     {
     }
 
+    /// Adds an element to the error document.
     CStoreError&& With(std::string element, std::string value) &&
     {
         m_elements.emplace_back(std::move(element), std::move(value));
         return std::move(*this);
     }
+    /// Adds a header to the answer.
     CStoreError&& Header(std::string name, std::string value) &&
     {
         m_headers.emplace_back(std::move(name), std::move(value));

@@ -1,4 +1,4 @@
-#include "listing.h"
+#include "store/listing.h"
 
 #include <algorithm>
 
@@ -8,7 +8,9 @@ namespace bucketry::simulator
 std::string CommonPrefix(SListing const& listing, std::string const& key)
 {
     if (listing.m_delimiter.empty())
+    {
         return {};
+    }
     auto const found = key.find(listing.m_delimiter, listing.m_prefix.size());
     return found == std::string::npos ? std::string() : key.substr(0, found + listing.m_delimiter.size());
 }
@@ -16,9 +18,13 @@ std::string CommonPrefix(SListing const& listing, std::string const& key)
 std::string AfterPrefix(std::string prefix)
 {
     while (!prefix.empty() && static_cast<unsigned char>(prefix.back()) == 255)
+    {
         prefix.pop_back();
+    }
     if (!prefix.empty())
+    {
         ++prefix.back();
+    }
     return prefix;
 }
 
@@ -29,7 +35,9 @@ SPage<SVersion> ListObjects(SBucket const& bucket, SListing const& listing)
         [](std::string const&, SBucket::versions_t const& versions, auto const& take)
         {
             if (!versions.back().m_isDeleteMarker)
+            {
                 take(versions.back());
+            }
         });
 }
 
@@ -40,16 +48,22 @@ SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, std
     if (versionMarker == "null")
     {
         if (markerKey != bucket.m_objects.end())
+        {
             for (auto const& version : markerKey->second)
+            {
                 before = version.m_id == "null" ? version.m_sequence : before;
+            }
+        }
     }
     else if (!versionMarker.empty())
     {
         auto const sequence = CStore::SequenceOf(versionMarker);
         if (!sequence)
+        {
             throw CStoreError(400, "InvalidArgument", "Invalid version id specified")
                 .With("ArgumentName", "version-id-marker")
                 .With("ArgumentValue", versionMarker);
+        }
         before = *sequence;
     }
     return ListMap<decltype(bucket.m_objects), SVersion>(
@@ -58,8 +72,12 @@ SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, std
         {
             bool const isMarker = key == listing.m_marker;
             for (auto version = versions.rbegin(); version != versions.rend(); ++version)
+            {
                 if (!(isMarker && version->m_sequence >= before) && !take(*version))
+                {
                     return;
+                }
+            }
         });
 }
 
@@ -67,11 +85,15 @@ SUploadPage ListUploads(SBucket const& bucket, SListing const& listing, std::str
 {
     std::map<std::string, std::vector<SListedUpload>> byKey;
     for (auto const& [id, upload] : bucket.m_uploads)
+    {
         byKey[upload.m_key].push_back({id, &upload});
+    }
     for (auto& [key, uploads] : byKey)
+    {
         std::sort(uploads.begin(), uploads.end(),
                   [](SListedUpload const& a, SListedUpload const& b)
                   { return std::pair(a.m_upload->m_initiated, a.m_id) < std::pair(b.m_upload->m_initiated, b.m_id); });
+    }
 
     auto const page = ListMap<decltype(byKey), SListedUpload>(
         byKey, listing, !uploadMarker.empty(),
@@ -81,7 +103,9 @@ SUploadPage ListUploads(SBucket const& bucket, SListing const& listing, std::str
             for (auto const& upload : uploads)
             {
                 if (!skips && !take(upload))
+                {
                     return;
+                }
                 skips = skips && upload.m_id != uploadMarker;
             }
         });
@@ -91,9 +115,13 @@ SUploadPage ListUploads(SBucket const& bucket, SListing const& listing, std::str
     for (auto const& item : page.m_items)
     {
         if (item.m_entry == nullptr)
+        {
             result.m_prefixes.push_back(item.m_name);
+        }
         else
+        {
             result.m_uploads.push_back(*item.m_entry);
+        }
         result.m_nextKey = item.m_name;
         result.m_nextUpload = item.m_entry == nullptr ? std::string() : item.m_entry->m_id;
     }

@@ -1,14 +1,15 @@
 #pragma once
 
+#include "store/bucket.h"
+
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "bucket.h"
-
 namespace bucketry::simulator
 {
 
+/// What a listing asks for.
 struct SListing
 {
     std::string m_prefix;
@@ -25,6 +26,7 @@ struct SListed
     TEntry const* m_entry = nullptr; ///< null for a common prefix
 };
 
+/// One page of a listing.
 template <class TEntry>
 struct SPage
 {
@@ -44,7 +46,9 @@ SPage<TEntry> ListMap(TMap const& map, SListing const& listing, bool includeMark
 {
     SPage<TEntry> page;
     if (listing.m_maxKeys == 0)
+    {
         return page;
+    }
     auto const& start = std::max(listing.m_marker, listing.m_prefix);
     auto at = map.lower_bound(start);
     while (at != map.end() && at->first.starts_with(listing.m_prefix))
@@ -56,22 +60,34 @@ SPage<TEntry> ListMap(TMap const& map, SListing const& listing, bool includeMark
         {
             page.m_isTruncated = page.m_items.size() == listing.m_maxKeys;
             if (!page.m_isTruncated)
+            {
                 page.m_items.push_back({prefix.empty() ? at->first : prefix, prefix.empty() ? &entry : nullptr});
+            }
             return !page.m_isTruncated && prefix.empty();
         };
         std::size_t const before = page.m_items.size();
         if (!isPast)
+        {
             visit(at->first, at->second, take);
+        }
         if (page.m_isTruncated)
+        {
             return page;
+        }
         bool const skipPrefix = !prefix.empty() && (isPast || page.m_items.size() > before);
         std::string const next = skipPrefix ? AfterPrefix(prefix) : std::string();
         if (skipPrefix && next.empty())
+        {
             return page;
+        }
         if (skipPrefix)
+        {
             at = map.lower_bound(next);
+        }
         else
+        {
             ++at;
+        }
     }
     return page;
 }
@@ -82,12 +98,13 @@ SPage<SVersion> ListObjects(SBucket const& bucket, SListing const& listing);
 /// marker's key. Throws CStoreError if the marker was never a version id.
 SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, std::string const& versionMarker);
 
+/// One line of a page of uploads.
 struct SListedUpload
 {
     std::string m_id;
     SUpload const* m_upload = nullptr;
 };
-/// Uploads by key, then by age. With an upload marker the page goes on behind that upload of the marker's key.
+/// One page of uploads, and where the next one begins.
 struct SUploadPage
 {
     std::vector<SListedUpload> m_uploads{};
@@ -95,6 +112,7 @@ struct SUploadPage
     std::string m_nextKey, m_nextUpload{};
     bool m_isTruncated = false;
 };
+/// Uploads by key, then by age. With an upload marker the page goes on behind that upload of the marker's key.
 SUploadPage ListUploads(SBucket const& bucket, SListing const& listing, std::string const& uploadMarker);
 
 } // namespace bucketry::simulator

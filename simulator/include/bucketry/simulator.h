@@ -1,5 +1,7 @@
 #pragma once
 
+#include "bucketry/base/export.h"
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -9,8 +11,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-#include <bucketry/base/export.h>
 
 /// An S3 store in memory behind a real HTTP socket on loopback, for tests of programs that talk to such stores.
 namespace bucketry::simulator
@@ -195,7 +195,8 @@ public:
     void AddAccessPoint(SAccessPoint const& accessPoint);
     void AddAccessKey(SAccessKey const& key);
 
-    /// Stops the clock at that time; only AdvanceClock moves it from there. Before the first call it follows the system's.
+    /// Stops the clock at that time; only AdvanceClock moves it from there. Before the first call it follows the
+    /// system's.
     void SetClock(time_point_t now);
     void AdvanceClock(std::chrono::milliseconds by);
     time_point_t Now() const;
@@ -222,9 +223,10 @@ public:
     /// Puts the newest version into an archive tier of intelligent tiering: ARCHIVE_ACCESS or DEEP_ARCHIVE_ACCESS.
     void SetArchiveTier(std::string const& bucket, std::string const& key, std::string const& tier);
 
-    /// The states that new batch jobs go through; the last one stays. Each lasts so long by the simulator's clock, or with
-    /// 0 until the next question. By default New, Preparing, Active, Complete. The manifest is read when New is over: one
-    /// that cannot be used makes the job Failed. With Complete the restores are asked for, and the report is written.
+    /// The states that new batch jobs go through; the last one stays. Each lasts so long by the simulator's clock, or
+    /// with 0 until the next question. By default New, Preparing, Active, Complete. The manifest is read when New is
+    /// over: one that cannot be used makes the job Failed. With Complete the restores are asked for, and the report is
+    /// written.
     void SetJobScript(std::vector<std::string> statuses, std::chrono::milliseconds each = {});
 
 private:
