@@ -14,6 +14,3 @@ set(BUCKETRY_PUBLIC_LIBS Boost::headers Boost::thread Boost::chrono Threads::Thr
 if(BUCKETRY_TESTS)
     find_package(GTest REQUIRED)
 endif()
-if(BUCKETRY_BENCH)
-    find_package(benchmark REQUIRED)
-endif()

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# inside.sh TREE BUILD COMPILER [OPTION...]: the source as part of another project, in the two ways that CMake has.
+. "$(dirname "$0")/hosts.sh"
+source_of_its_own
+for fetched in OFF ON; do
+    # The generator that runs the compiler in the folder of the library's build, and not in the one around it: see hosts.sh.
+    quietly cmake -G "Unix Makefiles" -S "$tree/tests/package/around" -B "$work/around" -D "SOURCE=$work/tree" \
+        -D "BINARY=$work/tree/$inside" -D FETCHED="$fetched" -D BUCKETRY_CCACHE=ON "${like[@]}"
+    quietly cmake --build "$work/around" -j 2
+    prints_greeting "$work/around/consumer"
+    quietly cmake --install "$work/around" --prefix "$work/prefix"
+    [[ $(find "$work/prefix" -type f) == "$work/prefix/around/CMakeLists.txt" ]]
+    rm -rf "$work/around" "$work/prefix" "${work:?}/tree/$inside"
+done
