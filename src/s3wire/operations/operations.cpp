@@ -2,9 +2,9 @@
 
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/codec/digest.h"
+#include "s3wire/codec/http_date.h"
 #include "s3wire/operations/download.h"
 #include "s3wire/operations/part_copy.h"
-#include "s3wire/sending/retry.h"
 
 #include <utility>
 
