@@ -7,7 +7,7 @@
 
 #include "bucketry/base/logging.h"
 
-#include "locks/lock_timing.h"
+#include "locks/timing.h"
 #include "support/memory_client.h"
 
 #include <cstdio>
@@ -71,11 +71,12 @@ void BareCalls(CMemoryClient& client, ICloudClient::bufs_t const& record)
 void Measure(bool versioned, int rounds)
 {
     CMemoryClient client(std::make_shared<CMemoryStore>(versioned));
-    auto const timing = std::make_shared<locks::SLockTiming>();
+    auto const timing = std::make_shared<locks::details::SLockTiming>();
     timing->m_sleep = [](int) {};
+    locks::details::OverrideTiming(timing);
     synch::completion_port_t port;
     auto const record = Record().Serialize();
-    locks::CCloudOptimisticLock lock(client, "f", {}, client.GetServerTime(), timing);
+    locks::CCloudOptimisticLock lock(client, "f", {}, client.GetServerTime());
     auto const repeat = [&](auto&& work)
     {
         return bench::CostOf(

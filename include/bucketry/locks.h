@@ -6,11 +6,7 @@
 #include "bucketry/base/guid.h"
 #include "bucketry/base/sync.h"
 
-#include <boost/thread/mutex.hpp>
-
-#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -63,8 +59,6 @@ public:
 namespace bucketry::locks
 {
 
-struct SLockTiming;
-
 /// One holder or contender, as it is stored: an XML element "SLockInfo" without children, all fields as attributes.
 struct BUCKETRY_API SLockInfo
 {
@@ -107,9 +101,6 @@ public:
     /// \param serverTime  the clock of every validity decision, as ICloudClient::GetServerTime gives it; not null
     CCloudOptimisticLock(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
                          std::shared_ptr<CServerTime> serverTime);
-    /// With pauses, a random number and a monotonic clock of the caller's.
-    CCloudOptimisticLock(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
-                         std::shared_ptr<CServerTime> serverTime, std::shared_ptr<SLockTiming const> timing);
     CCloudOptimisticLock(CCloudOptimisticLock const&) = delete;
     CCloudOptimisticLock& operator=(CCloudOptimisticLock const&) = delete;
     /// Releases; a failure is logged, and the objects then stay until they run out. Waits for the keep-alive thread.
@@ -139,41 +130,8 @@ public:
     guid::guid_t GetLockId() const override;
 
 private:
-    struct SAttempt;
-    struct SDeclared;
-
-    void TryLockImpl(int timeoutMsec, synch::completion_port_t& port, std::string& error);
-    bool BackOffFromHolder(SAttempt& attempt, synch::completion_port_t& port);
-    std::optional<SDeclared> DeclareAndTry(SLockInfo const& me);
-    bool IsStillAlone(SDeclared const& written, SLockInfo const& me);
-    void Withdraw(SDeclared const& written);
-    void TakeLock(SDeclared const& written, SLockInfo const& me);
-
-    std::optional<SLockInfo> TryGetLatestVersion(std::string const& name);
-    SLockInfo GetLatestVersion(std::string const& name);
-    std::string Put(std::string const& name, SLockInfo const& info);
-    void DeleteExactVersion(std::string const& name, std::string const& version);
-    bool IsAnotherValidLock(std::optional<SLockInfo> const& found, SLockInfo const& me) const;
-    bool IsTaken(std::string const& name, SLockInfo const& me);
-    datetime::CDateTime GetValidTimeUtc() const;
-    SLockInfo MakeInfo() const;
-    std::string PathOf(std::string const& name) const;
-    void ControlledSleep(synch::completion_port_t& port, int msec) const;
-    void CleanupOldLockObjVersions(std::size_t keepCount);
-    int KeepAlivePass(SLockInfo& me);
-    void KeepAliveProc();
-
-    ICloudClient& m_client; ///< not owned
-    std::string const m_folder;
-    SCloudLockParams const m_params;
-    std::string const m_lockId;
-    bool m_locked = false;                  ///< the owner's thread only
-    boost::mutex m_mutex;                   ///< guards a keep-alive pass against a release
-    std::deque<std::string> m_lockVersions; ///< guarded by m_mutex while the thread runs; the oldest first
-    std::shared_ptr<CServerTime> const m_serverTime;
-    std::shared_ptr<SLockTiming const> const m_timing;
-    posix::posix_manual_reset_event_t m_stopEvent{false};
-    std::shared_ptr<synch::thread_adapter_t> m_keepAliveThread; ///< the last member: joined before the others go
+    class CImpl;
+    std::unique_ptr<CImpl> const m_impl;
 };
 
 /// Told by a read-write lock's thread that somebody who waits asks this holder to stop. The host implements it.

@@ -2,18 +2,24 @@
 #include "bucketry/client.h"
 #include "bucketry/locks.h"
 
-#include "lock_timing.h"
+#include "keep_alive.h"
+#include "stored_records.h"
+#include "timing.h"
 
 #include <algorithm>
 #include <utility>
 
 #include <boost/thread/lock_guard.hpp>
+#include <boost/thread/mutex.hpp>
 
 namespace bucketry::locks
 {
 
 namespace
 {
+
+using details::EPass;
+using details::SLockTiming;
 
 constexpr auto DeclareName = "declare";
 constexpr auto TryName = "try";
@@ -25,16 +31,23 @@ constexpr int MaxBackOffMsec = 60000;
 constexpr int RetryPauseMsec = 1000;
 constexpr int RetrySpreadMsec = 2000;
 constexpr int MaxSleepSliceMsec = 2000;
-constexpr int FailedKeepAlivePauseMsec = 5000;
 constexpr int MinKeepAliveMsec = 10000;
+constexpr int JoinLimitMsec = 60000;
 
-constexpr unsigned short StatusNotFound = 404;
-
-std::shared_ptr<SLockTiming const> DefaultTiming()
+/// What one acquisition carries from attempt to attempt.
+struct SAttempt
 {
-    static auto const timing = std::make_shared<SLockTiming const>();
-    return timing;
-}
+    SLockInfo m_me;
+    std::string m_reason{}; ///< of the holder that the last attempt saw
+    int m_backOffMsec = FirstBackOffMsec;
+};
+
+/// The versions that one attempt has written.
+struct SDeclared
+{
+    std::string m_declareVersion;
+    std::string m_tryVersion;
+};
 
 std::shared_ptr<synch::completion_port_t> PortOrNew(std::shared_ptr<synch::completion_port_t> port)
 {
@@ -49,36 +62,50 @@ std::string NotObtained(std::string const& reason)
 
 } // namespace
 
-/// What one acquisition carries from attempt to attempt.
-struct CCloudOptimisticLock::SAttempt
+/// The protocol. docs/locks/README.md tells its steps and what they promise.
+class CCloudOptimisticLock::CImpl
 {
-    SLockInfo m_me;
-    std::string m_reason{}; ///< of the holder that the last attempt saw
-    int m_backOffMsec = FirstBackOffMsec;
+public:
+    CImpl(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
+          std::shared_ptr<CServerTime> serverTime);
+
+    void TryLock(int timeoutMsec, synch::completion_port_t& port, std::string& error);
+    void Unlock();
+
+    std::string const m_folder;
+    std::string const m_lockId;
+
+private:
+    bool BackOffFromHolder(SAttempt& attempt, synch::completion_port_t& port) const;
+    std::optional<SDeclared> DeclareAndTry(SLockInfo const& me) const;
+    bool IsStillAlone(SDeclared const& written, SLockInfo const& me) const;
+    void Withdraw(SDeclared const& written) const;
+    void TakeLock(SDeclared const& written, SLockInfo const& me);
+    EPass KeepAlivePass(SLockInfo& me);
+
+    std::optional<SLockInfo> TryGetLatestVersion(std::string const& name) const;
+    std::string Put(std::string const& name, SLockInfo const& info) const;
+    bool IsAnotherValidLock(std::optional<SLockInfo> const& found, SLockInfo const& me) const;
+    bool IsTaken(std::string const& name, SLockInfo const& me) const;
+    datetime::CDateTime GetValidTimeUtc() const;
+    SLockInfo MakeInfo() const;
+    void ControlledSleep(synch::completion_port_t& port, int msec) const;
+
+    SCloudLockParams const m_params;
+    std::shared_ptr<CServerTime> const m_serverTime;
+    std::shared_ptr<SLockTiming const> const m_timing = details::CurrentTiming();
+    details::CStoredRecords const m_records;
+    bool m_locked = false;                  ///< the owner's thread only
+    boost::mutex m_mutex;                   ///< guards a keep-alive pass against a release
+    std::deque<std::string> m_lockVersions; ///< guarded by m_mutex while the thread runs; the oldest first
+    details::CKeepAlive m_keepAlive;        ///< the last member: its thread uses the others
 };
 
-/// The versions that one attempt has written.
-struct CCloudOptimisticLock::SDeclared
-{
-    std::string m_declareVersion;
-    std::string m_tryVersion;
-};
+// ---- The public class ------------------------------------------------------------------------------------------------
 
 CCloudOptimisticLock::CCloudOptimisticLock(ICloudClient& client, std::string const& folder,
                                            SCloudLockParams const& params, std::shared_ptr<CServerTime> serverTime)
-    : CCloudOptimisticLock(client, folder, params, std::move(serverTime), DefaultTiming())
-{
-}
-
-CCloudOptimisticLock::CCloudOptimisticLock(ICloudClient& client, std::string const& folder,
-                                           SCloudLockParams const& params, std::shared_ptr<CServerTime> serverTime,
-                                           std::shared_ptr<SLockTiming const> timing)
-    : m_client(client),
-      m_folder(folder),
-      m_params(params),
-      m_lockId(guid::guid_t::CreateNew().ToAStr()),
-      m_serverTime(std::move(serverTime)),
-      m_timing(std::move(timing))
+    : m_impl(std::make_unique<CImpl>(client, folder, params, std::move(serverTime)))
 {
 }
 
@@ -90,7 +117,7 @@ CCloudOptimisticLock::~CCloudOptimisticLock()
     }
     catch (std::exception const& error)
     {
-        common_log.err(util::str_format("Failed to release cloud optimistic lock [%1].", m_folder), error);
+        common_log.err(util::str_format("Failed to release cloud optimistic lock [%1].", m_impl->m_folder), error);
     }
 }
 
@@ -116,7 +143,7 @@ std::shared_ptr<CCloudOptimisticLock> CCloudOptimisticLock::TryLock(ICloudClient
 void CCloudOptimisticLock::Lock(int timeoutMsec, synch::completion_port_t& port)
 {
     std::string error;
-    TryLockImpl(timeoutMsec, port, error);
+    m_impl->TryLock(timeoutMsec, port, error);
     if (!error.empty())
     {
         throw exc::CRuntimeExc("%1", error);
@@ -126,7 +153,7 @@ void CCloudOptimisticLock::Lock(int timeoutMsec, synch::completion_port_t& port)
 bool CCloudOptimisticLock::TryLock(int timeoutMsec, synch::completion_port_t& port)
 {
     std::string error;
-    TryLockImpl(timeoutMsec, port, error);
+    m_impl->TryLock(timeoutMsec, port, error);
     if (!error.empty())
     {
         common_log.warn("Can't get lock: %1", error);
@@ -136,34 +163,29 @@ bool CCloudOptimisticLock::TryLock(int timeoutMsec, synch::completion_port_t& po
 
 void CCloudOptimisticLock::Unlock()
 {
-    if (!m_locked)
-    {
-        return;
-    }
-    // Before the mutex is taken, so that a pass which waits for it can finish. A thread that does not end in time is kept:
-    // it still uses this object.
-    m_stopEvent.SetEvent();
-    if (m_keepAliveThread)
-    {
-        m_keepAliveThread->WaitForFinishExc(m_timing->m_joinLimitMsec);
-        m_keepAliveThread.reset();
-    }
-    {
-        boost::lock_guard<boost::mutex> const lock(m_mutex);
-        CleanupOldLockObjVersions(0);
-    }
-    common_log.info("Released cloud lock [%1]. Lock ID: [%2].", m_folder, m_lockId);
-    m_locked = false;
+    m_impl->Unlock();
 }
 
 guid::guid_t CCloudOptimisticLock::GetLockId() const
 {
-    return guid::guid_t::FromAStr(m_lockId);
+    return guid::guid_t::FromAStr(m_impl->m_lockId);
+}
+
+CCloudOptimisticLock::CImpl::CImpl(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
+                                   std::shared_ptr<CServerTime> serverTime)
+    : m_folder(folder),
+      m_lockId(guid::guid_t::CreateNew().ToAStr()),
+      m_params(params),
+      m_serverTime(std::move(serverTime)),
+      m_records(client, folder),
+      m_keepAlive(m_timing, params.m_keepAliveMsec, JoinLimitMsec)
+{
 }
 
 // ---- Acquisition -----------------------------------------------------------------------------------------------------
 
-void CCloudOptimisticLock::TryLockImpl(int timeoutMsec, synch::completion_port_t& port, std::string& error)
+/// Sets `error` if the lock is not obtained in time, or held already.
+void CCloudOptimisticLock::CImpl::TryLock(int timeoutMsec, synch::completion_port_t& port, std::string& error)
 {
     if (m_locked)
     {
@@ -195,7 +217,7 @@ void CCloudOptimisticLock::TryLockImpl(int timeoutMsec, synch::completion_port_t
 }
 
 /// True if another holds the lock, after a pause.
-bool CCloudOptimisticLock::BackOffFromHolder(SAttempt& attempt, synch::completion_port_t& port)
+bool CCloudOptimisticLock::CImpl::BackOffFromHolder(SAttempt& attempt, synch::completion_port_t& port) const
 {
     std::optional<SLockInfo> const holder = TryGetLatestVersion(LockName);
     if (!holder || !IsAnotherValidLock(holder, attempt.m_me))
@@ -212,7 +234,7 @@ bool CCloudOptimisticLock::BackOffFromHolder(SAttempt& attempt, synch::completio
 }
 
 /// Writes "declare" and "try"; nothing if another contender is ahead.
-std::optional<CCloudOptimisticLock::SDeclared> CCloudOptimisticLock::DeclareAndTry(SLockInfo const& me)
+std::optional<SDeclared> CCloudOptimisticLock::CImpl::DeclareAndTry(SLockInfo const& me) const
 {
     if (IsTaken(DeclareName, me))
     {
@@ -223,9 +245,9 @@ std::optional<CCloudOptimisticLock::SDeclared> CCloudOptimisticLock::DeclareAndT
     m_timing->m_sleep(DeclarePauseMsec);
     if (IsTaken(TryName, me))
     {
-        if (m_client.IsVersioningEnabled())
+        if (m_records.HasVersions())
         {
-            DeleteExactVersion(DeclareName, written.m_declareVersion);
+            m_records.DeleteExactVersion(DeclareName, written.m_declareVersion);
         }
         return std::nullopt;
     }
@@ -235,9 +257,9 @@ std::optional<CCloudOptimisticLock::SDeclared> CCloudOptimisticLock::DeclareAndT
 
 /// Whether both objects still name this contender and nobody holds the lock. If not, takes back what it may: without
 /// versions a deletion hits whoever wrote last.
-bool CCloudOptimisticLock::IsStillAlone(SDeclared const& written, SLockInfo const& me)
+bool CCloudOptimisticLock::CImpl::IsStillAlone(SDeclared const& written, SLockInfo const& me) const
 {
-    bool const versioned = m_client.IsVersioningEnabled();
+    bool const versioned = m_records.HasVersions();
     if (IsAnotherValidLock(TryGetLatestVersion(DeclareName), me))
     {
         if (versioned)
@@ -246,7 +268,7 @@ bool CCloudOptimisticLock::IsStillAlone(SDeclared const& written, SLockInfo cons
         }
         else if (!IsAnotherValidLock(TryGetLatestVersion(TryName), me))
         {
-            DeleteExactVersion(TryName, written.m_tryVersion);
+            m_records.DeleteExactVersion(TryName, written.m_tryVersion);
         }
         return false;
     }
@@ -254,9 +276,9 @@ bool CCloudOptimisticLock::IsStillAlone(SDeclared const& written, SLockInfo cons
     {
         if (versioned)
         {
-            DeleteExactVersion(TryName, written.m_tryVersion);
+            m_records.DeleteExactVersion(TryName, written.m_tryVersion);
         }
-        DeleteExactVersion(DeclareName, written.m_declareVersion);
+        m_records.DeleteExactVersion(DeclareName, written.m_declareVersion);
         return false;
     }
     if (IsTaken(LockName, me))
@@ -270,26 +292,25 @@ bool CCloudOptimisticLock::IsStillAlone(SDeclared const& written, SLockInfo cons
     return true;
 }
 
-void CCloudOptimisticLock::Withdraw(SDeclared const& written)
+void CCloudOptimisticLock::CImpl::Withdraw(SDeclared const& written) const
 {
-    DeleteExactVersion(TryName, written.m_tryVersion);
-    DeleteExactVersion(DeclareName, written.m_declareVersion);
+    m_records.DeleteExactVersion(TryName, written.m_tryVersion);
+    m_records.DeleteExactVersion(DeclareName, written.m_declareVersion);
 }
 
-void CCloudOptimisticLock::TakeLock(SDeclared const& written, SLockInfo const& me)
+void CCloudOptimisticLock::CImpl::TakeLock(SDeclared const& written, SLockInfo const& me)
 {
     m_lockVersions.push_back(Put(LockName, me));
-    DeleteExactVersion(DeclareName, written.m_declareVersion);
-    DeleteExactVersion(TryName, written.m_tryVersion);
+    m_records.DeleteExactVersion(DeclareName, written.m_declareVersion);
+    m_records.DeleteExactVersion(TryName, written.m_tryVersion);
     common_log.info("Acquired cloud lock [%1]. Lock ID: [%2].", m_folder, m_lockId);
-    m_stopEvent.ResetEvent();
-    m_keepAliveThread = std::make_shared<synch::thread_adapter_t>(
-        *this, &CCloudOptimisticLock::KeepAliveProc, util::str_format("Cloud exclusive lock %1", m_folder));
+    m_keepAlive.Start([this, renewed = MakeInfo()]() mutable { return KeepAlivePass(renewed); },
+                      util::str_format("Cloud exclusive lock %1", m_folder));
     m_locked = true;
 }
 
 // Checks before each slice, so that a cancelled acquisition ends within one slice.
-void CCloudOptimisticLock::ControlledSleep(synch::completion_port_t& port, int msec) const
+void CCloudOptimisticLock::CImpl::ControlledSleep(synch::completion_port_t& port, int msec) const
 {
     if (!m_params.m_sleepEnabled)
     {
@@ -304,59 +325,58 @@ void CCloudOptimisticLock::ControlledSleep(synch::completion_port_t& port, int m
     }
 }
 
-// ---- Records ---------------------------------------------------------------------------------------------------------
+// ---- Holding and release ---------------------------------------------------------------------------------------------
 
-std::optional<SLockInfo> CCloudOptimisticLock::TryGetLatestVersion(std::string const& name)
+/// Writes the record anew, without a look at what is there.
+EPass CCloudOptimisticLock::CImpl::KeepAlivePass(SLockInfo& me)
 {
+    boost::unique_lock<boost::mutex> lock(m_mutex);
+    me.ValidTillUtc = GetValidTimeUtc();
     try
     {
-        return GetLatestVersion(name);
+        m_lockVersions.push_back(Put(LockName, me));
+        m_records.DeleteOldestVersions(LockName, m_lockVersions, 1);
+        return EPass::Renewed;
     }
-    catch (CObjectStorageException const& error)
+    catch (std::exception const& error)
     {
-        if (error.m_statusCode == StatusNotFound)
-        {
-            return std::nullopt;
-        }
-        throw;
+        lock.unlock(); // a host's log sink is not called under it
+        common_log.err("Failed to update cloud lock.", error);
+        return EPass::Failed;
     }
 }
 
-SLockInfo CCloudOptimisticLock::GetLatestVersion(std::string const& name)
+void CCloudOptimisticLock::CImpl::Unlock()
 {
-    auto const pool = io::block::bufs_pool_t::GetInst();
-    auto const bufs = std::make_shared<io::block::CPooledBuf>(0, pool);
-    m_client.DownloadFileAsync(PathOf(name), bufs, pool)->Wait();
-    return SLockInfo::Unserialize(bufs);
+    if (!m_locked)
+    {
+        return;
+    }
+    // Before the mutex is taken, so that a pass which waits for it can finish.
+    m_keepAlive.Stop();
+    {
+        boost::lock_guard<boost::mutex> const lock(m_mutex);
+        m_records.DeleteOldestVersions(LockName, m_lockVersions, 0);
+    }
+    common_log.info("Released cloud lock [%1]. Lock ID: [%2].", m_folder, m_lockId);
+    m_locked = false;
 }
 
-/// Gives the new version's id, the empty text without versioning.
-std::string CCloudOptimisticLock::Put(std::string const& name, SLockInfo const& info)
+// ---- Records ---------------------------------------------------------------------------------------------------------
+
+std::optional<SLockInfo> CCloudOptimisticLock::CImpl::TryGetLatestVersion(std::string const& name) const
 {
-    if (!m_client.IsVersioningEnabled())
-    {
-        m_client.UploadFileAsync(PathOf(name), info.Serialize())->Wait();
-        return "";
-    }
-    auto const version = std::make_shared<std::string>();
-    m_client.GetVersioningUtils()->UploadFileAsync(PathOf(name), info.Serialize(), version, std::nullopt)->Wait();
-    return *version;
+    auto const record = m_records.TryGetLatestVersion(name);
+    return record ? std::optional(SLockInfo::Unserialize(record)) : std::nullopt;
 }
 
-void CCloudOptimisticLock::DeleteExactVersion(std::string const& name, std::string const& version)
+std::string CCloudOptimisticLock::CImpl::Put(std::string const& name, SLockInfo const& info) const
 {
-    if (m_client.IsVersioningEnabled())
-    {
-        m_client.GetVersioningUtils()->DeleteFileVersionAsync(PathOf(name), version)->Wait();
-    }
-    else
-    {
-        m_client.DeleteFileAsync(PathOf(name))->Wait();
-    }
+    return m_records.Put(name, info.Serialize());
 }
 
 /// A missing record counts as another's: somebody has removed it.
-bool CCloudOptimisticLock::IsAnotherValidLock(std::optional<SLockInfo> const& found, SLockInfo const& me) const
+bool CCloudOptimisticLock::CImpl::IsAnotherValidLock(std::optional<SLockInfo> const& found, SLockInfo const& me) const
 {
     if (!found)
     {
@@ -370,13 +390,13 @@ bool CCloudOptimisticLock::IsAnotherValidLock(std::optional<SLockInfo> const& fo
 }
 
 /// Whether the object is there, and another's. A missing one is free.
-bool CCloudOptimisticLock::IsTaken(std::string const& name, SLockInfo const& me)
+bool CCloudOptimisticLock::CImpl::IsTaken(std::string const& name, SLockInfo const& me) const
 {
     std::optional<SLockInfo> const found = TryGetLatestVersion(name);
     return found && IsAnotherValidLock(found, me);
 }
 
-datetime::CDateTime CCloudOptimisticLock::GetValidTimeUtc() const
+datetime::CDateTime CCloudOptimisticLock::CImpl::GetValidTimeUtc() const
 {
     if (m_params.m_keepAliveMsec < MinKeepAliveMsec)
     {
@@ -386,66 +406,9 @@ datetime::CDateTime CCloudOptimisticLock::GetValidTimeUtc() const
     return datetime::CDateTime::fromUnixTime(now + m_params.m_keepAliveMsec / 1000, true);
 }
 
-SLockInfo CCloudOptimisticLock::MakeInfo() const
+SLockInfo CCloudOptimisticLock::CImpl::MakeInfo() const
 {
     return SLockInfo::Create(m_lockId, m_params.m_reason, SCloudLockParams::m_agentId);
-}
-
-std::string CCloudOptimisticLock::PathOf(std::string const& name) const
-{
-    return util::str_format("%1/%2", m_folder, name);
-}
-
-// ---- Keep-alive ------------------------------------------------------------------------------------------------------
-
-void CCloudOptimisticLock::KeepAliveProc()
-{
-    try
-    {
-        SLockInfo me = MakeInfo();
-        int waitMsec = m_params.m_keepAliveMsec / 2;
-        while (!m_timing->m_waitForStop(m_stopEvent, waitMsec))
-        {
-            waitMsec = KeepAlivePass(me);
-        }
-    }
-    catch (std::exception const& error)
-    {
-        common_log.err("Cloud lock keep alive thread has failed.", error);
-    }
-}
-
-/// Writes the record anew, without a look at what is there, and says how long to wait for the next pass.
-int CCloudOptimisticLock::KeepAlivePass(SLockInfo& me)
-{
-    boost::unique_lock<boost::mutex> lock(m_mutex);
-    me.ValidTillUtc = GetValidTimeUtc();
-    try
-    {
-        m_lockVersions.push_back(Put(LockName, me));
-        CleanupOldLockObjVersions(1);
-        return m_params.m_keepAliveMsec / 2;
-    }
-    catch (std::exception const& error)
-    {
-        lock.unlock(); // a host's log sink is not called under it
-        common_log.err("Failed to update cloud lock.", error);
-        return FailedKeepAlivePauseMsec;
-    }
-}
-
-/// Deletes the oldest versions. Without versions all ids are empty and name one object, which goes with its last entry.
-void CCloudOptimisticLock::CleanupOldLockObjVersions(std::size_t keepCount)
-{
-    while (m_lockVersions.size() > keepCount)
-    {
-        std::string const& oldest = m_lockVersions.front();
-        if (std::ranges::count(m_lockVersions, oldest) == 1)
-        {
-            DeleteExactVersion(LockName, oldest);
-        }
-        m_lockVersions.pop_front();
-    }
 }
 
 } // namespace bucketry::locks

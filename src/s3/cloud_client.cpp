@@ -8,10 +8,8 @@
 #include "bucketry/s3/paths.h"
 #include "s3/detail/adapt.h"
 #include "s3/detail/content.h"
-#include "s3/detail/http_date.h"
+#include "s3/detail/store_clock.h"
 #include "s3wire/codec/arn.h"
-
-#include <boost/thread/lock_guard.hpp>
 
 #include <limits>
 
@@ -26,7 +24,11 @@ using task_t = ICloudClient::task_t;
 // ---- Construction ----------------------------------------------------------------------------------------------------
 
 CS3CloudClient::CS3CloudClient(std::shared_ptr<SS3Context> context, std::string const& region)
-    : m_context(std::move(context)), m_region(region)
+    : m_context(std::move(context)),
+      m_clock(std::make_unique<detail::CStoreClock>(
+          [this] { return m_context->m_client.GetServerTimeUtc(m_context->m_container); },
+          detail::ENoDate::NoDifference)),
+      m_region(region)
 {
     detail::SafeIncreaseFileLimit();
     std::string const cloudName = GetContext()->m_cloudName;
@@ -246,26 +248,9 @@ std::shared_ptr<ICloudVersioningUtils> CS3CloudClient::GetVersioningUtils()
 
 // ---- Server time and locks -------------------------------------------------------------------------------------------
 
-void CS3CloudClient::EnsureServerTimeInitialized()
-{
-    boost::lock_guard const lock(m_mutex); // through the request, so that all first callers wait for one
-    if (m_serverTime)
-    {
-        return;
-    }
-    m_serverTime = std::make_shared<CServerTime>();
-    auto const context = GetContext();
-    std::string const text = context->m_client.GetServerTimeUtc(context->m_container);
-    if (!text.empty())
-    {
-        m_serverTime->UpdateServerDiff(datetime::CDateTime::fromString(text, detail::dateFormatRfc2822Gmt, true));
-    }
-}
-
 std::shared_ptr<CServerTime> CS3CloudClient::GetServerTime()
 {
-    EnsureServerTimeInitialized();
-    return m_serverTime;
+    return m_clock->GetServerTime();
 }
 
 std::shared_ptr<ICloudLock> CS3CloudClient::Lock(std::string const& path, SCloudLockParams const& params,
@@ -273,8 +258,7 @@ std::shared_ptr<ICloudLock> CS3CloudClient::Lock(std::string const& path, SCloud
 {
     try
     {
-        EnsureServerTimeInitialized();
-        return locks::CCloudOptimisticLock::Lock(*this, path, params, port, m_serverTime);
+        return locks::CCloudOptimisticLock::Lock(*this, path, params, port, m_clock->GetServerTime());
     }
     catch (std::exception const& error)
     {

@@ -6,6 +6,7 @@
 #include "bucketry/base/http.h"
 #include "s3wire/auth/metadata_service.h"
 #include "s3wire/codec/arn.h"
+#include "s3wire/codec/http_date.h"
 #include "s3wire/sending/address.h"
 #include "s3wire/sending/errors.h"
 #include "s3wire/sending/retry.h"
@@ -117,7 +118,7 @@ void Try(TRead const& read)
     constexpr std::time_t year1000 = -30'610'224'000; // earlier years are printed with fewer than four digits
     if (auto const time = ReadHttpDate(text); time && *time >= year1000)
     {
-        auto const shown = datetime::CDateTime::fromUnixTime(*time, true).toStdString("%a, %d %b %Y %H:%M:%S GMT");
+        auto const shown = datetime::CDateTime::fromUnixTime(*time, true).toStdString(HttpDateFormat);
         Demand(ReadHttpDate(shown) == time);
     }
     if (auto const pause = ReadRetryAfter(text, 1'900'000'000))

@@ -70,7 +70,7 @@ void Contend(int contenders, int rounds, CMemoryClient& client, SLockTiming cons
              std::function<void(int contender)> const& begin, std::function<void()> const& hold,
              std::function<void()> const& leave)
 {
-    auto const shared = std::make_shared<SLockTiming>(timing);
+    locks::details::OverrideTiming(std::make_shared<SLockTiming>(timing));
     std::atomic<int> holders = 0;
     std::vector<std::thread> threads;
     for (int n = 0; n < contenders; ++n)
@@ -80,7 +80,7 @@ void Contend(int contenders, int rounds, CMemoryClient& client, SLockTiming cons
             {
                 begin(n);
                 synch::completion_port_t port;
-                CCloudOptimisticLock lock(client, "f", {}, client.GetServerTime(), shared);
+                CCloudOptimisticLock lock(client, "f", {}, client.GetServerTime());
                 for (int round = 0; round < rounds; ++round)
                 {
                     lock.Lock(0, port);
@@ -93,6 +93,7 @@ void Contend(int contenders, int rounds, CMemoryClient& client, SLockTiming cons
             });
     }
     std::ranges::for_each(threads, &std::thread::join);
+    locks::details::OverrideTiming(nullptr);
 }
 
 /// Every storage call takes up to 90 ms, the lock is held for 300 ms.
@@ -160,8 +161,9 @@ TEST(LocalProcess, DISABLED_CountsUp)
     timing->m_sleep = [](int msec) { util::sleep(msec == 200 ? msec : msec / 20); };
     timing->m_random = [random = std::make_shared<std::mt19937>(util::GetPID())]
     { return static_cast<int>((*random)() % 2000); };
+    locks::details::OverrideTiming(timing);
     synch::completion_port_t port;
-    CCloudOptimisticLock lock(client, "f", {}, client.GetServerTime(), timing);
+    CCloudOptimisticLock lock(client, "f", {}, client.GetServerTime());
     for (int round = 0, attempts = 0; round < Rounds && attempts < 100; ++attempts)
     {
         try

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "locks/lock_timing.h"
+#include "locks/timing.h"
 #include "support/expect_failure.h"
 #include "support/fake_clock.h"
 #include "support/log_capture.h"
@@ -15,7 +15,7 @@ namespace bucketry::testing
 
 using locks::CCloudOptimisticLock;
 using locks::SLockInfo;
-using locks::SLockTiming;
+using locks::details::SLockTiming;
 
 /// A store of either kind and a clock that goes on only while somebody sleeps. The keep-alive thread of the one
 /// lock that is held passes when it is told to.
@@ -32,10 +32,14 @@ public:
         m_timing.m_waitForStop = [this](posix::posix_manual_reset_event_t& event, int msec)
         { return WaitForPass(event, msec); };
     }
+    CLockFixture(CLockFixture const&) = delete;
+    CLockFixture& operator=(CLockFixture const&) = delete;
+    ~CLockFixture() { locks::details::OverrideTiming(nullptr); }
 
     CCloudOptimisticLock MakeLock()
     {
-        return {m_client, "f", m_params, m_client.GetServerTime(), std::make_shared<SLockTiming>(m_timing)};
+        locks::details::OverrideTiming(std::make_shared<SLockTiming>(m_timing));
+        return {m_client, "f", m_params, m_client.GetServerTime()};
     }
     /// A record of another contender.
     std::string Other(long validSec) const

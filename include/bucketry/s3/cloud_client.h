@@ -4,12 +4,17 @@
 #include "bucketry/s3/connection_spec.h"
 #include "bucketry/s3/context.h"
 
-#include <boost/thread/mutex.hpp>
-
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+namespace bucketry::s3::detail
+{
+
+class CStoreClock;
+
+} // namespace bucketry::s3::detail
 
 namespace bucketry::s3
 {
@@ -101,12 +106,10 @@ private:
     task_t DownloadFileAsyncImpl(std::string const& path, bufs_t bufs, pool_t pool, unsigned long offset,
                                  unsigned long length);
     void CheckRegion() const;
-    void EnsureServerTimeInitialized();
 
     std::shared_ptr<SS3Context> const m_context;
-    boost::mutex m_mutex;                      ///< guards m_serverTime while it is made
-    std::shared_ptr<CServerTime> m_serverTime; ///< null until it is asked for
-    std::string const m_region;                ///< that the specification names
+    std::unique_ptr<detail::CStoreClock> const m_clock;
+    std::string const m_region; ///< that the specification names
 };
 
 } // namespace bucketry::s3

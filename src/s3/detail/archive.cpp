@@ -1,10 +1,9 @@
 #include "s3/detail/archive.h"
 
-#include "s3/detail/http_date.h"
-
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/logging.h"
 #include "bucketry/s3wire/exception.h"
+#include "s3wire/codec/http_date.h"
 
 namespace bucketry::s3::detail
 {
@@ -81,11 +80,11 @@ void Fill(SArchiveRetrievalStatus& status, s3wire::s3::SObjectData const& head,
     {
         return;
     }
-    try
+    if (auto const expiry = s3wire::ReadHttpDate(head.m_restoreExpiryDate))
     {
-        status.m_expiryDate = datetime::CDateTime::fromString(head.m_restoreExpiryDate, dateFormatRfc2822Gmt, true);
+        status.m_expiryDate = datetime::CDateTime::fromUnixTime(*expiry, true);
     }
-    catch (std::exception const&)
+    else
     {
         stg_log.warn("%1", badDateText(head.m_restoreExpiryDate));
     }

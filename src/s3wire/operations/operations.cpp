@@ -2,10 +2,10 @@
 
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/codec/digest.h"
+#include "s3wire/codec/http_date.h"
 #include "s3wire/operations/download.h"
 #include "s3wire/operations/lock_assurance.h"
 #include "s3wire/operations/part_copy.h"
-#include "s3wire/sending/retry.h"
 
 #include <utility>
 

@@ -1,7 +1,6 @@
 #include "s3wire/sending/retry.h"
 
-#include "bucketry/base/datetime.h"
-#include "bucketry/base/exceptions.h"
+#include "s3wire/codec/http_date.h"
 
 #include <algorithm>
 #include <array>
@@ -56,18 +55,6 @@ ERepeat RepeatAfter(unsigned status, std::string_view errorCode)
         return ERepeat::Always;
     }
     return status >= 500 ? ERepeat::IfIdempotent : ERepeat::Never;
-}
-
-std::optional<std::time_t> ReadHttpDate(std::string_view value)
-{
-    try
-    {
-        return datetime::CDateTime::fromString(std::string(value), "%a, %d %b %Y %H:%M:%S GMT", true).toUnixTime();
-    }
-    catch (exc::CRuntimeExc const&)
-    {
-        return std::nullopt;
-    }
 }
 
 std::optional<std::chrono::milliseconds> ReadRetryAfter(std::string_view value, std::time_t now)

@@ -55,7 +55,4 @@ std::optional<std::chrono::milliseconds> ReadRetryAfter(std::string_view value, 
 std::chrono::milliseconds PauseAfter(unsigned attempt, SRetryPolicy const& policy, double random,
                                      std::optional<std::chrono::milliseconds> retryAfter);
 
-/// The Unix time of an HTTP date, "Sat, 14 Mar 2026 15:09:26 GMT", or none.
-std::optional<std::time_t> ReadHttpDate(std::string_view value);
-
 } // namespace bucketry::s3wire

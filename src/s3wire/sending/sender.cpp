@@ -4,6 +4,7 @@
 #include "bucketry/base/http.h"
 #include "bucketry/base/logging.h"
 #include "s3wire/codec/encoding.h"
+#include "s3wire/codec/http_date.h"
 #include "s3wire/counters/counters.h"
 #include "s3wire/sending/corrections.h"
 #include "s3wire/sending/errors.h"

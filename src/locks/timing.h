@@ -5,11 +5,13 @@
 
 #include <cstdlib>
 #include <functional>
+#include <memory>
+#include <optional>
 
-namespace bucketry::locks
+namespace bucketry::locks::details
 {
 
-/// How an exclusive lock lets time pass. The defaults are what hosts get. All functions may be called from any thread.
+/// How locks let time pass. The defaults are what hosts get. All functions may be called from any thread.
 struct SLockTiming
 {
     std::function<void(int msec)> m_sleep = &util::sleep;
@@ -21,8 +23,15 @@ struct SLockTiming
     /// Waits up to `msec` for the event; true if it is signalled.
     std::function<bool(posix::posix_manual_reset_event_t& event, int msec)> m_waitForStop =
         [](posix::posix_manual_reset_event_t& event, int msec) { return event.Wait(msec); };
-    /// How long a release waits for the keep-alive thread.
-    int m_joinLimitMsec = 60000;
+    /// How long a release waits for a thread, in place of what the lock itself says.
+    std::optional<int> m_joinLimitMsec{};
 };
 
-} // namespace bucketry::locks
+/// For this process and every lock that is made from now on; others keep what they were made with. Null stands for the
+/// defaults. Any thread.
+void OverrideTiming(std::shared_ptr<SLockTiming const> timing);
+
+/// What a lock that is made now goes by. Never null. Any thread.
+std::shared_ptr<SLockTiming const> CurrentTiming();
+
+} // namespace bucketry::locks::details
