@@ -3,7 +3,7 @@
 #include "bucketry/base/logging.h"
 #include "s3wire/codec/digest.h"
 #include "s3wire/codec/encoding.h"
-#include "s3wire/sending/retry.h"
+#include "s3wire/codec/http_date.h"
 
 #include <cstdlib>
 
