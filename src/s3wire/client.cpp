@@ -243,7 +243,6 @@ web::Task<void> CS3WireClient::GetBucketObjectVersions(std::function<void(SBucke
                                                        std::string const& versionMarker, unsigned long count) const
 {
     wire::SListing listing = Listing(bucket, prefix, delimiter, count);
-    listing.m_google = m_operations->Store().Traits().m_google;
     return web::Task<void>(
         [operations = m_operations, onPage = std::move(onPage), listing = std::move(listing),
          start = wire::SPagePosition{"", keyMarker, versionMarker}] {

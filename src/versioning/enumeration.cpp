@@ -2,6 +2,9 @@
 #include "bucketry/versions.h"
 
 #include <algorithm>
+#include <functional>
+#include <string_view>
+#include <utility>
 
 namespace bucketry
 {
@@ -12,17 +15,31 @@ using versions_t = std::vector<SCloudObjectVersion>;
 using pairs_t = std::vector<SCloudObjectPathVersionPair>;
 using enum ECloudObjectVersionSortOrder;
 
-/// Of versions in the same second the one that was listed first counts as the newer one, since that is how stores list them:
-/// whoever deletes all but the newest had better not delete that one.
-template <class TVersions, class TTimeOf>
-void SortByTime(TVersions& versions, ECloudObjectVersionSortOrder order, TTimeOf const& timeOf)
+/// A decimal number as something to compare: its length without leading zeros, and its digits. Any other text is below all.
+std::pair<std::size_t, std::string_view> NumberOf(std::string_view text)
+{
+    bool const isNumber = std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+    std::string_view const digits = isNumber ? text.substr(std::min(text.find_first_not_of('0'), text.size())) : "";
+    return {digits.size(), digits};
+}
+
+/// Of versions in the same second the one with the greater number as its id counts as the newer one, where ids are numbers that
+/// grow. Elsewhere it is the one that was listed first, since that is how stores list them: whoever deletes all but the newest
+/// had better not delete that one.
+template <class TVersions, class TVersionOf>
+void SortByTime(TVersions& versions, ECloudObjectVersionSortOrder order, TVersionOf const& versionOf)
 {
     if (order != NewestFirst && order != OldestFirst)
     {
         throw exc::CRuntimeExc("SortCloudObjectVersions: unknown sorting order type [%1]",
                                static_cast<std::uint32_t>(order));
     }
-    std::ranges::stable_sort(versions, std::ranges::greater(), timeOf);
+    auto const isNewer = [](SCloudObjectVersion const& left, SCloudObjectVersion const& right)
+    {
+        return left.m_lastModified == right.m_lastModified ? NumberOf(left.m_versionId) > NumberOf(right.m_versionId)
+                                                           : left.m_lastModified > right.m_lastModified;
+    };
+    std::ranges::stable_sort(versions, isNewer, versionOf);
     if (order == OldestFirst)
     {
         std::ranges::reverse(versions);
@@ -83,12 +100,12 @@ std::vector<SObjectPath> FirstVersionsInFolder(ICloudClient& client, std::string
 
 void SortCloudObjectVersions(versions_t& versions, ECloudObjectVersionSortOrder order)
 {
-    SortByTime(versions, order, &SCloudObjectVersion::m_lastModified);
+    SortByTime(versions, order, std::identity());
 }
 
 void SortCloudObjectVersions(pairs_t& versions, ECloudObjectVersionSortOrder order)
 {
-    SortByTime(versions, order, [](SCloudObjectPathVersionPair const& pair) { return pair.m_version.m_lastModified; });
+    SortByTime(versions, order, &SCloudObjectPathVersionPair::m_version);
 }
 
 std::shared_ptr<task::IAsyncTask> EnumAllVersionsOfObjectAsync(ICloudClient& client, std::string const& path,

@@ -210,6 +210,14 @@ std::optional<std::uint64_t> ParseNumber(std::string_view text)
     return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
+std::string ToLower(std::string_view text)
+{
+    std::string lower(text);
+    std::transform(lower.begin(), lower.end(), lower.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return lower;
+}
+
 bool IsHeaderName(std::string_view text)
 {
     return !text.empty() &&

@@ -33,6 +33,9 @@ std::string DecodeMetadataValue(std::string_view header);
 /// The whole text as an unsigned decimal number, or none.
 std::optional<std::uint64_t> ParseNumber(std::string_view text);
 
+/// With small letters for the capital ones of US-ASCII.
+std::string ToLower(std::string_view text);
+
 /// Whether the text can be a header name (RFC 9110, token), and whether it can be a header value.
 bool IsHeaderName(std::string_view text);
 bool IsHeaderValue(std::string_view text);

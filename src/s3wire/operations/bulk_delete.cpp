@@ -154,7 +154,6 @@ void DeletePrefix(COperations const& operations, EDeleteStyle style, std::string
     wire::SListing listing;
     listing.m_bucket = bucket;
     listing.m_prefix = prefix;
-    listing.m_google = operations.Store().Traits().m_google;
     auto const remove = [&](auto& entries, auto const& toItem)
     {
         std::vector<wire::delete_item_t> items;

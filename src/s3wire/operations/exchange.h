@@ -25,7 +25,7 @@ public:
     template <class TReader>
     auto Exchange(wire::SWireRequest const& request, TReader&& read) const
     {
-        transport::SHttpResponse const answer = m_sender->Send(request);
+        transport::SHttpResponse const answer = Exchange(request);
         try
         {
             return read(answer);
@@ -36,7 +36,7 @@ public:
         }
     }
     /// The same for an answer that says nothing more than its headers.
-    transport::SHttpResponse Exchange(wire::SWireRequest const& request) const { return m_sender->Send(request); }
+    transport::SHttpResponse Exchange(wire::SWireRequest const& request) const;
     /// The same for a request that is not to be done twice. Where a failure leaves open whether the store has done it, `look`
     /// is asked for the result; it gives an optional and never throws.
     template <class TReader, class TLook>
@@ -58,6 +58,8 @@ public:
     CStoreRecord& Store() const { return *m_store; }
 
 private:
+    bool KeepsVersions(std::string const& bucket) const;
+
     std::shared_ptr<wire::IWireSender> const m_sender;
     std::shared_ptr<CStoreRecord> const m_store;
 };

@@ -26,6 +26,7 @@ void ForEachObjectPage(CExchange const& exchange, wire::SListing const& listing,
 {
     CPageGuard guard;
     std::optional<wire::SPagePosition> position = start;
+    older = older || exchange.Store().Traits().m_google; // some of Google's stores refuse version 2
     while (position)
     {
         wire::SWireRequest const request =

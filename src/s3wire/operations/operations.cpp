@@ -121,6 +121,7 @@ std::optional<s3::SObjectData> COperations::HeadIfNew(SObjectRef const& object, 
 void COperations::DeleteObject(SObjectRef const& object) const
 {
     wire::SWireRequest request = wire::MakeDeleteObject(object);
+    request.m_goneIsDone = true;
     if (object.m_versionId.empty()) // with an id a second request deletes nothing more
     {
         request.m_isDone = [&]

@@ -68,14 +68,8 @@ SEndpoint ParseEndpoint(std::string const& text)
     {
         throw exc::CRuntimeExc("[%1] is no endpoint of a store: expected https://host[:port].", text);
     }
-    auto const lower = [](std::string part)
-    {
-        std::transform(part.begin(), part.end(), part.begin(),
-                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
-        return part;
-    };
-    SEndpoint endpoint{lower(std::string(parsed->scheme())), lower(std::string(parsed->encoded_host())),
-                       std::string(parsed->port()), std::string(parsed->encoded_path())};
+    SEndpoint endpoint{ToLower(parsed->scheme()), ToLower(parsed->encoded_host()), std::string(parsed->port()),
+                       std::string(parsed->encoded_path())};
     if (endpoint.m_scheme != "http" && endpoint.m_scheme != "https")
     {
         throw exc::CRuntimeExc("The endpoint [%1] has the unknown scheme [%2]: only http and https are served.", text,

@@ -10,6 +10,7 @@
 #include "s3wire/sending/errors.h"
 #include "s3wire/transport/failure.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace bucketry::s3wire
@@ -228,12 +229,19 @@ SHttpResponse CWireSender::CSending::Run()
             SHttpResponse answer = Exchange();
             SStoreError error;
             unsigned const status = Judge(answer, error);
-            if (status < 300)
+            bool const isGone =
+                status == 404 && m_mayBeDone && m_request.m_goneIsDone && error.m_code != "NoSuchBucket";
+            if (status < 300 || isGone)
             {
                 Succeed();
                 return answer;
             }
-            auto const retryAfter = ReadRetryAfter(answer.m_headers.Get("Retry-After"), m_corrections.Now());
+            auto retryAfter = ReadRetryAfter(answer.m_headers.Get("Retry-After"), m_corrections.Now());
+            if (status == 429)
+            {
+                retryAfter = std::max(retryAfter.value_or(std::chrono::milliseconds(0)),
+                                      m_sender.m_store->Traits().m_pauseAfterTooMany);
+            }
             if (!Correct(answer, status, error) && !GoesOn(s3wire::RepeatAfter(status, error.m_code), retryAfter))
             {
                 AddToStats({.m_failures = 1});

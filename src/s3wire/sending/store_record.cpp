@@ -18,6 +18,11 @@ SStoreTraits TraitsOf(std::string const& endpoint)
 {
     SStoreTraits traits;
     traits.m_google = IsGoogleEndpoint(endpoint);
+    if (traits.m_google)
+    {
+        traits.m_maxCopySize = UINT64_MAX;                    // one request copies any size, and parts are not copied
+        traits.m_pauseAfterTooMany = std::chrono::seconds(1); // an object takes one write a second
+    }
     traits.m_givesChecksums = endpoint.empty() || util::str_contains(endpoint, ".amazonaws.com");
     return traits;
 }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 #include <map>
@@ -19,10 +20,11 @@ namespace bucketry::s3wire
 /// What is known of a store before it has answered.
 struct SStoreTraits
 {
-    bool m_google = false;                      ///< speaks Google's dialect
-    bool m_givesChecksums = false;              ///< gives the checksum of an object when it is asked to
-    std::uint64_t m_maxCopySize = 5UL << 30;    ///< bytes that one request may copy, where the store refuses more
-    std::uint64_t m_copyPartSize = 256UL << 20; ///< bytes of a part of a larger copy, at least
+    bool m_google = false;                            ///< speaks Google's dialect
+    bool m_givesChecksums = false;                    ///< gives the checksum of an object when it is asked to
+    std::uint64_t m_maxCopySize = 5UL << 30;          ///< bytes that one request may copy, where the store refuses more
+    std::uint64_t m_copyPartSize = 256UL << 20;       ///< bytes of a part of a larger copy, at least
+    std::chrono::milliseconds m_pauseAfterTooMany{0}; ///< at least, before a request that met status 429 is sent again
 };
 
 /// By the store's endpoint; an empty one stands for Amazon's own.
@@ -60,6 +62,7 @@ struct SBucketRecord
 {
     std::optional<SAddress> m_address;     ///< none until a request has gone there
     bool m_wantsMd5 = false;               ///< writes without Content-MD5 have been refused
+    std::optional<bool> m_keepsVersions;   ///< where versions are generations; none until the store has told
     bool m_namesNoVersions = false;        ///< gave no version id for an object that was looked at
     std::array<ELockHeaders, 3> m_locks{}; ///< by ELockRoute
 

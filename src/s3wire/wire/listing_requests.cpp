@@ -195,10 +195,6 @@ SWireRequest MakeListObjectVersions(SListing const& listing, SPagePosition const
     AddSubResource(request, "versions");
     AddUnlessEmpty(request, "key-marker", position.m_marker);
     AddUnlessEmpty(request, "version-id-marker", position.m_versionMarker);
-    if (listing.m_google)
-    {
-        request.m_headers.Set("x-goog-interop-list-objects-format", "enabled");
-    }
     return request;
 }
 

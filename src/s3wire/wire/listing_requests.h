@@ -17,7 +17,6 @@ struct SListing
     std::string m_prefix;
     std::string m_delimiter;
     std::uint64_t m_pageSize = 0; ///< keys on a page; 0 for the store's own choice
-    bool m_google = false;        ///< Google's store gives versions in the S3 form only if asked for that form
 };
 
 /// Where a page begins. Each listing uses its own fields; all empty is the beginning.

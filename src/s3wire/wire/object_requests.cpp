@@ -109,9 +109,7 @@ std::map<std::string, std::string> MetadataOf(SHttpResponse const& answer)
     std::map<std::string, std::string> metadata;
     for (auto const [name, value] : answer.m_headers)
     {
-        std::string lower(name);
-        std::transform(lower.begin(), lower.end(), lower.begin(),
-                       [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; });
+        std::string const lower = ToLower(name);
         if (lower.starts_with(g_metadataPrefix))
         {
             metadata.emplace(lower.substr(g_metadataPrefix.size()), DecodeMetadataValue(value));

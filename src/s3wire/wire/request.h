@@ -35,6 +35,8 @@ struct SWireRequest
     /// Asked where a failure leaves that open, before the request is sent again or given up: true if the store has done the
     /// work. Then no answer is needed, and an empty one comes back. Never throws.
     std::function<bool()> m_isDone;
+    /// Status 404 is a success where an attempt before has left open what the store did: it has removed what is gone.
+    bool m_goneIsDone = false;
     bool m_contentMd5 = false; ///< the store demands Content-MD5
     /// What every store says when the work is done. A success without it counts as a failure of the store.
     bool m_needsBody = false;
