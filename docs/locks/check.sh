@@ -26,12 +26,18 @@ check() { # NAME FLAGS holds|breaks
 check "two contenders, no versions"                        "-DN=2"                             holds
 check "two contenders, versions"                           "-DN=2 -DVERSIONED"                 holds
 check "three contenders, versions"                         "-DN=3 -DVERSIONED"                 holds
+check "two contenders, generations"                        "-DN=2 -DGENERATIONS"              holds
+check "three, generations, a call is shorter than a pause" "-DN=3 -DGENERATIONS -DCALLS=1"    holds
+check "three, generations, calls of any length"            "-DN=3 -DGENERATIONS"              breaks
 check "three, no versions, a call is shorter than a pause" "-DN=3 -DCALLS=1"                   holds
 check "three, no versions, calls of any length"            "-DN=3"                             breaks
 check "two, no versions, records run out under the living" "-DN=2 -DLAPSE -DNOSTOP"            breaks
 check "two, versions, records run out under the living"    "-DN=2 -DVERSIONED -DLAPSE -DNOSTOP" breaks
+check "two, generations, records run out under the living" "-DN=2 -DGENERATIONS -DLAPSE -DNOSTOP" breaks
 check "two, no versions: who is left gets in"              "-DN=2 -DLIVELY"                    holds
 check "two, versions: who is left gets in"                 "-DN=2 -DVERSIONED -DLIVELY"        holds
+check "two, generations: who is left gets in"              "-DN=2 -DGENERATIONS -DLIVELY"     holds
+check "three, generations: who is left gets in"            "-DN=3 -DGENERATIONS -DCALLS=1 -DLIVELY" holds
 check "three, no versions: who is left gets in"            "-DN=3 -DCALLS=1 -DLIVELY"          holds
 check "three, versions: who is left gets in"               "-DN=3 -DVERSIONED -DLIVELY"        holds
 exit "$failed"

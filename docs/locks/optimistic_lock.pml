@@ -6,6 +6,7 @@
  *
  *   -DN=3         contenders (2)
  *   -DVERSIONED   a store with versions: a deletion takes exactly what the contender wrote, and uncovers what lies below
+ *   -DGENERATIONS the same, but a deletion uncovers nothing: with the newest version an object is gone
  *   -DCALLS=2     during a pause every other contender that is at work completes that many calls (0: pauses mean nothing)
  *   -DLAPSE       records may run out under a contender that lives: a stall longer than the validity, or clocks apart
  *   -DNOSTOP      nobody stops for good
@@ -17,7 +18,10 @@
 #ifndef CALLS
 #define CALLS 0
 #endif
-#ifdef VERSIONED
+#ifdef GENERATIONS
+#define VERSIONED
+#define DEPTH 1 /* what a newer version has covered never counts again */
+#elif defined(VERSIONED)
 #define DEPTH N
 #else
 #define DEPTH 1
@@ -91,7 +95,7 @@ inline Pause() {
 inline Clear(k) { rec[k].by = 0; rec[k].old = false; rec[k].others = 0; rec[k].dead = false }
 
 inline Put(o) {
-#ifdef VERSIONED
+#if DEPTH > 1
     assert(count[o] < DEPTH);
     count[o]++;
 #else
@@ -101,7 +105,12 @@ inline Put(o) {
 }
 
 inline Delete(o) {
-#ifdef VERSIONED
+#ifdef GENERATIONS
+    if
+    :: rec[o].by == _pid + 1 -> count[o] = 0; Clear(o)
+    :: else
+    fi
+#elif defined(VERSIONED)
     i = 0;
     do
     :: rec[(o) * DEPTH + i].by != _pid + 1 -> i++

@@ -16,9 +16,10 @@ namespace bucketry::s3
 /// The one way from a connection specification to a client: on the store, counted under a name (see CCloudStatisticsManager),
 /// and traced if performance events are on. All operations are static, block, and may be called from any thread.
 ///
-/// Fails with exc::CRuntimeExc for an ARN that is none, an unknown client id, neither keys nor role, or a storage class of another kind
-/// of store, and with exc::CNotImplExc for an endpoint of Google Cloud Storage, which is not there yet. Of the
-/// network only the bucket's region is asked for, and a store that cannot answer is no failure.
+/// An endpoint of Google Cloud Storage gives a google::CGoogleCloudClient around the client on S3.
+///
+/// Fails with exc::CRuntimeExc for an ARN that is none, an unknown client id, neither keys nor role, or a storage class of another
+/// kind of store. Of the network only the bucket's region is asked for, not on Google, and a store that cannot answer is no failure.
 class BUCKETRY_API CS3CompatibleClientFactory
 {
 public:
@@ -44,7 +45,7 @@ public:
     /// tracing.
     static std::shared_ptr<ICloudClient> CreateS3Client(std::shared_ptr<SS3Context> context,
                                                         std::shared_ptr<ICloudClient> inner, std::string const& name);
-    /// Throws exc::CNotImplExc.
+    /// The same for Google Cloud Storage, around a client on S3: versioning operations only if the bucket keeps versions.
     static std::shared_ptr<ICloudClient> CreateGoogleClient(std::shared_ptr<SS3Context> context,
                                                             std::shared_ptr<ICloudClient> inner,
                                                             std::string const& name);

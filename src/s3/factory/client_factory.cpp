@@ -1,14 +1,15 @@
 #include "bucketry/s3/factory.h"
 
 #include "bucketry/base/options.h"
+#include "bucketry/google.h"
 #include "bucketry/s3/cloud_client.h"
 #include "bucketry/statistics.h"
+#include "google/google_versioning_utils.h"
 #include "s3/detail/streams.h"
 #include "s3/versions/versioning_utils.h"
 #include "s3wire/auth/auth.h"
 #include "s3wire/codec/arn.h"
 #include "s3wire/context.h"
-#include "s3wire/sending/store_record.h"
 
 namespace bucketry::s3
 {
@@ -112,7 +113,7 @@ std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateEx(std::shared_p
         throttling = std::make_shared<io::CNetworkTrottlingCtx>();
     }
     SS3BucketAddr const& address = spec.BucketAddr;
-    bool const isGoogle = s3wire::IsGoogleEndpoint(address.ApiEndpoint);
+    bool const isGoogle = google::CGoogleCloudClient::IsGoogleCloudStorageApiEndpoint(address);
     CObjectStorageClass const storageClass = StorageClassOf(spec);
     context = std::make_shared<SS3Context>(SS3Context{CreateRestApiClient(spec, throttling, trustList),
                                                       nullptr,
@@ -149,11 +150,22 @@ std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateS3Client(std::sh
     return WrapCloudClientInStatistics(name, WrapCloudClientIfPerfEnabled(inner));
 }
 
-std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateGoogleClient(std::shared_ptr<SS3Context>,
-                                                                             std::shared_ptr<ICloudClient>,
-                                                                             std::string const&)
+std::shared_ptr<ICloudClient> CS3CompatibleClientFactory::CreateGoogleClient(std::shared_ptr<SS3Context> context,
+                                                                             std::shared_ptr<ICloudClient> inner,
+                                                                             std::string const& name)
 {
-    throw exc::CNotImplExc("Google Cloud Storage is not supported yet");
+    if (!context->m_storageClass.IsGoogleCS())
+    {
+        throw exc::CRuntimeExc("storage class %1 is not supported by GCS", context->m_storageClass.Description());
+    }
+    if (context->m_objectLockEnabled)
+    {
+        context->m_versioningUtils = std::make_shared<google::CGoogleVersioningUtils>(
+            std::make_shared<CS3WireClient>(context->m_client), context->m_container, context->m_storageClass,
+            context->m_objectMetadata);
+    }
+    auto const client = std::make_shared<google::CGoogleCloudClient>(context, std::move(inner));
+    return WrapCloudClientInStatistics(name, WrapCloudClientIfPerfEnabled(client));
 }
 
 } // namespace bucketry::s3

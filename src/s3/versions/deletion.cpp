@@ -41,7 +41,8 @@ task_t CS3VersioningUtils::DeleteFileVersionIgnoreImmutabilityAsync(std::string 
                            path, version);
 }
 
-task_t CS3VersioningUtils::DeleteFileVersionListAsync(std::vector<SCloudObjectPathVersionPair> const& versions)
+s3wire::s3::SMultiObjectDeleteRequest CS3VersioningUtils::DeleteRequestOf(
+    std::vector<SCloudObjectPathVersionPair> const& versions)
 {
     s3wire::s3::SMultiObjectDeleteRequest request;
     request.m_objects.reserve(versions.size());
@@ -49,7 +50,12 @@ task_t CS3VersioningUtils::DeleteFileVersionListAsync(std::vector<SCloudObjectPa
     {
         request.m_objects.push_back({ConvertObjectPath(pair.m_path), pair.m_version.m_versionId});
     }
-    return AdaptPplxTaskS3(GetClient().DeleteObjects(m_bucket, request, nullptr),
+    return request;
+}
+
+task_t CS3VersioningUtils::DeleteFileVersionListAsync(std::vector<SCloudObjectPathVersionPair> const& versions)
+{
+    return AdaptPplxTaskS3(GetClient().DeleteObjects(m_bucket, DeleteRequestOf(versions), nullptr),
                            "CS3VersioningUtils::DeleteFileVersionListAsync async task has failed, objects count [%1]",
                            versions.size());
 }

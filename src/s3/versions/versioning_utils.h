@@ -92,6 +92,11 @@ public:
     std::optional<datetime::CDateTime> FillObjectLockAndEffectiveImmutableTill(
         std::optional<datetime::CDateTime> const& requested, s3wire::s3::SObjectLockConfig& lock);
 
+protected:
+    /// Key and version id of each, in order.
+    static s3wire::s3::SMultiObjectDeleteRequest DeleteRequestOf(
+        std::vector<SCloudObjectPathVersionPair> const& versions);
+
 private:
     task_t Put(std::string const& path, bufs_t const& bufs, std::map<std::string, std::string> const& metadata,
                version_out_t const& version, immutable_till_t const& immutableTill, std::string const& failureText);
