@@ -9,7 +9,7 @@
 #include "bucketry/statistics.h"
 #include "bucketry/tasks.h"
 
-#include "contract/forwarding.h"
+#include "bucketry/forwarding.h"
 
 #include <openssl/evp.h>
 #include <zlib.h>

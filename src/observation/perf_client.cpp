@@ -2,7 +2,7 @@
 
 #include "bucketry/statistics.h"
 
-#include "contract/forwarding.h"
+#include "bucketry/forwarding.h"
 
 #include <boost/enable_shared_from_this.hpp>
 

@@ -2,7 +2,7 @@
 
 #include "bucketry/statistics.h"
 
-#include "contract/forwarding.h"
+#include "bucketry/forwarding.h"
 
 #include <optional>
 #include <string_view>

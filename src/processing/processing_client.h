@@ -2,7 +2,7 @@
 
 #include "bucketry/processing.h"
 
-#include "contract/forwarding.h"
+#include "bucketry/forwarding.h"
 
 #include <mutex>
 

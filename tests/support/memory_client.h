@@ -1,6 +1,6 @@
 #pragma once
 
-#include "contract/forwarding.h"
+#include "bucketry/forwarding.h"
 #include "support/bufs.h"
 
 #include <functional>

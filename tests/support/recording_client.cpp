@@ -1,6 +1,6 @@
 #include "support/recording_client.h"
 
-#include "contract/forwarding.h"
+#include "bucketry/forwarding.h"
 #include "support/bufs.h"
 
 #include <concepts>
