@@ -5,12 +5,11 @@
 
 #include "measure.h"
 
-#include "processing/forwarding.h"
-
-#include "bucketry/base/exceptions.h"
 #include "bucketry/processing.h"
 #include "bucketry/statistics.h"
 #include "bucketry/tasks.h"
+
+#include "bucketry/forwarding.h"
 
 #include <openssl/evp.h>
 #include <zlib.h>
@@ -57,7 +56,7 @@ body_t TextBody()
     return body;
 }
 
-/// Keeps one object, and notes when it has handed it out: what comes after that is the decorator's.
+/// Keeps one object, and notes when it has handed it out: what comes after that is the decorator's. Nothing else is asked.
 class COneObject final : public details::CForwardingClient
 {
 public:
@@ -76,17 +75,8 @@ public:
     }
     std::uint32_t GetConcurrentTaskLimit() override { return 16; }
 
-    // Not measured.
-    task_t DownloadFileAsync(std::string const&, bufs_t, pool_t, unsigned long, unsigned long) override { Refuse(); }
-    std::uint64_t GetFileSize(std::string const&) override { Refuse(); }
-    std::shared_ptr<ICloudDownload> StartDownload(std::string const&) override { Refuse(); }
-    std::shared_ptr<ICloudVersioningUtils> GetVersioningUtils() override { Refuse(); }
-
     bufs_t m_stored;
     clock_type::time_point m_handedOut;
-
-private:
-    [[noreturn]] static void Refuse() { throw exc::CNotImplExc("COneObject"); }
 };
 
 double Since(clock_type::time_point start)

@@ -2,7 +2,7 @@
 
 #include "bucketry/processing.h"
 
-#include "processing/forwarding.h"
+#include "bucketry/forwarding.h"
 
 #include <mutex>
 

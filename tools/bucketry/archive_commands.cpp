@@ -21,7 +21,6 @@ namespace
 /// What the commands of this file are called with; each uses its own part.
 struct SArchiveOptions
 {
-    int (*m_run)(CHost&, SArchiveOptions const&) = nullptr; ///< of the command that was named
     std::string m_path;
     std::string m_eTag;
     std::string m_job;
@@ -162,31 +161,22 @@ int ShowBatchStatus(CHost& host, SArchiveOptions const& options)
     return ExitOk;
 }
 
-void AddRestoreOptions(CLI::App& command, SArchiveOptions& options)
+void AddRestoreOptions(CCommand& command, SArchiveOptions& options)
 {
-    command.add_option("--days", options.m_days, "How many days the restored copies stay")
-        ->type_name("N")
-        ->check(CLI::Range(1u, std::numeric_limits<std::uint32_t>::max()))
-        ->required();
-    command.add_option("--tier", options.m_tier, "How fast: standard, bulk or expedited")
-        ->type_name("T")
-        ->check(CLI::IsMember({"standard", "bulk", "expedited"}))
-        ->capture_default_str();
+    command.AddOption("--days", options.m_days, "How many days the restored copies stay")
+        .Takes("N")
+        .Between(1u, std::numeric_limits<std::uint32_t>::max())
+        .Required();
+    command.AddOption("--tier", options.m_tier, "How fast: standard, bulk or expedited")
+        .Takes("T")
+        .OneOf({"standard", "bulk", "expedited"})
+        .ShowDefault();
 }
 
-CLI::App& AddPart(CLI::App& parent, std::shared_ptr<SArchiveOptions> const& options, std::string const& name,
-                  std::string const& description, int (*run)(CHost&, SArchiveOptions const&))
+CCommand AddPart(CCommand& group, std::shared_ptr<SArchiveOptions> const& options, std::string const& name,
+                 std::string const& description, int (*run)(CHost&, SArchiveOptions const&))
 {
-    CLI::App* const part = parent.add_subcommand(name, description);
-    part->callback([options, run] { options->m_run = run; });
-    return *part;
-}
-
-CLI::App& AddGroup(CCli& cli, std::shared_ptr<SArchiveOptions> const& options, std::string const& name,
-                   std::string const& description)
-{
-    return *cli.AddCommand(name, description, [options](CHost& host) { return options->m_run(host, *options); })
-                .require_subcommand(1);
+    return group.AddPart(name, description, [options, run](CHost& host) { return run(host, *options); });
 }
 
 } // namespace
@@ -194,30 +184,29 @@ CLI::App& AddGroup(CCli& cli, std::shared_ptr<SArchiveOptions> const& options, s
 void AddArchiveCommands(CCli& cli)
 {
     auto const options = std::make_shared<SArchiveOptions>();
-    CLI::App& archive = AddGroup(cli, options, "archive", "Objects in an archive: ask for them, and how far they are");
-    CLI::App& restore =
+    CCommand archive = cli.AddGroup("archive", "Objects in an archive: ask for them, and how far they are");
+    CCommand restore =
         AddPart(archive, options, "restore", "Ask for a readable copy of an archived object", &RestoreFromArchive);
-    restore.add_option("PATH", options->m_path, "The object")->required();
+    restore.AddOption("PATH", options->m_path, "The object").Required();
     AddRestoreOptions(restore, *options);
-    restore.add_flag("--wait", options->m_waits, "Wait until the object can be read");
-    restore.add_option("--every", options->m_waitSeconds, "How often --wait asks the store, in seconds")
-        ->type_name("N")
-        ->capture_default_str();
-    CLI::App& status = AddPart(archive, options, "status", "Tell whether an object is restored", &ShowArchiveStatus);
-    status.add_option("PATH", options->m_path, "The object")->required();
+    restore.AddFlag("--wait", options->m_waits, "Wait until the object can be read");
+    restore.AddOption("--every", options->m_waitSeconds, "How often --wait asks the store, in seconds")
+        .Takes("N")
+        .ShowDefault();
+    CCommand status = AddPart(archive, options, "status", "Tell whether an object is restored", &ShowArchiveStatus);
+    status.AddOption("PATH", options->m_path, "The object").Required();
 
-    CLI::App& batch = AddGroup(cli, options, "batch", "Jobs of the store over many objects");
-    CLI::App& start = AddPart(batch, options, "restore", "Ask for all objects of a manifest", &StartBatchRestore);
-    start
-        .add_option("MANIFEST", options->m_path, "A CSV file, which is stored; or the ARN of a stored one, with --etag")
-        ->required();
-    start.add_option("--etag", options->m_eTag, "The ETag of a stored manifest")->type_name("TAG");
-    start.add_option("--role", options->m_role, "The role under which the job runs")->type_name("NAME")->required();
+    CCommand batch = cli.AddGroup("batch", "Jobs of the store over many objects");
+    CCommand start = AddPart(batch, options, "restore", "Ask for all objects of a manifest", &StartBatchRestore);
+    start.AddOption("MANIFEST", options->m_path, "A CSV file, which is stored; or the ARN of a stored one, with --etag")
+        .Required();
+    start.AddOption("--etag", options->m_eTag, "The ETag of a stored manifest").Takes("TAG");
+    start.AddOption("--role", options->m_role, "The role under which the job runs").Takes("NAME").Required();
     AddRestoreOptions(start, *options);
-    start.footer("A line of the manifest is BUCKET,KEY with the key URL-encoded; where --spec FILE says that the\n"
-                 "bucket locks objects, BUCKET,KEY,VERSION. Writes the id of the job.");
-    CLI::App& job = AddPart(batch, options, "status", "Tell how far a job is", &ShowBatchStatus);
-    job.add_option("JOB", options->m_job, "The id that `batch restore` wrote")->required();
+    start.SetFooter("A line of the manifest is BUCKET,KEY with the key URL-encoded; where --spec FILE says that the\n"
+                    "bucket locks objects, BUCKET,KEY,VERSION. Writes the id of the job.");
+    CCommand job = AddPart(batch, options, "status", "Tell how far a job is", &ShowBatchStatus);
+    job.AddOption("JOB", options->m_job, "The id that `batch restore` wrote").Required();
 }
 
 } // namespace bucketry::tool

@@ -39,31 +39,32 @@ int StatusOf(bool isOk)
 void AddBackupCommands(CCli& cli)
 {
     auto const options = std::make_shared<SBackupOptions>();
-    CLI::App& backup = cli.AddBodyCommand("backup", "Back up a directory",
-                                          [options](CHost& host)
-                                          { return StatusOf(BackUp(host, options->Directory(), options->Path())); });
-    backup.add_option("DIR", options->m_directory, "The directory to back up")->required();
-    backup.add_option("PATH", options->m_path, "The backup's folder; a backup that is there is replaced")->required();
-    backup.footer(
+    CCommand backup = cli.AddBodyCommand("backup", "Back up a directory",
+                                         [options](CHost& host)
+                                         { return StatusOf(BackUp(host, options->Directory(), options->Path())); });
+    backup.AddOption("DIR", options->m_directory, "The directory to back up").Required();
+    backup.AddOption("PATH", options->m_path, "The backup's folder; a backup that is there is replaced").Required();
+    backup.SetFooter(
         "Keeps names, content, modes, modification times, symbolic links and empty directories. Owners are not\n"
         "kept, hard links become files of their own, sockets and devices are left out.");
 
-    CLI::App& verify = cli.AddBodyCommand("verify", "Compare a backup with itself and with a directory",
-                                          [options](CHost& host)
-                                          { return StatusOf(Verify(host, options->Directory(), options->Path())); });
-    verify.add_option("DIR", options->m_directory, "The directory that was backed up, or a restored copy")->required();
-    verify.add_option("PATH", options->m_path, "The backup's folder")->required();
-    verify.footer("Compares kinds, modes, link targets and SHA-256 of contents, no times. Names what has changed, is\n"
-                  "missing or extra.");
+    CCommand verify = cli.AddBodyCommand("verify", "Compare a backup with itself and with a directory",
+                                         [options](CHost& host)
+                                         { return StatusOf(Verify(host, options->Directory(), options->Path())); });
+    verify.AddOption("DIR", options->m_directory, "The directory that was backed up, or a restored copy").Required();
+    verify.AddOption("PATH", options->m_path, "The backup's folder").Required();
+    verify.SetFooter(
+        "Compares kinds, modes, link targets and SHA-256 of contents, no times. Names what has changed, is\n"
+        "missing or extra.");
 
-    CLI::App& restore = cli.AddBodyCommand(
+    CCommand restore = cli.AddBodyCommand(
         "restore", "Restore a backup into a directory",
         [options](CHost& host)
         { return StatusOf(Restore(host, options->Path(), options->Directory(), options->m_overwrite)); });
-    restore.add_option("PATH", options->m_path, "The backup's folder")->required();
-    restore.add_option("DIR", options->m_directory, "The directory to write; made if it is missing")->required();
-    restore.add_flag("--overwrite", options->m_overwrite,
-                     "Write into a directory that is not empty, replacing files there");
+    restore.AddOption("PATH", options->m_path, "The backup's folder").Required();
+    restore.AddOption("DIR", options->m_directory, "The directory to write; made if it is missing").Required();
+    restore.AddFlag("--overwrite", options->m_overwrite,
+                    "Write into a directory that is not empty, replacing files there");
 }
 
 } // namespace bucketry::tool

@@ -151,8 +151,8 @@ int Remove(CHost& host, SFolderOptions const& options)
     return ExitOk;
 }
 
-CLI::App& AddFolderCommand(CCli& cli, std::shared_ptr<SFolderOptions> const& options, std::string const& name,
-                           std::string const& description, int (*run)(CHost&, SFolderOptions const&))
+CCommand AddFolderCommand(CCli& cli, std::shared_ptr<SFolderOptions> const& options, std::string const& name,
+                          std::string const& description, int (*run)(CHost&, SFolderOptions const&))
 {
     return cli.AddCommand(name, description, [options, run](CHost& host) { return run(host, *options); });
 }
@@ -162,30 +162,28 @@ CLI::App& AddFolderCommand(CCli& cli, std::shared_ptr<SFolderOptions> const& opt
 void AddFolderCommands(CCli& cli)
 {
     auto const options = std::make_shared<SFolderOptions>();
-    CLI::App& list = AddFolderCommand(cli, options, "ls", "List a folder", &List);
-    list.add_option("PATH", options->m_path, "The folder or object; the root if left out");
-    list.add_flag("-l,--long", options->m_isLong, "With sizes in bytes");
-    list.footer(
+    CCommand list = AddFolderCommand(cli, options, "ls", "List a folder", &List);
+    list.AddOption("PATH", options->m_path, "The folder or object; the root if left out");
+    list.AddFlag("-l,--long", options->m_isLong, "With sizes in bytes");
+    list.SetFooter(
         "Folders end in \"/\". Control characters, backslashes and bytes that are no UTF-8 are shown as \\xNN.");
 
-    CLI::App& make = AddFolderCommand(cli, options, "mkdir", "Make a folder", &MakeFolder);
-    make.add_option("PATH", options->m_path, "The folder")->required();
+    CCommand make = AddFolderCommand(cli, options, "mkdir", "Make a folder", &MakeFolder);
+    make.AddOption("PATH", options->m_path, "The folder").Required();
 
-    CLI::App& usage =
-        AddFolderCommand(cli, options, "du", "Sum up the sizes of all objects below a folder", &DiskUsage);
-    usage.add_option("PATH", options->m_path, "The folder or object; the root if left out");
+    CCommand usage = AddFolderCommand(cli, options, "du", "Sum up the sizes of all objects below a folder", &DiskUsage);
+    usage.AddOption("PATH", options->m_path, "The folder or object; the root if left out");
 
-    CLI::App& remove = AddFolderCommand(cli, options, "rm", "Remove an object, or a folder with -r", &Remove);
-    remove.add_option("PATH", options->m_path, "What to remove")->required();
-    CLI::Option* const recursive =
-        remove.add_flag("-r,--recursive", options->m_isRecursive, "Remove a folder with all its content");
-    CLI::Option* const version =
-        remove.add_option("--version-id", options->m_version, "Remove this version for good")->type_name("ID");
-    remove.add_flag("--all-versions", options->m_isAllVersions, "Remove all versions of an object for good")
-        ->excludes(version)
-        ->excludes(recursive);
-    version->excludes(recursive);
-    remove.footer(
+    CCommand remove = AddFolderCommand(cli, options, "rm", "Remove an object, or a folder with -r", &Remove);
+    remove.AddOption("PATH", options->m_path, "What to remove").Required();
+    COption const recursive =
+        remove.AddFlag("-r,--recursive", options->m_isRecursive, "Remove a folder with all its content");
+    COption version = remove.AddOption("--version-id", options->m_version, "Remove this version for good").Takes("ID");
+    remove.AddFlag("--all-versions", options->m_isAllVersions, "Remove all versions of an object for good")
+        .Excludes(version)
+        .Excludes(recursive);
+    version.Excludes(recursive);
+    remove.SetFooter(
         "Where versions are kept, an object that is removed leaves them behind a marker of deletion; a folder\n"
         "goes with all versions.");
 }

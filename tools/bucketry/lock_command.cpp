@@ -220,22 +220,22 @@ private:
 void AddLockCommand(CCli& cli)
 {
     auto const options = std::make_shared<SLockOptions>();
-    CLI::App& lock = cli.AddCommand("lock", "Run a command while holding the exclusive lock of a folder",
-                                    [options](CHost& host)
-                                    {
-                                        std::srand(std::random_device()()); // the pauses of contenders must differ
-                                        return CLockedRun(host, *options).Run();
-                                    });
-    lock.add_option("FOLDER", options->m_folder, "The folder whose lock is taken")->required();
-    lock.add_option("COMMAND", options->m_command, "The command with its arguments, behind \"--\"")->required();
-    lock.add_option("--timeout", options->m_params.m_lockTimeoutMsec,
-                    "How long to wait for the lock, in milliseconds; 0 for ever")
-        ->type_name("MS")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->capture_default_str();
-    lock.add_option("--reason", options->m_params.m_reason, "What the lock is wanted for; those who wait see it")
-        ->type_name("TEXT");
-    lock.footer(
+    CCommand lock = cli.AddCommand("lock", "Run a command while holding the exclusive lock of a folder",
+                                   [options](CHost& host)
+                                   {
+                                       std::srand(std::random_device()()); // the pauses of contenders must differ
+                                       return CLockedRun(host, *options).Run();
+                                   });
+    lock.AddOption("FOLDER", options->m_folder, "The folder whose lock is taken").Required();
+    lock.AddOption("COMMAND", options->m_command, "The command with its arguments, behind \"--\"").Required();
+    lock.AddOption("--timeout", options->m_params.m_lockTimeoutMsec,
+                   "How long to wait for the lock, in milliseconds; 0 for ever")
+        .Takes("MS")
+        .Between(0, std::numeric_limits<int>::max())
+        .ShowDefault();
+    lock.AddOption("--reason", options->m_params.m_reason, "What the lock is wanted for; those who wait see it")
+        .Takes("TEXT");
+    lock.SetFooter(
         "Ends with the command's exit status, 128 + n if signal n ended it; with 1 if the lock could not be had\n"
         "or was lost.");
 }

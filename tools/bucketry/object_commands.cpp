@@ -361,15 +361,15 @@ int Copy(CHost& host, SObjectOptions const& options)
     return ExitOk;
 }
 
-CLI::App& AddObjectCommand(CCli& cli, std::shared_ptr<SObjectOptions> const& options, std::string const& name,
-                           std::string const& description, int (*run)(CHost&, SObjectOptions const&))
+CCommand AddObjectCommand(CCli& cli, std::shared_ptr<SObjectOptions> const& options, std::string const& name,
+                          std::string const& description, int (*run)(CHost&, SObjectOptions const&))
 {
     return cli.AddCommand(name, description, [options, run](CHost& host) { return run(host, *options); });
 }
 
 /// The same for one that moves bodies.
-CLI::App& AddBodyCommand(CCli& cli, std::shared_ptr<SObjectOptions> const& options, std::string const& name,
-                         std::string const& description, int (*run)(CHost&, SObjectOptions const&))
+CCommand AddBodyCommand(CCli& cli, std::shared_ptr<SObjectOptions> const& options, std::string const& name,
+                        std::string const& description, int (*run)(CHost&, SObjectOptions const&))
 {
     return cli.AddBodyCommand(name, description, [options, run](CHost& host) { return run(host, *options); });
 }
@@ -379,44 +379,42 @@ CLI::App& AddBodyCommand(CCli& cli, std::shared_ptr<SObjectOptions> const& optio
 void AddObjectCommands(CCli& cli)
 {
     auto const options = std::make_shared<SObjectOptions>();
-    CLI::App& put = AddBodyCommand(cli, options, "put", "Store a file as an object", &Put);
-    put.add_option("FILE", options->m_file, "The file to read")->required();
-    put.add_option("PATH", options->m_path, "The object to write; one that is there is replaced")->required();
+    CCommand put = AddBodyCommand(cli, options, "put", "Store a file as an object", &Put);
+    put.AddOption("FILE", options->m_file, "The file to read").Required();
+    put.AddOption("PATH", options->m_path, "The object to write; one that is there is replaced").Required();
 
-    put.add_option("--in-pieces-above", options->m_largestObject,
-                   "Compressed or encrypted, a larger file is stored in pieces; 4 GiB and more always are")
-        ->type_name("BYTES")
-        ->check(CLI::Range(std::uint64_t(0), options->m_largestObject));
+    put.AddOption("--in-pieces-above", options->m_largestObject,
+                  "Compressed or encrypted, a larger file is stored in pieces; 4 GiB and more always are")
+        .Takes("BYTES")
+        .Between(std::uint64_t(0), options->m_largestObject);
 
-    put.add_option("--keep-until", options->m_keepUntil,
-                   "Make it immutable until then, as 2026-12-31 or 2026-12-31T10:00:00Z, UTC; writes the version's id")
-        ->type_name("DATE");
+    put.AddOption("--keep-until", options->m_keepUntil,
+                  "Make it immutable until then, as 2026-12-31 or 2026-12-31T10:00:00Z, UTC; writes the version's id")
+        .Takes("DATE");
 
-    auto const addVersion = [options](CLI::App& command)
-    {
-        command.add_option("--version-id", options->m_version, "Which version; the current one if left out")
-            ->type_name("ID");
+    auto const addVersion = [options](CCommand& command) {
+        command.AddOption("--version-id", options->m_version, "Which version; the current one if left out").Takes("ID");
     };
-    CLI::App& get = AddBodyCommand(cli, options, "get", "Fetch an object into a file", &Get);
-    get.add_option("PATH", options->m_path, "The object to read")->required();
-    get.add_option("FILE", options->m_into,
-                   "The file to write, or a directory for it; the working directory if left out");
+    CCommand get = AddBodyCommand(cli, options, "get", "Fetch an object into a file", &Get);
+    get.AddOption("PATH", options->m_path, "The object to read").Required();
+    get.AddOption("FILE", options->m_into,
+                  "The file to write, or a directory for it; the working directory if left out");
     addVersion(get);
 
-    CLI::App& cat = AddBodyCommand(cli, options, "cat", "Write an object to the standard output", &Cat);
-    cat.add_option("PATH", options->m_path, "The object to read")->required();
+    CCommand cat = AddBodyCommand(cli, options, "cat", "Write an object to the standard output", &Cat);
+    cat.AddOption("PATH", options->m_path, "The object to read").Required();
     addVersion(cat);
-    cat.footer("With --json the body is the member \"base64\".");
+    cat.SetFooter("With --json the body is the member \"base64\".");
 
-    CLI::App& stat = AddObjectCommand(cli, options, "stat", "Tell kind and size of an object or folder", &Stat);
-    stat.add_option("PATH", options->m_path, "The object or folder")->required();
+    CCommand stat = AddObjectCommand(cli, options, "stat", "Tell kind and size of an object or folder", &Stat);
+    stat.AddOption("PATH", options->m_path, "The object or folder").Required();
 
-    CLI::App& copy =
+    CCommand copy =
         AddObjectCommand(cli, options, "cp", "Copy an object inside the storage, or from another store", &Copy);
-    copy.add_option("SOURCE", options->m_path, "The object to copy")->required();
-    copy.add_option("TARGET", options->m_target, "The copy; an object that is there is replaced")->required();
-    copy.add_option("--from-spec", options->m_sourceSpec, "The specification of the store that holds SOURCE")
-        ->type_name("FILE");
+    copy.AddOption("SOURCE", options->m_path, "The object to copy").Required();
+    copy.AddOption("TARGET", options->m_target, "The copy; an object that is there is replaced").Required();
+    copy.AddOption("--from-spec", options->m_sourceSpec, "The specification of the store that holds SOURCE")
+        .Takes("FILE");
 }
 
 } // namespace bucketry::tool

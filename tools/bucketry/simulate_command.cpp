@@ -99,25 +99,24 @@ int Simulate(CHost& host, SSimulateOptions const& options)
 void AddSimulateCommand(CCli& cli)
 {
     auto const options = std::make_shared<SSimulateOptions>();
-    CLI::App& simulate = cli.AddCommand("simulate", "Run an S3 store in memory on loopback, for tests",
-                                        [options](CHost& host) { return Simulate(host, *options); });
-    simulate.add_option("--port", options->m_port, "The port to listen on; with 0 the system chooses")
-        ->type_name("N")
-        ->required();
-    CLI::Option* const bucket =
-        simulate.add_option("--bucket", options->m_bucket, "A bucket to begin with")->type_name("NAME");
-    simulate.add_flag("--object-lock", options->m_objectLock, "The bucket keeps versions and takes retentions")
-        ->needs(bucket);
-    simulate.add_option("--faults", options->m_faults, "A script of faults")->type_name("FILE");
-    simulate.add_option("--profile", options->m_profile, "Whose ways the store has: s3, gateway or strict")
-        ->type_name("KIND")
-        ->check(CLI::IsMember({"s3", "gateway", "strict"}))
-        ->capture_default_str();
+    CCommand simulate = cli.AddCommand("simulate", "Run an S3 store in memory on loopback, for tests",
+                                       [options](CHost& host) { return Simulate(host, *options); });
+    simulate.AddOption("--port", options->m_port, "The port to listen on; with 0 the system chooses")
+        .Takes("N")
+        .Required();
+    COption const bucket = simulate.AddOption("--bucket", options->m_bucket, "A bucket to begin with").Takes("NAME");
+    simulate.AddFlag("--object-lock", options->m_objectLock, "The bucket keeps versions and takes retentions")
+        .Needs(bucket);
+    simulate.AddOption("--faults", options->m_faults, "A script of faults").Takes("FILE");
+    simulate.AddOption("--profile", options->m_profile, "Whose ways the store has: s3, gateway or strict")
+        .Takes("KIND")
+        .OneOf({"s3", "gateway", "strict"})
+        .ShowDefault();
     simulate
-        .add_option("--restore-seconds", options->m_restoreSeconds,
-                    "How long restores from the archive take; as on S3 if left out")
-        ->type_name("N");
-    simulate.footer("Writes endpoint and keys and serves until it is interrupted. Keeps nothing.");
+        .AddOption("--restore-seconds", options->m_restoreSeconds,
+                   "How long restores from the archive take; as on S3 if left out")
+        .Takes("N");
+    simulate.SetFooter("Writes endpoint and keys and serves until it is interrupted. Keeps nothing.");
 }
 
 } // namespace bucketry::tool

@@ -99,34 +99,28 @@ int CheckSpec(CHost& host, SSpecOptions const& options)
 void AddSpecCommands(CCli& cli)
 {
     auto const options = std::make_shared<SSpecOptions>();
-    auto const make = std::make_shared<CLI::App*>();
-    CLI::App& spec = cli.AddCommand("spec", "Write and try connection specifications of stores",
-                                    [options, make](CHost& host)
-                                    {
-                                        bool const isNew = (*make)->parsed();
-                                        return isNew ? NewSpec(host, *options) : CheckSpec(host, *options);
-                                    });
-    spec.require_subcommand(1);
-    *make = spec.add_subcommand("new",
-                                "Write a specification to a new file that only its owner can read; asks for "
-                                "what is not given");
-    CLI::App& app = **make;
-    app.add_option("FILE", options->m_file, "The file to write")->required();
-    app.add_option("--endpoint", options->m_endpoint, "The URL of the service")->type_name("URL");
-    app.add_option("--region", options->m_region, "The region that requests are signed for")->type_name("NAME");
-    app.add_option("--bucket", options->m_bucket, "The bucket")->type_name("NAME");
-    app.add_option("--arn", options->m_arn, "An access point, instead of endpoint, region and bucket");
-    app.add_option("--access-key", options->m_accessKey, "The access key id; the secret key is always asked for")
-        ->type_name("ID");
-    app.add_option("--role", options->m_role, "A role of this instance, instead of keys")->type_name("NAME");
-    app.add_option("--storage-class", options->m_storageClass, "The class of new objects, as STANDARD_IA")
-        ->type_name("CLASS");
-    app.add_flag("--virtual-hosted", options->m_isVirtualHosted, "The bucket stands in the host name");
-    app.add_flag("--object-lock", options->m_locksObjects, "The bucket keeps versions and can lock them");
-    app.footer("The file holds the secret key in the clear.");
+    CCommand spec = cli.AddGroup("spec", "Write and try connection specifications of stores");
+    CCommand make = spec.AddPart("new",
+                                 "Write a specification to a new file that only its owner can read; asks for "
+                                 "what is not given",
+                                 [options](CHost& host) { return NewSpec(host, *options); });
+    make.AddOption("FILE", options->m_file, "The file to write").Required();
+    make.AddOption("--endpoint", options->m_endpoint, "The URL of the service").Takes("URL");
+    make.AddOption("--region", options->m_region, "The region that requests are signed for").Takes("NAME");
+    make.AddOption("--bucket", options->m_bucket, "The bucket").Takes("NAME");
+    make.AddOption("--arn", options->m_arn, "An access point, instead of endpoint, region and bucket");
+    make.AddOption("--access-key", options->m_accessKey, "The access key id; the secret key is always asked for")
+        .Takes("ID");
+    make.AddOption("--role", options->m_role, "A role of this instance, instead of keys").Takes("NAME");
+    make.AddOption("--storage-class", options->m_storageClass, "The class of new objects, as STANDARD_IA")
+        .Takes("CLASS");
+    make.AddFlag("--virtual-hosted", options->m_isVirtualHosted, "The bucket stands in the host name");
+    make.AddFlag("--object-lock", options->m_locksObjects, "The bucket keeps versions and can lock them");
+    make.SetFooter("The file holds the secret key in the clear.");
 
-    CLI::App& check = *spec.add_subcommand("check", "Read a specification and try its store");
-    check.add_option("FILE", options->m_file, "The specification")->required();
+    CCommand check = spec.AddPart("check", "Read a specification and try its store",
+                                  [options](CHost& host) { return CheckSpec(host, *options); });
+    check.AddOption("FILE", options->m_file, "The specification").Required();
 }
 
 } // namespace bucketry::tool

@@ -125,20 +125,18 @@ std::string TextOf(datetime::CDateTime const& date)
 void AddVersionCommands(CCli& cli)
 {
     auto const options = std::make_shared<SVersionOptions>();
-    CLI::App& list = cli.AddCommand("versions", "List the versions of an object, the newest first",
-                                    [options](CHost& host) { return ListVersions(host, *options); });
-    list.add_option("PATH", options->m_path, "The object")->required();
-    list.add_flag("-l,--long", options->m_isLong, "With the date until which each is kept; asks once for each");
-    list.footer("A line has the id, the time and the size in bytes. Markers of deletion are no versions.");
+    CCommand list = cli.AddCommand("versions", "List the versions of an object, the newest first",
+                                   [options](CHost& host) { return ListVersions(host, *options); });
+    list.AddOption("PATH", options->m_path, "The object").Required();
+    list.AddFlag("-l,--long", options->m_isLong, "With the date until which each is kept; asks once for each");
+    list.SetFooter("A line has the id, the time and the size in bytes. Markers of deletion are no versions.");
 
-    CLI::App& keep = cli.AddCommand("keep", "Make a version immutable until a date",
-                                    [options](CHost& host) { return Keep(host, *options); });
-    keep.add_option("PATH", options->m_path, "The object")->required();
-    keep.add_option("--until", options->m_until, "As 2026-12-31 or 2026-12-31T10:00:00Z, UTC")
-        ->type_name("DATE")
-        ->required();
-    keep.add_option("--version-id", options->m_version, "Which version; the newest if left out")->type_name("ID");
-    keep.footer("A version that is kept until later stays so.");
+    CCommand keep = cli.AddCommand("keep", "Make a version immutable until a date",
+                                   [options](CHost& host) { return Keep(host, *options); });
+    keep.AddOption("PATH", options->m_path, "The object").Required();
+    keep.AddOption("--until", options->m_until, "As 2026-12-31 or 2026-12-31T10:00:00Z, UTC").Takes("DATE").Required();
+    keep.AddOption("--version-id", options->m_version, "Which version; the newest if left out").Takes("ID");
+    keep.SetFooter("A version that is kept until later stays so.");
 }
 
 } // namespace bucketry::tool
