@@ -117,6 +117,11 @@ ICloudClient& CHost::Bodies(EAccess access)
     return *m_bodies;
 }
 
+bool CHost::CanStreamUp() const
+{
+    return CanStream() && LoadSpec(m_options.m_specFile).Options.StorageClass.IsAmazonS3();
+}
+
 bool CHost::IsFolder(std::string const& path)
 {
     ICloudClient& client = Client(EAccess::Read);

@@ -64,6 +64,10 @@ public:
     bool IsStore() const noexcept { return !m_options.m_specFile.empty(); }
     /// Whether bodies may go past Bodies(), as streams: a store takes and gives them, and they are stored as they are.
     bool CanStream() const noexcept { return IsStore() && !IsProcessed(); }
+    /// The same for bodies on their way up, which streams of this library don't store in a class of Google's.
+    bool CanStreamUp() const;
+    /// Whether a large body may be stored in pieces, behind a list of them.
+    bool UsesPieces() const { return IsProcessed() || (IsStore() && !CanStreamUp()); }
     /// Whether Bodies() compresses or encrypts.
     bool IsProcessed() const noexcept { return m_options.m_bodies.AreProcessed(); }
     /// Whether there is a folder, be it only that objects lie below it, which is all a store may have of one.

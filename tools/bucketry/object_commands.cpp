@@ -174,9 +174,9 @@ int Put(CHost& host, SObjectOptions const& options)
     std::string const path = ObjectPath(options.m_path);
     until_t const until = options.m_keepUntil.empty() ? until_t() : KeepUntil(options.m_keepUntil);
     SInput const input = OpenRegular(options.m_file);
-    bool const isInPieces = host.IsProcessed() && (input.m_size > options.m_largestObject || LooksLikeIndex(input));
+    bool const isInPieces = host.UsesPieces() && (input.m_size > options.m_largestObject || LooksLikeIndex(input));
     std::string version;
-    if (host.CanStream() && input.m_size > PieceBytes)
+    if (host.CanStreamUp() && input.m_size > PieceBytes)
     {
         version = StreamUp(host, input, options.m_file, path, until);
     }
@@ -212,7 +212,7 @@ std::uint64_t FetchInto(CHost& host, std::string const& path, std::string const&
     if (size <= PieceBytes)
     {
         body_t const body = reader.Whole();
-        if (host.IsProcessed() && IsIndex(body->GetData(), body->GetCount()))
+        if (host.UsesPieces() && IsIndex(body->GetData(), body->GetCount()))
         {
             return FetchPieces(host, path, *body, take);
         }

@@ -3,6 +3,8 @@
 #include "spec.h"
 #include "text.h"
 
+#include "bucketry/base/options.h"
+
 #include <memory>
 
 namespace bucketry::tool
@@ -23,6 +25,7 @@ struct SSpecOptions
     std::string m_storageClass;
     bool m_isVirtualHosted = false;
     bool m_locksObjects = false;
+    bool m_isGoogle = false;
 };
 
 void AskFor(std::string& value, std::string const& prompt)
@@ -37,6 +40,12 @@ s3::SS3BucketAddr AddressOf(SSpecOptions options)
 {
     s3::SS3BucketAddr address;
     address.ARN = options.m_arn;
+    if (options.m_isGoogle)
+    {
+        options.m_endpoint =
+            options.m_endpoint.empty() ? "https://" + options_t::GetInst().GetGoogleStorageHost() : options.m_endpoint;
+        options.m_region = options.m_region.empty() ? "auto" : options.m_region;
+    }
     if (options.m_arn.empty())
     {
         AskFor(options.m_endpoint, "Endpoint, as https://s3.eu-central-1.amazonaws.com: ");
@@ -66,6 +75,10 @@ s3::SS3Credentials CredentialsOf(SSpecOptions options)
 
 int NewSpec(CHost& host, SSpecOptions const& options)
 {
+    if (options.m_isGoogle && (!options.m_arn.empty() || !options.m_role.empty()))
+    {
+        throw CUsageError("Google Cloud Storage takes a bucket and the HMAC keys of an account: no --arn, no --role.");
+    }
     s3::SS3ClientConnSpec spec;
     spec.BucketAddr = AddressOf(options);
     spec.Credentials = CredentialsOf(options);
@@ -73,7 +86,9 @@ int NewSpec(CHost& host, SSpecOptions const& options)
     spec.Options.ObjectLockEnabledOnBucket = options.m_locksObjects;
     if (!options.m_storageClass.empty())
     {
-        spec.Options.StorageClass = s3wire::s3::CObjectStorageClass::FromString(options.m_storageClass);
+        bool const isShort = options.m_isGoogle && !options.m_storageClass.starts_with("GCS_");
+        spec.Options.StorageClass =
+            s3wire::s3::CObjectStorageClass::FromString((isShort ? "GCS_" : "") + options.m_storageClass);
     }
     s3::SS3ClientConnSpec::Deserialize(spec.Serialize()); // what could not be read back is not written
     WriteNewSpec(spec, options.m_file);
@@ -114,6 +129,9 @@ void AddSpecCommands(CCli& cli)
     make.AddOption("--role", options->m_role, "A role of this instance, instead of keys").Takes("NAME");
     make.AddOption("--storage-class", options->m_storageClass, "The class of new objects, as STANDARD_IA")
         .Takes("CLASS");
+    make.AddFlag("--google", options->m_isGoogle,
+                 "A bucket of Google Cloud Storage, with HMAC keys; its classes are STANDARD, NEARLINE, COLDLINE and "
+                 "ARCHIVE");
     make.AddFlag("--virtual-hosted", options->m_isVirtualHosted, "The bucket stands in the host name");
     make.AddFlag("--object-lock", options->m_locksObjects, "The bucket keeps versions and can lock them");
     make.SetFooter("The file holds the secret key in the clear.");
