@@ -125,23 +125,20 @@ std::shared_ptr<COperations> Connect(SSenderSettings settings, std::string const
 CS3WireClient::CS3WireClient(std::string const& endpoint, std::string const& region, SProxyConfig const& proxy,
                              std::shared_ptr<IS3WireAuth> const& auth, certificates_t const& trustList,
                              std::shared_ptr<io::CNetworkTrottlingCtx> throttling, bool useVirtualHostedStyle)
-    : CS3WireClientBase(
+    : CS3WireClient(
           Connect({endpoint, region, proxy, auth, trustList, std::move(throttling), useVirtualHostedStyle}, endpoint))
 {
 }
 
 CS3WireClient::CS3WireClient(CS3Arn const& arn, SProxyConfig const& proxy, std::shared_ptr<IS3WireAuth> const& auth,
                              certificates_t const& trustList, std::shared_ptr<io::CNetworkTrottlingCtx> throttling)
-    : CS3WireClientBase((arn.CheckIsValidS3ArnExc(),
-                         Connect({"", arn.m_region, proxy, auth, trustList, std::move(throttling), true},
-                                 CS3EndpointCreator::CreateFromArnWithPrefix(arn))))
+    : CS3WireClient((arn.CheckIsValidS3ArnExc(),
+                     Connect({"", arn.m_region, proxy, auth, trustList, std::move(throttling), true},
+                             CS3EndpointCreator::CreateFromArnWithPrefix(arn))))
 {
 }
 
-CS3WireClient::CS3WireClient(std::shared_ptr<wire::IWireSender> sender)
-    : CS3WireClientBase(std::make_shared<COperations>(std::move(sender), SStoreTraits{}))
-{
-}
+CS3WireClient::CS3WireClient(std::shared_ptr<COperations> operations) : CS3WireClientBase(std::move(operations)) {}
 
 CS3WireClient::~CS3WireClient() = default;
 

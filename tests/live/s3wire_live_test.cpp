@@ -1,7 +1,7 @@
 #include "bucketry/base/datetime.h"
-#include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/client_over.h"
 #include "s3wire/context.h"
 #include "s3wire/operations/operations.h"
 #include "s3wire/sending/sender.h"
@@ -134,7 +134,7 @@ protected:
                                                     SPutObjectExtraAgruments());
     }
 
-    CS3WireClient m_client{CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT"))};
+    CS3WireClient m_client = ClientOver(CreateWireSender(Settings("BUCKETRY_LIVE_ENDPOINT")));
 };
 
 TEST_F(LiveStore, CarriesEveryKeyThroughEveryOperation)
@@ -333,7 +333,7 @@ TEST_F(LiveStore, AnswersWhatIsAskedAboutItself)
 
 TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 {
-    CS3WireClient const client(CreateWireSender(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
+    CS3WireClient const client = ClientOver(CreateWireSender(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
     std::string const text = Pattern(3 * g_mebibyte);
     client.PutObject("plain", "tls", BufsOf(text), {}, {}, {}, {}, {}).get();
     EXPECT_TRUE(Get("plain", "tls") == text);
@@ -349,7 +349,7 @@ TEST_F(LiveStore, IsReachedByTheNameOfTheBucket)
     for (SSenderSettings* const settings : {&plain, &tls})
     {
         settings->m_virtualHosted = true;
-        CS3WireClient const client(CreateWireSender(std::move(*settings)));
+        CS3WireClient const client = ClientOver(CreateWireSender(std::move(*settings)));
         std::string const key = "//virtual/a b+c";
         client.PutObject("plain", key, BufsOf("hosted"), {}, {}, {}, {}, {}).get();
         EXPECT_EQ(Get("plain", key), "hosted");
@@ -373,7 +373,7 @@ TEST_F(LiveStore, TakesTemporaryKeysWithTheirTokenOnly)
     {
         SSenderSettings settings = Settings("BUCKETRY_LIVE_ENDPOINT");
         settings.m_auth = AuthOf(id, secret, token);
-        return CS3WireClient(CreateWireSender(std::move(settings)));
+        return ClientOver(CreateWireSender(std::move(settings)));
     };
     with(field("SessionToken")).PutObject("plain", "temporary", BufsOf("x"), {}, {}, {}, {}, {}).get();
     EXPECT_EQ(Get("plain", "temporary"), "x");

@@ -2,6 +2,7 @@
 #include "bucketry/s3.h"
 #include "s3/detail/archive.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/client_over.h"
 #include "s3wire/context.h"
 #include "s3wire/wire/request.h"
 #include "support/expect_failure.h"
@@ -17,6 +18,7 @@ namespace
 using bucketry::testing::CLogCapture;
 using bucketry::testing::ExpectFailure;
 using bucketry::testing::ExpectStorageFailure;
+using s3wire::s3::ClientOver;
 using s3wire::s3::CObjectStorageClass;
 using s3wire::s3::CS3WireClient;
 using s3wire::s3::EAmazonS3StorageClass;
@@ -185,9 +187,7 @@ TEST(ArchiveStatus, LeavesOutADateThatCannotBeRead)
 {
     auto const status = std::make_shared<SArchiveRetrievalStatus>();
     CLogCapture const log;
-    MakeClient(CS3WireClient(std::make_shared<SOddStore>()), "cold")
-        ->GetArchiveRetrievalStatusAsync("/a", status)
-        ->Wait();
+    MakeClient(ClientOver(std::make_shared<SOddStore>()), "cold")->GetArchiveRetrievalStatusAsync("/a", status)->Wait();
     EXPECT_TRUE(status->m_isRetrievalInProgress && status->m_expiryDate.IsNull());
     EXPECT_EQ(StorageLines(log),
               "1 GetArchiveRetrievalStatus: Failed to parse S3 object expiration date [next week] for "
@@ -201,7 +201,7 @@ TEST(BatchRestore, AsksForTheJobThatTheClientStandsFor)
                            "</Prefix><ReportScope>AllTasks</ReportScope>",
                       versions = "<member>VersionId</member>";
     auto const sender = std::make_shared<SOddStore>();
-    CS3WireClient wire(sender);
+    CS3WireClient wire = ClientOver(sender);
     wire.SetBatchParameters("http://control", "123456789012");
     std::set<std::string> tokens;
     for (auto const& [container, tier, word, fields, report] :

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/client_over.h"
 #include "s3wire/context.h"
 #include "s3wire/sending/sender.h"
 #include "s3wire/transport/curl_transport.h"
@@ -53,7 +53,7 @@ inline std::shared_ptr<wire::IWireSender> SenderTo(simulator::CSimulator const& 
 
 inline s3::CS3WireClient ClientOf(simulator::CSimulator const& store, SClientWish const& wish = {})
 {
-    return s3::CS3WireClient(SenderTo(store, wish));
+    return s3::ClientOver(SenderTo(store, wish));
 }
 
 using bucketry::testing::BufsOf;

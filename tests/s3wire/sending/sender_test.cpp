@@ -1,7 +1,7 @@
 #include "bucketry/base/exceptions.h"
-#include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "bucketry/s3wire/statistics.h"
+#include "s3wire/client_over.h"
 #include "s3wire/sending/sender.h"
 #include "s3wire/transport/failure.h"
 #include "support/fake_sender.h"
@@ -320,7 +320,7 @@ TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
                 (step == "old" ? "0:00" : "6:44") +
                 " GMT\nx-amz-restore: ongoing-request=\"true\"\nx-amz-version-id: " + step;
     };
-    s3::CS3WireClient const client(Make("http://store"));
+    s3::CS3WireClient const client = s3::ClientOver(Make("http://store"));
     s3::SObjectLockConfig const lock(true, s3::EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false);
     auto const put = [&](s3::SObjectLockConfig const& wanted)
     { return client.PutObject("b-1", "k", nullptr, {}, wanted, {}, {}, {}).get().m_versionId; };
