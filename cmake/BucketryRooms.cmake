@@ -88,10 +88,9 @@ function(bucketry_add_test name)
     set(target "${room_target}_tests")
     add_executable(${target} ${sources})
     target_include_directories(${target} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
-    target_link_libraries(${target} PRIVATE ${rooms} ${arg_LIBS} GTest::gmock_main GTest::gmock GTest::gtest)
-    if(TARGET bucketry_support)
-        target_link_libraries(${target} PRIVATE bucketry_support)
-    endif()
+    # The doubles come before GoogleMock: they have copies of std::string's functions, and must not be drawn in for those.
+    target_link_libraries(${target} PRIVATE ${rooms} ${arg_LIBS} bucketry_support
+                                            GTest::gmock_main GTest::gmock GTest::gtest)
     target_precompile_headers(${target} REUSE_FROM bucketry_tests_pch)
     add_test(NAME ${name} COMMAND ${target} --gtest_brief=1)
     set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT})

@@ -56,6 +56,13 @@ public:
 
 } // namespace bucketry
 
+namespace bucketry::locks::details
+{
+
+class CLockProtocol;
+
+} // namespace bucketry::locks::details
+
 namespace bucketry::locks
 {
 
@@ -130,8 +137,7 @@ public:
     guid::guid_t GetLockId() const override;
 
 private:
-    class CImpl;
-    std::unique_ptr<CImpl> const m_impl;
+    std::unique_ptr<details::CLockProtocol> const m_protocol;
 };
 
 /// Told by a read-write lock's thread that somebody who waits asks this holder to stop. The host implements it.

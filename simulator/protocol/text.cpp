@@ -286,11 +286,6 @@ std::string IsoSeconds(time_point_t time)
     return Format(time, "%Y-%m-%dT%H:%M:%SZ");
 }
 
-std::string IsoBasicTime(time_point_t time)
-{
-    return Format(time, "%Y%m%dT%H%M%SZ");
-}
-
 std::string HttpTime(time_point_t time)
 {
     return Format(time, "%a, %d %b %Y %H:%M:%S GMT");

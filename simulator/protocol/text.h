@@ -33,10 +33,9 @@ std::string Latin1ToUtf8(std::string_view bytes);
 /// The whole text as a decimal number without sign.
 std::optional<std::uint64_t> ParseNumber(std::string_view text);
 
-std::string IsoTime(time_point_t time);      ///< 2026-03-14T15:09:26.000Z
-std::string IsoSeconds(time_point_t time);   ///< 2026-03-14T15:09:26Z
-std::string IsoBasicTime(time_point_t time); ///< 20260314T150926Z
-std::string HttpTime(time_point_t time);     ///< Sat, 14 Mar 2026 15:09:26 GMT
+std::string IsoTime(time_point_t time);    ///< 2026-03-14T15:09:26.000Z
+std::string IsoSeconds(time_point_t time); ///< 2026-03-14T15:09:26Z
+std::string HttpTime(time_point_t time);   ///< Sat, 14 Mar 2026 15:09:26 GMT
 // Nothing if the text is no such time.
 std::optional<time_point_t> ParseIsoTime(std::string const& text);
 std::optional<time_point_t> ParseIsoBasicTime(std::string const& text);

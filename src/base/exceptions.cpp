@@ -107,11 +107,6 @@ void exc_base_t::AddMessage(std::string const& line)
     Join();
 }
 
-std::vector<std::string> const& exc_base_t::Messages() const noexcept
-{
-    return m_messages;
-}
-
 void exc_base_t::Join()
 {
     std::string text;

@@ -12,14 +12,11 @@
 #include <boost/thread/lock_guard.hpp>
 #include <boost/thread/mutex.hpp>
 
-namespace bucketry::locks
+namespace bucketry::locks::details
 {
 
 namespace
 {
-
-using details::EPass;
-using details::SLockTiming;
 
 constexpr auto DeclareName = "declare";
 constexpr auto TryName = "try";
@@ -49,11 +46,6 @@ struct SDeclared
     std::string m_tryVersion;
 };
 
-std::shared_ptr<synch::completion_port_t> PortOrNew(std::shared_ptr<synch::completion_port_t> port)
-{
-    return port ? std::move(port) : std::make_shared<synch::completion_port_t>();
-}
-
 std::string NotObtained(std::string const& reason)
 {
     return reason.empty() ? "Timed out waiting for cloud lock to acquire."
@@ -63,13 +55,14 @@ std::string NotObtained(std::string const& reason)
 } // namespace
 
 /// The protocol. docs/locks/README.md tells its steps and what they promise.
-class CCloudOptimisticLock::CImpl
+class CLockProtocol
 {
 public:
-    CImpl(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
-          std::shared_ptr<CServerTime> serverTime);
+    CLockProtocol(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
+                  std::shared_ptr<CServerTime> serverTime);
 
-    void TryLock(int timeoutMsec, synch::completion_port_t& port, std::string& error);
+    /// Why the lock was not obtained; empty if it was.
+    std::string TryLock(int timeoutMsec, synch::completion_port_t& port);
     void Unlock();
 
     std::string const m_folder;
@@ -93,86 +86,16 @@ private:
 
     SCloudLockParams const m_params;
     std::shared_ptr<CServerTime> const m_serverTime;
-    std::shared_ptr<SLockTiming const> const m_timing = details::CurrentTiming();
-    details::CStoredRecords const m_records;
+    std::shared_ptr<SLockTiming const> const m_timing = CurrentTiming();
+    CStoredRecords const m_records;
     bool m_locked = false;                  ///< the owner's thread only
     boost::mutex m_mutex;                   ///< guards a keep-alive pass against a release
     std::deque<std::string> m_lockVersions; ///< guarded by m_mutex while the thread runs; the oldest first
-    details::CKeepAlive m_keepAlive;        ///< the last member: its thread uses the others
+    CKeepAlive m_keepAlive;                 ///< the last member: its thread uses the others
 };
 
-// ---- The public class ------------------------------------------------------------------------------------------------
-
-CCloudOptimisticLock::CCloudOptimisticLock(ICloudClient& client, std::string const& folder,
-                                           SCloudLockParams const& params, std::shared_ptr<CServerTime> serverTime)
-    : m_impl(std::make_unique<CImpl>(client, folder, params, std::move(serverTime)))
-{
-}
-
-CCloudOptimisticLock::~CCloudOptimisticLock()
-{
-    try
-    {
-        Unlock();
-    }
-    catch (std::exception const& error)
-    {
-        common_log.err(util::str_format("Failed to release cloud optimistic lock [%1].", m_impl->m_folder), error);
-    }
-}
-
-std::shared_ptr<CCloudOptimisticLock> CCloudOptimisticLock::Lock(ICloudClient& client, std::string const& folder,
-                                                                 SCloudLockParams const& params,
-                                                                 std::shared_ptr<synch::completion_port_t> port,
-                                                                 std::shared_ptr<CServerTime> serverTime)
-{
-    auto lock = std::make_shared<CCloudOptimisticLock>(client, folder, params, std::move(serverTime));
-    lock->Lock(params.m_lockTimeoutMsec, *PortOrNew(std::move(port)));
-    return lock;
-}
-
-std::shared_ptr<CCloudOptimisticLock> CCloudOptimisticLock::TryLock(ICloudClient& client, std::string const& folder,
-                                                                    SCloudLockParams const& params,
-                                                                    std::shared_ptr<synch::completion_port_t> port,
-                                                                    std::shared_ptr<CServerTime> serverTime)
-{
-    auto lock = std::make_shared<CCloudOptimisticLock>(client, folder, params, std::move(serverTime));
-    return lock->TryLock(params.m_lockTimeoutMsec, *PortOrNew(std::move(port))) ? lock : nullptr;
-}
-
-void CCloudOptimisticLock::Lock(int timeoutMsec, synch::completion_port_t& port)
-{
-    std::string error;
-    m_impl->TryLock(timeoutMsec, port, error);
-    if (!error.empty())
-    {
-        throw exc::CRuntimeExc("%1", error);
-    }
-}
-
-bool CCloudOptimisticLock::TryLock(int timeoutMsec, synch::completion_port_t& port)
-{
-    std::string error;
-    m_impl->TryLock(timeoutMsec, port, error);
-    if (!error.empty())
-    {
-        common_log.warn("Can't get lock: %1", error);
-    }
-    return error.empty();
-}
-
-void CCloudOptimisticLock::Unlock()
-{
-    m_impl->Unlock();
-}
-
-guid::guid_t CCloudOptimisticLock::GetLockId() const
-{
-    return guid::guid_t::FromAStr(m_impl->m_lockId);
-}
-
-CCloudOptimisticLock::CImpl::CImpl(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
-                                   std::shared_ptr<CServerTime> serverTime)
+CLockProtocol::CLockProtocol(ICloudClient& client, std::string const& folder, SCloudLockParams const& params,
+                             std::shared_ptr<CServerTime> serverTime)
     : m_folder(folder),
       m_lockId(guid::guid_t::CreateNew().ToAStr()),
       m_params(params),
@@ -184,13 +107,11 @@ CCloudOptimisticLock::CImpl::CImpl(ICloudClient& client, std::string const& fold
 
 // ---- Acquisition -----------------------------------------------------------------------------------------------------
 
-/// Sets `error` if the lock is not obtained in time, or held already.
-void CCloudOptimisticLock::CImpl::TryLock(int timeoutMsec, synch::completion_port_t& port, std::string& error)
+std::string CLockProtocol::TryLock(int timeoutMsec, synch::completion_port_t& port)
 {
     if (m_locked)
     {
-        error = "Cloud lock has already been acquired.";
-        return;
+        return "Cloud lock has already been acquired.";
     }
     unsigned long const start = m_timing->m_elapsedMsec();
     SAttempt attempt{MakeInfo()};
@@ -199,8 +120,7 @@ void CCloudOptimisticLock::CImpl::TryLock(int timeoutMsec, synch::completion_por
         // As an unsigned number a negative limit is never reached.
         if (timeoutMsec != 0 && m_timing->m_elapsedMsec() - start >= static_cast<unsigned long>(timeoutMsec))
         {
-            error = NotObtained(attempt.m_reason);
-            return;
+            return NotObtained(attempt.m_reason);
         }
         attempt.m_me.ValidTillUtc = GetValidTimeUtc();
         if (!BackOffFromHolder(attempt, port))
@@ -209,7 +129,7 @@ void CCloudOptimisticLock::CImpl::TryLock(int timeoutMsec, synch::completion_por
             if (written && IsStillAlone(*written, attempt.m_me))
             {
                 TakeLock(*written, attempt.m_me);
-                return;
+                return "";
             }
         }
         ControlledSleep(port, m_timing->m_random() % RetrySpreadMsec + RetryPauseMsec);
@@ -217,7 +137,7 @@ void CCloudOptimisticLock::CImpl::TryLock(int timeoutMsec, synch::completion_por
 }
 
 /// True if another holds the lock, after a pause.
-bool CCloudOptimisticLock::CImpl::BackOffFromHolder(SAttempt& attempt, synch::completion_port_t& port) const
+bool CLockProtocol::BackOffFromHolder(SAttempt& attempt, synch::completion_port_t& port) const
 {
     std::optional<SLockInfo> const holder = TryGetLatestVersion(LockName);
     if (!holder || !IsAnotherValidLock(holder, attempt.m_me))
@@ -234,7 +154,7 @@ bool CCloudOptimisticLock::CImpl::BackOffFromHolder(SAttempt& attempt, synch::co
 }
 
 /// Writes "declare" and "try"; nothing if another contender is ahead.
-std::optional<SDeclared> CCloudOptimisticLock::CImpl::DeclareAndTry(SLockInfo const& me) const
+std::optional<SDeclared> CLockProtocol::DeclareAndTry(SLockInfo const& me) const
 {
     if (IsTaken(DeclareName, me))
     {
@@ -257,7 +177,7 @@ std::optional<SDeclared> CCloudOptimisticLock::CImpl::DeclareAndTry(SLockInfo co
 
 /// Whether both objects still name this contender and nobody holds the lock. If not, takes back what it may: without
 /// versions a deletion hits whoever wrote last.
-bool CCloudOptimisticLock::CImpl::IsStillAlone(SDeclared const& written, SLockInfo const& me) const
+bool CLockProtocol::IsStillAlone(SDeclared const& written, SLockInfo const& me) const
 {
     bool const versioned = m_records.HasVersions();
     if (IsAnotherValidLock(TryGetLatestVersion(DeclareName), me))
@@ -292,13 +212,13 @@ bool CCloudOptimisticLock::CImpl::IsStillAlone(SDeclared const& written, SLockIn
     return true;
 }
 
-void CCloudOptimisticLock::CImpl::Withdraw(SDeclared const& written) const
+void CLockProtocol::Withdraw(SDeclared const& written) const
 {
     m_records.DeleteExactVersion(TryName, written.m_tryVersion);
     m_records.DeleteExactVersion(DeclareName, written.m_declareVersion);
 }
 
-void CCloudOptimisticLock::CImpl::TakeLock(SDeclared const& written, SLockInfo const& me)
+void CLockProtocol::TakeLock(SDeclared const& written, SLockInfo const& me)
 {
     m_lockVersions.push_back(Put(LockName, me));
     m_records.DeleteExactVersion(DeclareName, written.m_declareVersion);
@@ -310,7 +230,7 @@ void CCloudOptimisticLock::CImpl::TakeLock(SDeclared const& written, SLockInfo c
 }
 
 // Checks before each slice, so that a cancelled acquisition ends within one slice.
-void CCloudOptimisticLock::CImpl::ControlledSleep(synch::completion_port_t& port, int msec) const
+void CLockProtocol::ControlledSleep(synch::completion_port_t& port, int msec) const
 {
     if (!m_params.m_sleepEnabled)
     {
@@ -328,7 +248,7 @@ void CCloudOptimisticLock::CImpl::ControlledSleep(synch::completion_port_t& port
 // ---- Holding and release ---------------------------------------------------------------------------------------------
 
 /// Writes the record anew, without a look at what is there.
-EPass CCloudOptimisticLock::CImpl::KeepAlivePass(SLockInfo& me)
+EPass CLockProtocol::KeepAlivePass(SLockInfo& me)
 {
     boost::unique_lock<boost::mutex> lock(m_mutex);
     me.ValidTillUtc = GetValidTimeUtc();
@@ -346,7 +266,7 @@ EPass CCloudOptimisticLock::CImpl::KeepAlivePass(SLockInfo& me)
     }
 }
 
-void CCloudOptimisticLock::CImpl::Unlock()
+void CLockProtocol::Unlock()
 {
     if (!m_locked)
     {
@@ -364,19 +284,19 @@ void CCloudOptimisticLock::CImpl::Unlock()
 
 // ---- Records ---------------------------------------------------------------------------------------------------------
 
-std::optional<SLockInfo> CCloudOptimisticLock::CImpl::TryGetLatestVersion(std::string const& name) const
+std::optional<SLockInfo> CLockProtocol::TryGetLatestVersion(std::string const& name) const
 {
     auto const record = m_records.TryGetLatestVersion(name);
     return record ? std::optional(SLockInfo::Unserialize(record)) : std::nullopt;
 }
 
-std::string CCloudOptimisticLock::CImpl::Put(std::string const& name, SLockInfo const& info) const
+std::string CLockProtocol::Put(std::string const& name, SLockInfo const& info) const
 {
     return m_records.Put(name, info.Serialize());
 }
 
 /// A missing record counts as another's: somebody has removed it.
-bool CCloudOptimisticLock::CImpl::IsAnotherValidLock(std::optional<SLockInfo> const& found, SLockInfo const& me) const
+bool CLockProtocol::IsAnotherValidLock(std::optional<SLockInfo> const& found, SLockInfo const& me) const
 {
     if (!found)
     {
@@ -390,13 +310,13 @@ bool CCloudOptimisticLock::CImpl::IsAnotherValidLock(std::optional<SLockInfo> co
 }
 
 /// Whether the object is there, and another's. A missing one is free.
-bool CCloudOptimisticLock::CImpl::IsTaken(std::string const& name, SLockInfo const& me) const
+bool CLockProtocol::IsTaken(std::string const& name, SLockInfo const& me) const
 {
     std::optional<SLockInfo> const found = TryGetLatestVersion(name);
     return found && IsAnotherValidLock(found, me);
 }
 
-datetime::CDateTime CCloudOptimisticLock::CImpl::GetValidTimeUtc() const
+datetime::CDateTime CLockProtocol::GetValidTimeUtc() const
 {
     if (m_params.m_keepAliveMsec < MinKeepAliveMsec)
     {
@@ -406,9 +326,90 @@ datetime::CDateTime CCloudOptimisticLock::CImpl::GetValidTimeUtc() const
     return datetime::CDateTime::fromUnixTime(now + m_params.m_keepAliveMsec / 1000, true);
 }
 
-SLockInfo CCloudOptimisticLock::CImpl::MakeInfo() const
+SLockInfo CLockProtocol::MakeInfo() const
 {
     return SLockInfo::Create(m_lockId, m_params.m_reason, SCloudLockParams::m_agentId);
+}
+
+} // namespace bucketry::locks::details
+
+namespace bucketry::locks
+{
+
+namespace
+{
+
+std::shared_ptr<synch::completion_port_t> PortOrNew(std::shared_ptr<synch::completion_port_t> port)
+{
+    return port ? std::move(port) : std::make_shared<synch::completion_port_t>();
+}
+
+} // namespace
+
+CCloudOptimisticLock::CCloudOptimisticLock(ICloudClient& client, std::string const& folder,
+                                           SCloudLockParams const& params, std::shared_ptr<CServerTime> serverTime)
+    : m_protocol(std::make_unique<details::CLockProtocol>(client, folder, params, std::move(serverTime)))
+{
+}
+
+CCloudOptimisticLock::~CCloudOptimisticLock()
+{
+    try
+    {
+        Unlock();
+    }
+    catch (std::exception const& error)
+    {
+        common_log.err(util::str_format("Failed to release cloud optimistic lock [%1].", m_protocol->m_folder), error);
+    }
+}
+
+std::shared_ptr<CCloudOptimisticLock> CCloudOptimisticLock::Lock(ICloudClient& client, std::string const& folder,
+                                                                 SCloudLockParams const& params,
+                                                                 std::shared_ptr<synch::completion_port_t> port,
+                                                                 std::shared_ptr<CServerTime> serverTime)
+{
+    auto lock = std::make_shared<CCloudOptimisticLock>(client, folder, params, std::move(serverTime));
+    lock->Lock(params.m_lockTimeoutMsec, *PortOrNew(std::move(port)));
+    return lock;
+}
+
+std::shared_ptr<CCloudOptimisticLock> CCloudOptimisticLock::TryLock(ICloudClient& client, std::string const& folder,
+                                                                    SCloudLockParams const& params,
+                                                                    std::shared_ptr<synch::completion_port_t> port,
+                                                                    std::shared_ptr<CServerTime> serverTime)
+{
+    auto lock = std::make_shared<CCloudOptimisticLock>(client, folder, params, std::move(serverTime));
+    return lock->TryLock(params.m_lockTimeoutMsec, *PortOrNew(std::move(port))) ? lock : nullptr;
+}
+
+void CCloudOptimisticLock::Lock(int timeoutMsec, synch::completion_port_t& port)
+{
+    std::string const error = m_protocol->TryLock(timeoutMsec, port);
+    if (!error.empty())
+    {
+        throw exc::CRuntimeExc("%1", error);
+    }
+}
+
+bool CCloudOptimisticLock::TryLock(int timeoutMsec, synch::completion_port_t& port)
+{
+    std::string const error = m_protocol->TryLock(timeoutMsec, port);
+    if (!error.empty())
+    {
+        common_log.warn("Can't get lock: %1", error);
+    }
+    return error.empty();
+}
+
+void CCloudOptimisticLock::Unlock()
+{
+    m_protocol->Unlock();
+}
+
+guid::guid_t CCloudOptimisticLock::GetLockId() const
+{
+    return guid::guid_t::FromAStr(m_protocol->m_lockId);
 }
 
 } // namespace bucketry::locks

@@ -2,6 +2,7 @@
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/client_over.h"
 #include "s3wire/connection.h"
 #include "s3wire/context.h"
 #include "s3wire/operations/operations.h"
@@ -134,7 +135,7 @@ protected:
                                                     SPutObjectExtraAgruments());
     }
 
-    CS3WireClient m_client{Connect(Settings("BUCKETRY_LIVE_ENDPOINT"))};
+    CS3WireClient m_client{ClientOver(Connect(Settings("BUCKETRY_LIVE_ENDPOINT")))};
 };
 
 TEST_F(LiveStore, CarriesEveryKeyThroughEveryOperation)
@@ -333,7 +334,7 @@ TEST_F(LiveStore, AnswersWhatIsAskedAboutItself)
 
 TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 {
-    CS3WireClient const client(Connect(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
+    CS3WireClient const client = ClientOver(Connect(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
     std::string const text = Pattern(3 * g_mebibyte);
     client.PutObject("plain", "tls", BufsOf(text), {}, {}, {}, {}, {}).get();
     EXPECT_TRUE(Get("plain", "tls") == text);
@@ -349,7 +350,7 @@ TEST_F(LiveStore, IsReachedByTheNameOfTheBucket)
     for (SConnectionSettings* const settings : {&plain, &tls})
     {
         settings->m_virtualHosted = true;
-        CS3WireClient const client(Connect(std::move(*settings)));
+        CS3WireClient const client = ClientOver(Connect(std::move(*settings)));
         std::string const key = "//virtual/a b+c";
         client.PutObject("plain", key, BufsOf("hosted"), {}, {}, {}, {}, {}).get();
         EXPECT_EQ(Get("plain", key), "hosted");
@@ -373,7 +374,7 @@ TEST_F(LiveStore, TakesTemporaryKeysWithTheirTokenOnly)
     {
         SConnectionSettings settings = Settings("BUCKETRY_LIVE_ENDPOINT");
         settings.m_auth = AuthOf(id, secret, token);
-        return CS3WireClient(Connect(std::move(settings)));
+        return ClientOver(Connect(std::move(settings)));
     };
     with(field("SessionToken")).PutObject("plain", "temporary", BufsOf("x"), {}, {}, {}, {}, {}).get();
     EXPECT_EQ(Get("plain", "temporary"), "x");

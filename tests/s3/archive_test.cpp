@@ -186,7 +186,7 @@ TEST(ArchiveStatus, LeavesOutADateThatCannotBeRead)
 {
     auto const status = std::make_shared<SArchiveRetrievalStatus>();
     CLogCapture const log;
-    MakeClient(CS3WireClient(s3wire::tests::Over(std::make_shared<SOddStore>())), "cold")
+    MakeClient(s3wire::s3::ClientOver(s3wire::tests::Over(std::make_shared<SOddStore>())), "cold")
         ->GetArchiveRetrievalStatusAsync("/a", status)
         ->Wait();
     EXPECT_TRUE(status->m_isRetrievalInProgress && status->m_expiryDate.IsNull());
@@ -202,7 +202,7 @@ TEST(BatchRestore, AsksForTheJobThatTheClientStandsFor)
                            "</Prefix><ReportScope>AllTasks</ReportScope>",
                       versions = "<member>VersionId</member>";
     auto const sender = std::make_shared<SOddStore>();
-    CS3WireClient wire(s3wire::tests::Over(sender));
+    CS3WireClient wire = s3wire::s3::ClientOver(s3wire::tests::Over(sender));
     wire.SetBatchParameters("http://control", "123456789012");
     std::set<std::string> tokens;
     for (auto const& [container, tier, word, fields, report] :

@@ -44,7 +44,7 @@ TEST(WireClient, GetsWhatWasAskedForAndChecksIt)
 {
     auto const get = [](transport::SHttpResponse answer, unsigned long offset, unsigned long length)
     {
-        return CS3WireClient(Over(CFakeSender::Script({std::move(answer)})))
+        return ClientOver(Over(CFakeSender::Script({std::move(answer)})))
             .GetObject("b", "k", nullptr, offset, length, "")
             .get();
     };
@@ -84,7 +84,7 @@ TEST(WireClient, AsksForTheAccountOnceAndForTheRegionTwiceIfNeeded)
         Answer(200, "<LocationConstraint/>"),
         Answer(403, "", {{"Date", "Sat, 14 Mar 2026 15:09:26 GMT"}}),
     });
-    CS3WireClient client(Over(sender));
+    CS3WireClient client = ClientOver(Over(sender));
     EXPECT_THROW(client.GetAccountId(), web::http::http_exception);
     EXPECT_EQ(client.GetBucketRegion("b").get().m_region, "eu-west-2");
     EXPECT_EQ(client.GetBucketRegion("b").get().m_region, "us-east-1");
@@ -105,7 +105,7 @@ TEST(WireClient, FindsTheVersionOfACopyAndLooksNoMoreWhereThereAreNone)
         {Answer(200, copied, {{"x-amz-version-id", "V"}}), Answer(200, copied), head("\"e\"", "W"), Answer(200, copied),
          head("\"other\"", "X"), Answer(200, copied), Answer(200, "", {{"ETag", "e"}}), Answer(200, copied),
          head("e", ""), Answer(200, copied), Answer(200, Refusal("InternalError"))});
-    CS3WireClient const client(Over(sender));
+    CS3WireClient const client = ClientOver(Over(sender));
     auto const copy = [&] { return client.CopyObject("b", "b", "s", "t", {}, "", {}, "").get().m_versionId; };
     EXPECT_EQ(copy(), "V");
     EXPECT_EQ(copy(), "W");
@@ -200,9 +200,9 @@ TEST(WireClient, ReadsALockBackAndSetsItWhereTheHeadersAreForgotten)
             }
             return Answer(200, "", {{"Content-Length", "0"}, {"x-amz-version-id", "V"}});
         });
-    auto const put = [&] { CS3WireClient(Over(sender)).PutObject("b", "k", nullptr, {}, lock, {}, {}, {}).get(); };
+    auto const put = [&] { ClientOver(Over(sender)).PutObject("b", "k", nullptr, {}, lock, {}, {}, {}).get(); };
     put();
-    CS3WireClient const forgetful(Over(sender));
+    CS3WireClient const forgetful = ClientOver(Over(sender));
     honoured = false;
     for (int i = 0; i < 2; ++i)
     {
@@ -219,7 +219,7 @@ TEST(WireClient, ReadsALockBackAndSetsItWhereTheHeadersAreForgotten)
     readable = false;
     ExpectRefusal(403, "AccessDenied", put);
     settable = true;
-    CS3WireClient const blind(Over(sender));
+    CS3WireClient const blind = ClientOver(Over(sender));
     std::size_t const before = sender->Lines().size();
     for (int i = 0; i < 2; ++i)
     {
@@ -247,7 +247,7 @@ TEST(WireListing, FollowsEveryKindOfMarker)
     auto const list = [](std::vector<transport::SHttpResponse> pages, bool older, std::vector<std::string> const& lines)
     {
         auto const sender = CFakeSender::Script(std::move(pages));
-        CS3WireClient const client(Over(sender));
+        CS3WireClient const client = ClientOver(Over(sender));
         SBucket const all =
             (older ? client.CompatibleGetBucket("b", "", "/", "", 0) : client.GetBucket("b", "", "/", "", 0)).get();
         EXPECT_EQ(all.m_contents.size(), lines.size());
@@ -285,7 +285,7 @@ TEST(WireListing, NeverLoopsAndNeverEndsEarly)
                     Page("k",
                          More(token.empty() ? "" : "<NextContinuationToken>" + token + "</NextContinuationToken>")));
             });
-        EXPECT_THROW(CS3WireClient(Over(sender)).GetBucket("b", "", "", "", 0).get(), web::http::http_exception);
+        EXPECT_THROW(ClientOver(Over(sender)).GetBucket("b", "", "", "", 0).get(), web::http::http_exception);
         return page;
     };
     EXPECT_EQ(fails({""}), 1u) << "more follows, but not where";
@@ -293,19 +293,18 @@ TEST(WireListing, NeverLoopsAndNeverEndsEarly)
     EXPECT_LE(fails({"a", "b", "c", "d", "e"}), 20u) << "in a circle";
 
     auto const cut = CFakeSender::Script({Answer(200, Page("a", "").substr(0, 60))});
-    EXPECT_THROW(CS3WireClient(Over(cut)).GetBucket("b", "", "", "", 0).get(), web::http::http_exception);
+    EXPECT_THROW(ClientOver(Over(cut)).GetBucket("b", "", "", "", 0).get(), web::http::http_exception);
     std::string const versions =
         "<ListVersionsResult>" + More("<NextKeyMarker>k</NextKeyMarker>") + "</ListVersionsResult>";
     auto const circling = CFakeSender::Script({Answer(200, versions), Answer(200, versions)});
     int pages = 0;
-    EXPECT_THROW(CS3WireClient(Over(circling))
-                     .GetBucketObjectVersions([&](auto const&) { ++pages; }, "b", "", "", "", "", 0)
-                     .get(),
-                 web::http::http_exception);
+    EXPECT_THROW(
+        ClientOver(Over(circling)).GetBucketObjectVersions([&](auto const&) { ++pages; }, "b", "", "", "", "", 0).get(),
+        web::http::http_exception);
     EXPECT_EQ(pages, 1);
     auto const two =
         CFakeSender::Script({Answer(200, Page("a", More("<NextContinuationToken>t</NextContinuationToken>")))});
-    EXPECT_THROW(CS3WireClient(Over(two))
+    EXPECT_THROW(ClientOver(Over(two))
                      .GetBucket([](SBucketContents const&) { throw exc::CRuntimeExc("enough"); }, "b", "", "", "", 0)
                      .get(),
                  exc::CRuntimeExc);
@@ -335,7 +334,7 @@ TEST(WireDelete, TakesAThousandAtATimeAndTellsOfRefusals)
         auto const sender =
             std::make_shared<CFakeSender>([](wire::SWireRequest const&) { return Answer(200, "<DeleteResult/>"); });
         auto const progress = std::make_shared<CProgress>();
-        CS3WireClient(Over(sender)).DeleteObjects("b", Items(count), progress).get();
+        ClientOver(Over(sender)).DeleteObjects("b", Items(count), progress).get();
         EXPECT_EQ(sender->Lines().size(), requests);
         if (count != 0)
         {
@@ -348,7 +347,7 @@ TEST(WireDelete, TakesAThousandAtATimeAndTellsOfRefusals)
          Answer(200, Refusal("InternalError")), Answer(200, "<DeleteResult/>")});
     try
     {
-        CS3WireClient(Over(sender)).DeleteObjects("b", Items(2500), nullptr).get();
+        ClientOver(Over(sender)).DeleteObjects("b", Items(2500), nullptr).get();
         FAIL();
     }
     catch (CS3WireException const& refusal)
@@ -365,12 +364,12 @@ TEST(WireDelete, TakesAThousandAtATimeAndTellsOfRefusals)
     auto const mixed = std::make_shared<CFakeSender>(
         [](wire::SWireRequest const& request)
         { return request.m_method == transport::EHttpMethod::Post ? Answer(200, "<DeleteResult/>") : Answer(204); });
-    CS3WireClient(Over(mixed)).DeleteObjects("b", odd, nullptr).get();
+    ClientOver(Over(mixed)).DeleteObjects("b", odd, nullptr).get();
     EXPECT_THAT(mixed->Lines(),
                 ::testing::UnorderedElementsAre("POST b/?delete", "DELETE b/bell\x07?versionId=V",
                                                 "DELETE b/k?versionId=\x01"));
     odd.m_objects.push_back({"", ""});
-    EXPECT_THROW(CS3WireClient(Over(mixed)).DeleteObjects("b", odd, nullptr), exc::CRuntimeExc);
+    EXPECT_THROW(ClientOver(Over(mixed)).DeleteObjects("b", odd, nullptr), exc::CRuntimeExc);
 }
 
 TEST(WireDelete, OfAPrefixTakesEveryPage)
@@ -382,8 +381,8 @@ TEST(WireDelete, OfAPrefixTakesEveryPage)
         CFakeSender::Script({Answer(200, Page("p/a", More("<NextContinuationToken>t</NextContinuationToken>"))),
                              Answer(200, "<DeleteResult/>"), Answer(200, Page("p/b", "")),
                              Answer(200, "<DeleteResult/>"), Answer(200, versions), Answer(200, "<DeleteResult/>")});
-    CS3WireClient(Over(batch)).DeleteObjects("b", "p/", nullptr).get();
-    CS3WireClient(Over(batch)).DeleteObjectsAllVersions("b", "p/", nullptr).get();
+    ClientOver(Over(batch)).DeleteObjects("b", "p/", nullptr).get();
+    ClientOver(Over(batch)).DeleteObjectsAllVersions("b", "p/", nullptr).get();
     EXPECT_EQ(batch->Lines().size(), 6u);
 
     std::atomic<unsigned> deleted{0};
@@ -398,7 +397,7 @@ TEST(WireDelete, OfAPrefixTakesEveryPage)
             return request.m_key == "key7" ? Answer(403, Refusal("AccessDenied"))
                                            : Answer(request.m_key == "key3" ? 404 : 204, Refusal("NoSuchKey"));
         });
-    CS3WireClient const client(Over(single));
+    CS3WireClient const client = ClientOver(Over(single));
     client.CompatibleDeleteObjectsAllVersions("b", "p/", nullptr).get();
     EXPECT_EQ(deleted.exchange(0), 2u);
     ExpectRefusal(403, "AccessDenied", [&] { client.CompatibleDeleteObjects("b", Items(100), nullptr).get(); });

@@ -26,7 +26,7 @@ class CUploadStore
 public:
     std::shared_ptr<CFakeSender> const m_sender =
         std::make_shared<CFakeSender>([this](wire::SWireRequest const& request) { return Serve(request); });
-    CS3WireClient m_client{Over(m_sender)};
+    CS3WireClient m_client{ClientOver(Over(m_sender))};
 
     unsigned m_failPart = 0; ///< the part that is refused
     bool m_loseCompleteAnswer = false;
@@ -212,7 +212,7 @@ TEST(ReadStream, ReadsAnyRangeOfOneState)
         Answer(206, "abcd", {{"Content-Range", "bytes 0-3/5"}, {"ETag", "\"e\""}}),
         Answer(412),
     });
-    CS3WireReadStream stream(CS3WireClient(Over(sender)), "b", "k", "V");
+    CS3WireReadStream stream(ClientOver(Over(sender)), "b", "k", "V");
     unsigned char buffer[16] = {};
     EXPECT_EQ(stream.Read(buffer, 16, 2), 3u);
     EXPECT_EQ(std::string(buffer, buffer + 3), "cde");

@@ -42,7 +42,7 @@ std::string Unescape(std::string text)
         for (auto at = text.find(entity); at != std::string::npos; at = text.find(entity))
             text.replace(at, entity.size(), plain);
     for (auto at = text.find("&amp;"); at != std::string::npos; at = text.find("&amp;", at + 1))
-        text.replace(at, 5, "&");
+        text.erase(at + 1, 4);
     return text;
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "s3wire/operations/operations.h"
+#include "s3wire/client_over.h"
 #include "support/wire_messages.h"
 
 #include <functional>

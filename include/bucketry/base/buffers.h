@@ -92,8 +92,6 @@ public:
     /// Sets the bytes in use. Bytes that stay are kept; bytes that come are undefined. Grows the storage where it must,
     /// throws std::bad_alloc if there is none; never shrinks it.
     void SetCount(unsigned long count);
-    /// Bytes that fit without new storage.
-    unsigned long GetCapacity() const noexcept { return m_block.m_capacity; }
 
 private:
     void Drop() noexcept;

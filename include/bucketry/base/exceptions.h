@@ -46,8 +46,6 @@ public:
 
     /// Puts one more line on top.
     void AddMessage(std::string const& line);
-    /// The message lines, the newest first.
-    std::vector<std::string> const& Messages() const noexcept;
 
 private:
     void Join();

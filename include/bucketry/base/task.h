@@ -154,10 +154,9 @@ public:
     {
         m_context->Start(std::move(body));
     }
+    /// A move copies as well, so that no handle is ever without its task.
     Task(Task const&) = default;
     Task& operator=(Task const&) = default;
-    Task(Task&&) noexcept = default;
-    Task& operator=(Task&&) noexcept = default;
     virtual ~Task() = default;
 
     /// A continuation: a new task, whose thread starts at once.

@@ -70,8 +70,6 @@ public:
     /// A store that is addressed by an ARN. Throws exc::CRuntimeExc for one that cannot be served.
     CS3WireClient(CS3Arn const& arn, SProxyConfig const& proxy, std::shared_ptr<IS3WireAuth> const& auth,
                   certificates_t const& trustList, std::shared_ptr<io::CNetworkTrottlingCtx> throttling);
-    /// A store that is connected already.
-    explicit CS3WireClient(std::shared_ptr<COperations> operations);
     CS3WireClient(CS3WireClient const&) = default;
     CS3WireClient& operator=(CS3WireClient const&) = default;
     ~CS3WireClient() override;
@@ -148,6 +146,10 @@ public:
 
     web::Task<SCreateJobResult> CreateBatchJob(SCreateJobRequest const& request) const;
     web::Task<SDescribeJobResult> DescribeJob(std::string const& jobId) const;
+
+private:
+    friend CS3WireClient ClientOver(std::shared_ptr<COperations> operations);
+    explicit CS3WireClient(std::shared_ptr<COperations> operations);
 };
 
 } // namespace bucketry::s3wire::s3

@@ -353,8 +353,8 @@ void CCurlHandle::SetUpOnce()
 
 void CCurlHandle::SetUpTrust()
 {
-    Set(CURLOPT_SSL_VERIFYPEER, m_settings->m_verifyTls ? 1L : 0L);
-    Set(CURLOPT_SSL_VERIFYHOST, m_settings->m_verifyTls ? 2L : 0L);
+    Set(CURLOPT_SSL_VERIFYPEER, 1L);
+    Set(CURLOPT_SSL_VERIFYHOST, 2L);
     if (auto const& trusted = m_settings->m_trustedPem)
     {
         Set(CURLOPT_CAINFO, static_cast<char const*>(nullptr));

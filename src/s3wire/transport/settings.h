@@ -31,8 +31,7 @@ struct STransportSettings
     std::string m_proxyUser;
     CSecret m_proxyPassword;
     std::optional<std::string> m_trustedPem; ///< certificates that are trusted in place of the system's
-    bool m_verifyTls = true;
-    std::chrono::seconds m_idle{20}; ///< connections that were idle for longer are not used again
+    std::chrono::seconds m_idle{20};         ///< connections that were idle for longer are not used again
     /// From this body size on the store is asked first whether it takes the body, and the answer is waited for so long.
     std::uint64_t m_expectFromBytes = 2u << 20;
     std::chrono::milliseconds m_expectWait{1000};

@@ -3,6 +3,7 @@
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
 #include "s3wire/auth/auth.h"
+#include "s3wire/client_over.h"
 #include "s3wire/context.h"
 #include "s3wire/operations/operations.h"
 #include "s3wire/sending/sender.h"
@@ -55,7 +56,7 @@ inline std::shared_ptr<COperations> OperationsOf(simulator::CSimulator const& st
 
 inline s3::CS3WireClient ClientOf(simulator::CSimulator const& store, SClientWish const& wish = {})
 {
-    return s3::CS3WireClient(OperationsOf(store, wish));
+    return s3::ClientOver(OperationsOf(store, wish));
 }
 
 using bucketry::testing::BufsOf;

@@ -324,7 +324,7 @@ TEST_F(Sender, LooksBeforeItRepeatsWhatTheStoreMayHaveDone)
                 (step == "old" ? "0:00" : "6:44") +
                 " GMT\nx-amz-restore: ongoing-request=\"true\"\nx-amz-version-id: " + step;
     };
-    s3::CS3WireClient const client(tests::Over(Make("http://store")));
+    s3::CS3WireClient const client = s3::ClientOver(tests::Over(Make("http://store")));
     s3::SObjectLockConfig const lock(true, s3::EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false);
     auto const put = [&](s3::SObjectLockConfig const& wanted)
     { return client.PutObject("b-1", "k", nullptr, {}, wanted, {}, {}, {}).get().m_versionId; };

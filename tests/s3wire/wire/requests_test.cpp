@@ -66,13 +66,7 @@ SWireRequest Addressed(SWireRequest request)
 
 SListing Listing(bool google = false)
 {
-    SListing listing;
-    listing.m_bucket = "b";
-    listing.m_prefix = "dir/";
-    listing.m_delimiter = "/";
-    listing.m_pageSize = 2;
-    listing.m_google = google;
-    return listing;
+    return {.m_bucket = "b", .m_prefix = "dir/", .m_delimiter = "/", .m_pageSize = 2, .m_google = google};
 }
 
 #define S3_NS "xmlns=\"http://s3.amazonaws.com/doc/2006-03-01/\""
