@@ -1,9 +1,8 @@
+#include "client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
 #include <curl/curl.h>
-
-#include "client.h"
 
 namespace bucketry::simulator::tests
 {
@@ -65,7 +64,9 @@ TEST_F(SimulatedFaults, StandInThePlaceOfTheAnswer)
 TEST_F(SimulatedFaults, BreakTheConnection)
 {
     for (std::string const action : {"cut before-body", "cut in-body", "cut after-body", "lost-answer"})
+    {
         EXPECT_EQ(GetWith(action).m_curlCode, CURLE_GOT_NOTHING) << action;
+    }
     EXPECT_EQ(m_simulator.Log().back().m_status, 0u);
     EXPECT_EQ(m_simulator.Log().back().m_fault, "lost-answer");
     auto const truncated = GetWith("truncate 2");
@@ -96,10 +97,14 @@ TEST_F(SimulatedFaults, DeliverTwiceAndWaitNoLongerThanTheStoreLives)
     SAnswer stalled, delayed;
     std::thread first([&] { stalled = client.Get("/"); });
     while (ending->FaultsFired() < 1)
+    {
         std::this_thread::yield();
+    }
     std::thread second([&] { delayed = client.Get("/"); });
     while (ending->FaultsFired() < 2)
+    {
         std::this_thread::yield();
+    }
     ending.reset();
     first.join();
     second.join();
@@ -116,7 +121,9 @@ TEST_F(SimulatedFaults, HitWhatTheirRuleSelects)
         m_simulator.LoadFaults(rule);
         std::vector<long> seen;
         for (auto const& target : targets)
+        {
             seen.push_back(m_client.Get(target).m_status);
+        }
         return seen;
     };
     using statuses_t = std::vector<long>;
