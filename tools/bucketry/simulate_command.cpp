@@ -31,6 +31,7 @@ simulator::EProfile ProfileOf(std::string const& name)
 {
     return name == "gateway" ? simulator::EProfile::Gateway
         : name == "strict"   ? simulator::EProfile::Strict
+        : name == "google"   ? simulator::EProfile::Google
                              : simulator::EProfile::S3;
 }
 
@@ -109,9 +110,9 @@ void AddSimulateCommand(CCli& cli)
     simulate.add_flag("--object-lock", options->m_objectLock, "The bucket keeps versions and takes retentions")
         ->needs(bucket);
     simulate.add_option("--faults", options->m_faults, "A script of faults")->type_name("FILE");
-    simulate.add_option("--profile", options->m_profile, "Whose ways the store has: s3, gateway or strict")
+    simulate.add_option("--profile", options->m_profile, "Whose ways the store has: s3, gateway, strict or google")
         ->type_name("KIND")
-        ->check(CLI::IsMember({"s3", "gateway", "strict"}))
+        ->check(CLI::IsMember({"s3", "gateway", "strict", "google"}))
         ->capture_default_str();
     simulate
         .add_option("--restore-seconds", options->m_restoreSeconds,

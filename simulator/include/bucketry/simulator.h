@@ -23,7 +23,8 @@ enum class EProfile
 {
     S3,      ///< Amazon's service
     Gateway, ///< the Ceph object gateway: no archive, no batch jobs, lock headers ignored on copies and uploads
-    Strict   ///< S3, refusing also what only the strictest stores refuse
+    Strict,  ///< S3, refusing also what only the strictest stores refuse
+    Google   ///< Google Cloud Storage, as a client that signs for S3 sees its XML API
 };
 
 enum class EConditionalWrites
@@ -40,6 +41,17 @@ struct SAccessKey
     std::string m_secret = "wJalrXUtnFEMI/K7MDENG+bPxRfiCYEXAMPLEKEY";
     std::string m_sessionToken = {};
     std::optional<time_point_t> m_expires = {}; ///< by the simulator's clock; only with a session token
+};
+
+/// Where the google profile may be one store or another.
+struct SGoogleOptions
+{
+    bool m_hasMultiDelete = false;   ///< POST ?delete, which older stores refuse
+    bool m_hasNewerListing = false;  ///< list-type=2
+    bool m_listsNewestFirst = false; ///< the generations of one name in a list of versions
+    /// Whether a copy's source may end in `?generation=`. Else what follows the "?" is ignored, so that the live object
+    /// is copied; x-goog-copy-source-generation names a generation either way.
+    bool m_copySourceTakesGeneration = true;
 };
 
 struct SSimulatorOptions
@@ -64,7 +76,8 @@ struct SSimulatorOptions
     bool m_metadataTokenRequired = true;
     std::chrono::seconds m_roleKeysLifetime = std::chrono::hours(6);
     std::optional<std::chrono::seconds> m_restoreTime = {}; ///< of every tier; not set: as on S3, 5 minutes to 48 hours
-    std::size_t m_logLimit = 100000;                        ///< the oldest requests are forgotten beyond it
+    SGoogleOptions m_google = {};
+    std::size_t m_logLimit = 100000; ///< the oldest requests are forgotten beyond it
 };
 
 enum class ERedirect
@@ -211,13 +224,13 @@ public:
     /// How often a rule fired since construction.
     std::uint64_t FaultsFired() const;
 
-    /// Keys whose newest version is no delete marker.
+    /// Keys that a plain listing has.
     std::size_t ObjectCount(std::string const& bucket) const;
     /// Versions and delete markers.
     std::size_t VersionCount(std::string const& bucket) const;
     /// Multipart uploads that were neither completed nor aborted.
     std::size_t PendingUploads(std::string const& bucket) const;
-    /// Empty if there is no such object. Without a version id the newest version.
+    /// Empty if there is no such object. Without a version id (or generation) the newest version.
     std::optional<std::string> ObjectContent(std::string const& bucket, std::string const& key,
                                              std::string const& versionId = {}) const;
     /// Puts the newest version into an archive tier of intelligent tiering: ARCHIVE_ACCESS or DEEP_ARCHIVE_ACCESS.
