@@ -144,11 +144,20 @@ enum class EFaultAction
     Close           ///< the whole answer, then an unannounced close
 };
 
+/// What a rule's rate is for.
+enum class ERateScope
+{
+    Rule,   ///< all requests that fit the rule
+    Prefix, ///< those whose keys are the same up to the last "/"
+    Key     ///< those of one key
+};
+
 /// One rule of a fault script. A request that fits operation, bucket and key is counted by the rule, and the count
-/// decides. The first rule that fires ends the search, but delays add up.
+/// decides. With a rate, only requests beyond it are counted. The first rule that fires ends the search, but delays add
+/// up.
 struct SFault
 {
-    std::string m_operation = "*"; ///< S3's name of the operation; `*` and `?` as in file names
+    std::string m_operation = "*"; ///< S3's name of the operation, or several with `|`; `*` and `?` as in file names
     std::string m_bucket = "*";
     std::string m_key = "*";
     unsigned m_nth = 0;   ///< only the n-th request, counted from 1
@@ -156,6 +165,9 @@ struct SFault
     unsigned m_times = 0; ///< at most so often; 0: no limit
     double m_chance = 1;  ///< probability, drawn from m_seed
     std::uint64_t m_seed = 0;
+    double m_rate = 0;    ///< requests that pass in a second of the simulator's clock; 0: no rate
+    unsigned m_burst = 1; ///< how many pass at once after a rest
+    ERateScope m_rateScope = ERateScope::Rule;
 
     EFaultAction m_action = EFaultAction::Status;
     unsigned m_status = 503;
@@ -178,12 +190,12 @@ private:
     unsigned m_line;
 };
 
-/// Reads a script: one rule a line, `on OPERATION [key=GLOB] [bucket=GLOB] [nth=N] [every=N] [times=N] [chance=P]
-/// [seed=N] do ACTION`, `#` begins a comment, a value with blanks stands in double quotes. Actions:
-/// `status N [CODE] [message=TEXT] [retry-after=SECONDS]`, `error-in-200 CODE`, `empty-200`, `delay MILLISECONDS`,
-/// `lost-answer`, `cut before-body|in-body|after-body`, `truncate [BYTES]`, `wrong-length BYTES`, `duplicate`,
-/// `redirect 301|307 ENDPOINT [region=REGION]`, `wrong-region REGION`, `expired-token`, `clock-skew SECONDS`,
-/// `stall [BYTES]`, `close`. Throws CFaultScriptError.
+/// Reads a script: one rule a line, `on OPERATION[|OPERATION...] [key=GLOB] [bucket=GLOB] [nth=N] [every=N] [times=N]
+/// [chance=P] [seed=N] [rate=N/s [burst=N] [per=key|prefix]] do ACTION`, `#` begins a comment, a value with blanks
+/// stands in double quotes. Actions: `status N [CODE] [message=TEXT] [retry-after=SECONDS]`, `error-in-200 CODE`,
+/// `empty-200`, `delay MILLISECONDS`, `lost-answer`, `cut before-body|in-body|after-body`, `truncate [BYTES]`,
+/// `wrong-length BYTES`, `duplicate`, `redirect 301|307 ENDPOINT [region=REGION]`, `wrong-region REGION`,
+/// `expired-token`, `clock-skew SECONDS`, `stall [BYTES]`, `close`. Throws CFaultScriptError.
 BUCKETRY_API std::vector<SFault> ParseFaults(std::string const& script);
 
 /// The store. It answers from construction to destruction; every operation may be called from any thread, also while
