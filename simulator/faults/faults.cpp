@@ -2,8 +2,48 @@
 
 #include "protocol/text.h"
 
+#include <algorithm>
+
 namespace bucketry::simulator
 {
+
+namespace
+{
+
+bool NamesOperation(std::string_view names, std::string_view operation)
+{
+    for (;;)
+    {
+        auto const bar = names.find('|');
+        if (GlobMatches(names.substr(0, bar), operation))
+        {
+            return true;
+        }
+        if (bar == std::string_view::npos)
+        {
+            return false;
+        }
+        names.remove_prefix(bar + 1);
+    }
+}
+
+/// What the rate of a rule is counted by.
+std::string RateKey(ERateScope scope, SRoute const& route)
+{
+    std::string const path = route.m_bucket + "/" + route.m_key;
+    switch (scope)
+    {
+    case ERateScope::Key:
+        return path;
+    case ERateScope::Prefix:
+        return path.substr(0, path.rfind('/'));
+    case ERateScope::Rule:
+        break;
+    }
+    return {};
+}
+
+} // namespace
 
 std::string SFaultHit::Name() const
 {
@@ -30,13 +70,13 @@ void CFaults::Clear()
     m_rules.clear();
 }
 
-SFaultHit CFaults::Pick(SRoute const& route)
+SFaultHit CFaults::Pick(SRoute const& route, time_point_t now)
 {
     SFaultHit hit;
     std::lock_guard const lock(m_mutex);
     for (auto& rule : m_rules)
     {
-        if (!rule.Fires(route))
+        if (!rule.Fires(route, now))
         {
             continue;
         }
@@ -58,10 +98,27 @@ std::uint64_t CFaults::Fired() const
     return m_fired;
 }
 
-bool CFaults::SRule::Fires(SRoute const& route)
+bool CFaults::SRule::IsWithinRate(SRoute const& route, time_point_t now)
 {
-    if (!GlobMatches(m_fault.m_operation, route.m_operation) || !GlobMatches(m_fault.m_bucket, route.m_bucket) ||
-        !GlobMatches(m_fault.m_key, route.m_key))
+    double const burst = m_fault.m_burst;
+    SAllowance& allowance =
+        m_allowances.try_emplace(RateKey(m_fault.m_rateScope, route), SAllowance{burst, now}).first->second;
+    double const seconds = std::chrono::duration<double>(now - allowance.m_at).count();
+    // A clock that is set back gives nothing.
+    allowance.m_left = std::min(burst, allowance.m_left + std::max(seconds, 0.0) * m_fault.m_rate);
+    allowance.m_at = now;
+    if (allowance.m_left < 1 - 1e-9) // what many small steps of the clock leave out
+    {
+        return false;
+    }
+    allowance.m_left -= 1;
+    return true;
+}
+
+bool CFaults::SRule::Fires(SRoute const& route, time_point_t now)
+{
+    if (!NamesOperation(m_fault.m_operation, route.m_operation) || !GlobMatches(m_fault.m_bucket, route.m_bucket) ||
+        !GlobMatches(m_fault.m_key, route.m_key) || (m_fault.m_rate > 0 && IsWithinRate(route, now)))
     {
         return false;
     }
@@ -83,7 +140,9 @@ std::optional<CStoreError> FaultRefusal(SFault const& fault, SRequest const& req
     {
     case EFaultAction::Status:
     {
-        CStoreError error(fault.m_status, fault.m_code, fault.m_message);
+        bool const isPlain = fault.m_code == "SlowDown" && fault.m_message.empty();
+        CStoreError error(fault.m_status, fault.m_code,
+                          isPlain ? "Please reduce your request rate." : fault.m_message);
         error.m_hasBody = !fault.m_code.empty();
         if (fault.m_retryAfter)
         {

@@ -2,8 +2,10 @@
 
 #include "protocol/route.h"
 
+#include <map>
 #include <mutex>
 #include <random>
+#include <string>
 #include <vector>
 
 namespace bucketry::simulator
@@ -29,20 +31,29 @@ public:
     void Add(std::vector<SFault> const& faults);
     /// Forgets all rules.
     void Clear();
-    /// Counts the request with the rules that it fits, and tells what they do to it.
-    SFaultHit Pick(SRoute const& route);
+    /// Counts the request with the rules that it fits, and tells what they do to it. `now` is for rates.
+    SFaultHit Pick(SRoute const& route, time_point_t now);
     /// How often a rule fired since construction.
     std::uint64_t Fired() const;
 
 private:
+    /// What is left of a rate's burst.
+    struct SAllowance
+    {
+        double m_left;
+        time_point_t m_at; ///< when it was so much
+    };
     struct SRule
     {
         SFault m_fault;
         unsigned m_seen = 0;
         unsigned m_fired = 0;
         std::mt19937_64 m_random;
+        std::map<std::string, SAllowance> m_allowances{}; ///< by what the rate is for
 
-        bool Fires(SRoute const& route);
+        bool Fires(SRoute const& route, time_point_t now);
+        /// Takes one request from the allowance that it falls under. False if there is none left.
+        bool IsWithinRate(SRoute const& route, time_point_t now);
     };
 
     mutable std::mutex m_mutex;

@@ -109,6 +109,25 @@ unsigned Count(std::string const& what, std::string const& text)
     return Number<unsigned>(what, text, 1, std::numeric_limits<int>::max());
 }
 
+/// N/s, with or without a fraction.
+double ReadRate(std::string const& text)
+{
+    if (!text.ends_with("/s"))
+    {
+        throw CReason("a rate has the form N/s, not " + Quoted(text));
+    }
+    return Number<double>("rate", text.substr(0, text.size() - 2), 0.001, 1e6);
+}
+
+ERateScope ReadRateScope(std::string const& text)
+{
+    if (text != "key" && text != "prefix")
+    {
+        throw CReason("a rate is per=key or per=prefix, not " + Quoted(text));
+    }
+    return text == "key" ? ERateScope::Key : ERateScope::Prefix;
+}
+
 /// Sets what NAME=VALUE says about which requests the rule hits. False if there is no such name.
 bool ReadSelector(SFault& fault, std::string const& name, std::string const& value)
 {
@@ -139,6 +158,18 @@ bool ReadSelector(SFault& fault, std::string const& name, std::string const& val
     else if (name == "seed")
     {
         fault.m_seed = Number<std::uint64_t>(name, value, 0, std::numeric_limits<std::uint64_t>::max());
+    }
+    else if (name == "rate")
+    {
+        fault.m_rate = ReadRate(value);
+    }
+    else if (name == "burst")
+    {
+        fault.m_burst = Count(name, value);
+    }
+    else if (name == "per")
+    {
+        fault.m_rateScope = ReadRateScope(value);
     }
     else
     {
@@ -273,6 +304,10 @@ SFault ReadRule(words_t words)
         {
             throw CReason(Quoted(word) + " doesn't tell which requests are meant");
         }
+    }
+    if (fault.m_rate == 0 && (fault.m_burst != 1 || fault.m_rateScope != ERateScope::Rule))
+    {
+        throw CReason("burst and per belong to a rate");
     }
     fault.m_action = ReadAction(words);
     ReadArguments(fault, words);

@@ -58,7 +58,7 @@ void ReadDefaultRetention(CXmlReader::CElement const& rule, SBucket& bucket)
 
 SResponse ListBuckets(SCall& call)
 {
-    CXmlWriter xml("ListAllMyBucketsResult", S3Namespace);
+    CXmlWriter xml("ListAllMyBucketsResult", call.m_traits.m_xmlNamespace);
     xml.Open("Owner").Text("ID", call.m_options.m_accountId).Text("DisplayName", "owner").Close();
     xml.Open("Buckets");
     for (auto const& [name, bucket] : call.m_store.Buckets())
@@ -93,7 +93,7 @@ SResponse CreateBucket(SCall& call)
     bucket.m_region = region;
     bucket.m_created = call.m_now;
     bucket.m_objectLock = ToLower(call.m_request.Header("x-amz-bucket-object-lock-enabled")) == "true";
-    if (bucket.m_objectLock)
+    if (bucket.m_objectLock && call.m_traits.m_lockNeedsVersions)
     {
         bucket.m_versioning = EVersioning::Enabled;
     }
@@ -129,14 +129,14 @@ SResponse GetBucketLocation(SCall& call)
     std::string const text = call.m_traits.m_emptyLocationIsDefault ? "default" : region == "us-east-1" ? "" : region;
     SResponse response;
     response.SetXml("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<LocationConstraint xmlns=\"" +
-                    std::string(S3Namespace) + "\">" + text + "</LocationConstraint>");
+                    std::string(call.m_traits.m_xmlNamespace) + "\">" + text + "</LocationConstraint>");
     return response;
 }
 
 SResponse GetBucketVersioning(SCall& call)
 {
     auto const versioning = call.Bucket().m_versioning;
-    CXmlWriter xml("VersioningConfiguration", S3Namespace);
+    CXmlWriter xml("VersioningConfiguration", call.m_traits.m_xmlNamespace);
     if (versioning != EVersioning::Off)
     {
         xml.Text("Status", versioning == EVersioning::Enabled ? "Enabled" : "Suspended");
@@ -152,7 +152,7 @@ SResponse PutBucketVersioning(SCall& call)
     {
         throw CStoreError(400, "IllegalVersioningConfigurationException", "The Versioning element must be specified");
     }
-    if (status == "Suspended" && bucket.m_objectLock)
+    if (status == "Suspended" && bucket.m_objectLock && call.m_traits.m_lockNeedsVersions)
     {
         throw CStoreError(409, "InvalidBucketState",
                           "An Object Lock configuration is present on this bucket, so the "
@@ -171,7 +171,7 @@ SResponse GetObjectLockConfiguration(SCall& call)
                           "Object Lock configuration does not exist for this bucket")
             .With("BucketName", bucket.m_name);
     }
-    CXmlWriter xml("ObjectLockConfiguration", S3Namespace);
+    CXmlWriter xml("ObjectLockConfiguration", call.m_traits.m_xmlNamespace);
     xml.Text("ObjectLockEnabled", "Enabled");
     if (bucket.m_defaultDays)
     {

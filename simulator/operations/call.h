@@ -27,7 +27,8 @@ struct SCall
 
     SBucket& Bucket() const { return m_store.Bucket(m_route.m_bucket); }
     std::string const& Key() const { return m_route.m_key; }
-    std::string VersionId() const { return m_request.QueryOr("versionId"); }
+    /// Empty if the request names none.
+    std::string VersionId() const { return m_request.QueryOr(m_traits.m_hasGenerations ? "generation" : "versionId"); }
     /// Whether the request may end a retention in governance mode.
     bool BypassesGovernance() const;
 };
@@ -87,11 +88,15 @@ SResponse GetMetadataCredentials(SCall& call);
 SAttributes ReadAttributes(SCall const& call, SBucket const& bucket, bool takesLock);
 /// Throws InvalidRequest unless Content-MD5 or a checksum came with the body.
 void DemandIntegrity(SCall const& call, std::string const& message);
-/// Headers that tell the version that was written: id, checksums.
-void AddVersionHeaders(SResponse& response, SBucket const& bucket, SVersion const& version);
+/// Headers that tell the version's id, or its generation and what comes with it.
+void AddVersionId(SResponse& response, SCall const& call, SBucket const& bucket, SVersion const& version);
+/// The same, and the checksums of a version that was written.
+void AddVersionHeaders(SResponse& response, SCall const& call, SBucket const& bucket, SVersion const& version);
+/// The refusal of what isn't there.
+CStoreError MissingVersion(SCall const& call, std::string const& versionId);
 /// The version that the request names, with S3's refusals for missing ones and markers.
 SVersion& DemandVersion(SCall const& call, SBucket& bucket);
-/// If-Match and If-None-Match of a write.
+/// If-Match and If-None-Match of a write, or the condition on the live object's generation.
 void CheckWriteConditions(SCall const& call, SBucket& bucket);
 /// Asks for the restore of an archived version; true if it can be read already. Throws CStoreError.
 bool AskForRestore(CStore const& store, SVersion& version, std::optional<std::uint64_t> days, std::string const& tier,

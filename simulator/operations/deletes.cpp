@@ -1,4 +1,5 @@
 #include "operations/call.h"
+#include "protocol/text.h"
 #include "protocol/xml.h"
 
 namespace bucketry::simulator
@@ -33,9 +34,13 @@ void AddRefused(CXmlWriter& xml, std::string const& key, std::string const& vers
     xml.Text("Code", refusal.m_code).Text("Message", refusal.m_message).Close();
 }
 
-/// A version id that this store never gave and that is not "null".
+/// A version id that this store never gave and that is not "null"; a generation that is no number.
 bool IsInvalidId(SCall const& call, std::string const& versionId)
 {
+    if (call.m_traits.m_hasGenerations)
+    {
+        return !versionId.empty() && !ParseNumber(versionId);
+    }
     return call.m_traits.m_tellsMissingVersions && !versionId.empty() && versionId != "null" &&
         !CStore::SequenceOf(versionId);
 }
@@ -58,7 +63,7 @@ SResponse DeleteListed(SCall& call)
         items.emplace_back(object.Demand("Key"), object.TextOf("VersionId").value_or(""));
     }
 
-    CXmlWriter xml("DeleteResult", S3Namespace);
+    CXmlWriter xml("DeleteResult", call.m_traits.m_xmlNamespace);
     for (auto const& [key, versionId] : items)
     {
         try
@@ -73,6 +78,10 @@ SResponse DeleteListed(SCall& call)
                 throw CStoreError(400, "NoSuchVersion", "The specified version does not exist.");
             }
             auto const deleted = call.m_store.Delete(bucket, key, versionId, call.BypassesGovernance(), call.m_now);
+            if (!deleted.m_existed && !call.m_traits.m_deletesWhatIsNot)
+            {
+                throw MissingVersion(call, versionId);
+            }
             if (!isQuiet)
             {
                 AddDeleted(xml, key, versionId, deleted);
@@ -98,11 +107,15 @@ SResponse DeleteObject(SCall& call)
     {
         throw CStoreError(400, "InvalidArgument", "Invalid version id specified");
     }
-    if (call.m_request.HasHeader("if-match"))
+    if (call.m_request.HasHeader("if-match") || call.m_traits.m_hasGenerations)
     {
         CheckWriteConditions(call, bucket);
     }
     auto const deleted = call.m_store.Delete(bucket, call.Key(), versionId, call.BypassesGovernance(), call.m_now);
+    if (!deleted.m_existed && !call.m_traits.m_deletesWhatIsNot)
+    {
+        throw MissingVersion(call, versionId);
+    }
     SResponse response{.m_status = 204};
     if (deleted.m_isDeleteMarker)
     {

@@ -33,7 +33,11 @@ class CListingWriter
 {
 public:
     CListingWriter(SCall const& call, std::string_view root)
-        : m_call(call), m_xml(root, S3Namespace), m_encodes(call.m_request.Query("encoding-type").has_value())
+        : m_call(call),
+          m_xml(root, call.m_traits.m_xmlNamespace),
+          m_encodingElement(root == "ListVersionsResult" && call.m_traits.m_hasGenerations ? "Encoding-Type"
+                                                                                           : "EncodingType"),
+          m_encodes(call.m_request.Query("encoding-type").has_value())
     {
         if (m_encodes && call.m_request.QueryOr("encoding-type") != "url")
         {
@@ -68,7 +72,7 @@ public:
         m_xml.Number(limitElement, listing.m_maxKeys);
         if (m_encodes)
         {
-            m_xml.Text("EncodingType", "url");
+            m_xml.Text(m_encodingElement, "url");
         }
         m_xml.Flag("IsTruncated", isTruncated);
     }
@@ -81,6 +85,15 @@ public:
     }
 
     void Owner() { m_xml.Open("Owner").Text("ID", m_call.m_options.m_accountId).Text("DisplayName", "owner").Close(); }
+
+    /// Google's own names for a version; nothing elsewhere.
+    void Generation(SVersion const& version)
+    {
+        if (m_call.m_traits.m_hasGenerations)
+        {
+            m_xml.Text("Generation", version.m_id).Number("MetaGeneration", version.m_metageneration);
+        }
+    }
 
     void Object(SVersion const& version)
     {
@@ -117,6 +130,7 @@ public:
 private:
     SCall const& m_call;
     CXmlWriter m_xml;
+    std::string_view m_encodingElement; ///< as is reported, Google has a name of its own in lists of S3's form
     bool m_encodes;
 };
 
@@ -124,6 +138,18 @@ SListing ReadListing(SCall const& call, std::string const& marker)
 {
     return {call.m_request.QueryOr("prefix"), call.m_request.QueryOr("delimiter"), call.m_request.QueryOr(marker),
             ReadLimit(call.m_request, "max-keys")};
+}
+
+template <class TEntry>
+void WritePrefixes(CListingWriter& writer, SPage<TEntry> const& page)
+{
+    for (auto const& item : page.m_items)
+    {
+        if (item.m_entry == nullptr)
+        {
+            writer.Prefix(item.m_name);
+        }
+    }
 }
 
 void WriteObjects(CListingWriter& writer, SPage<SVersion> const& page, bool withOwner)
@@ -136,6 +162,7 @@ void WriteObjects(CListingWriter& writer, SPage<SVersion> const& page, bool with
         }
         writer.Xml().Open("Contents");
         writer.Name("Key", item.m_name);
+        writer.Generation(*item.m_entry);
         writer.Object(*item.m_entry);
         if (withOwner)
         {
@@ -144,13 +171,62 @@ void WriteObjects(CListingWriter& writer, SPage<SVersion> const& page, bool with
         writer.RestoreStatus(*item.m_entry);
         writer.Xml().Close();
     }
+    WritePrefixes(writer, page);
+}
+
+/// The order of a list of versions whose page goes on behind the generation that the query names by `parameter`.
+SVersionOrder ReadGenerationOrder(SCall const& call, std::string const& parameter)
+{
+    auto const marker = call.m_request.Query(parameter);
+    auto const number = ParseNumber(marker.value_or(""));
+    if (marker && !marker->empty() && !number)
+    {
+        throw CStoreError(400, "InvalidArgument", "The marker is no generation.");
+    }
+    return {call.m_traits.m_listsOldestFirst, number};
+}
+
+/// A list of versions in Google's own form.
+SResponse ListGenerations(SCall& call)
+{
+    SListing const listing = ReadListing(call, "marker");
+    auto const order = ReadGenerationOrder(call, "generation-marker");
+    if (order.m_after && listing.m_marker.empty())
+    {
+        throw CStoreError(400, "InvalidArgument", "A generation-marker cannot be specified without a marker.");
+    }
+    CListingWriter writer(call, "ListBucketResult");
+    SBucket& bucket = call.Bucket();
+    auto const page = ListVersions(bucket, listing, order);
+    writer.Xml().Text("Name", bucket.m_name);
+    writer.Name("Marker", listing.m_marker);
+    writer.Xml().Text("GenerationMarker", call.m_request.QueryOr("generation-marker"));
+    writer.Head(listing, "MaxKeys", page.m_isTruncated);
+    if (page.m_isTruncated)
+    {
+        auto const& last = page.m_items.back();
+        writer.Name("NextMarker", last.m_name);
+        if (last.m_entry != nullptr)
+        {
+            writer.Xml().Text("NextGenerationMarker", last.m_entry->m_id);
+        }
+    }
     for (auto const& item : page.m_items)
     {
         if (item.m_entry == nullptr)
         {
-            writer.Prefix(item.m_name);
+            continue;
         }
+        writer.Xml().Open("Version");
+        writer.Name("Key", item.m_name);
+        writer.Generation(*item.m_entry);
+        writer.Xml().Flag("IsLatest", !item.m_entry->m_isNoncurrent);
+        writer.Object(*item.m_entry);
+        writer.Owner();
+        writer.Xml().Close();
     }
+    WritePrefixes(writer, page);
+    return writer.Finish();
 }
 
 /// Where the page of a version 2 listing goes on.
@@ -226,6 +302,10 @@ SResponse ListObjectsV2(SCall& call)
 
 SResponse ListObjectVersions(SCall& call)
 {
+    if (call.m_traits.m_hasGenerations && call.m_request.Header("x-goog-interop-list-objects-format") != "enabled")
+    {
+        return ListGenerations(call);
+    }
     SListing const listing = ReadListing(call, "key-marker");
     std::string const versionMarker = call.m_request.QueryOr("version-id-marker");
     if (!versionMarker.empty() && listing.m_marker.empty())
@@ -236,7 +316,10 @@ SResponse ListObjectVersions(SCall& call)
     }
     CListingWriter writer(call, "ListVersionsResult");
     SBucket& bucket = call.Bucket();
-    auto const page = ListVersions(bucket, listing, versionMarker);
+    SVersionOrder const order = call.m_traits.m_hasGenerations
+        ? ReadGenerationOrder(call, "version-id-marker")
+        : SVersionOrder{call.m_traits.m_listsOldestFirst, SequenceOfMarker(bucket, listing.m_marker, versionMarker)};
+    auto const page = ListVersions(bucket, listing, order);
     writer.Xml().Text("Name", bucket.m_name);
     writer.Name("KeyMarker", listing.m_marker);
     writer.Xml().Text("VersionIdMarker", versionMarker);
@@ -272,13 +355,7 @@ SResponse ListObjectVersions(SCall& call)
         writer.RestoreStatus(version);
         writer.Xml().Close();
     }
-    for (auto const& item : page.m_items)
-    {
-        if (item.m_entry == nullptr)
-        {
-            writer.Prefix(item.m_name);
-        }
-    }
+    WritePrefixes(writer, page);
     return writer.Finish();
 }
 

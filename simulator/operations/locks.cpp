@@ -50,10 +50,12 @@ SResponse PutObjectRetention(SCall& call)
     DemandIntegrity(call, "Missing required header for this request: Content-MD5 OR x-amz-checksum-*");
     SBucket& bucket = call.Bucket();
     DemandLockOnBucket(bucket);
-    SLock& lock = DemandVersion(call, bucket).m_attributes.m_lock;
+    SVersion& version = DemandVersion(call, bucket);
     auto const wanted = ReadRetention(call);
-    CheckRetentionChange(lock, wanted, call.BypassesGovernance(), call.m_now);
-    lock.m_retention = wanted;
+    CheckRetentionChange(version.m_attributes.m_lock, wanted, call.BypassesGovernance(), call.m_now,
+                         call.m_traits.m_lockedCode);
+    version.m_attributes.m_lock.m_retention = wanted;
+    ++version.m_metageneration;
     return {};
 }
 
@@ -66,7 +68,7 @@ SResponse GetObjectRetention(SCall& call)
     {
         throw NoLock(call);
     }
-    CXmlWriter xml("Retention", S3Namespace);
+    CXmlWriter xml("Retention", call.m_traits.m_xmlNamespace);
     xml.Text("Mode", retention->m_compliance ? "COMPLIANCE" : "GOVERNANCE");
     xml.Text("RetainUntilDate", IsoTime(retention->m_until));
     SResponse response;
@@ -98,7 +100,7 @@ SResponse GetObjectLegalHold(SCall& call)
     {
         throw NoLock(call);
     }
-    CXmlWriter xml("LegalHold", S3Namespace);
+    CXmlWriter xml("LegalHold", call.m_traits.m_xmlNamespace);
     SResponse response;
     response.SetXml(xml.Text("Status", lock.m_legalHold ? "ON" : "OFF").Finish());
     return response;

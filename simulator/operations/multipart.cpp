@@ -178,7 +178,7 @@ SResponse CompletedResponse(SCall const& call, SBucket const& bucket, SVersion c
 {
     std::string const path = call.m_route.m_bucket + "/" + PercentEncode(call.Key(), true);
     std::string const etag = call.m_traits.m_completeTellsETag ? "\"" + version.m_etag + "\"" : "";
-    CXmlWriter xml("CompleteMultipartUploadResult", S3Namespace);
+    CXmlWriter xml("CompleteMultipartUploadResult", call.m_traits.m_xmlNamespace);
     xml.Text("Location", "http://" + call.m_request.Header("host") + "/" + path);
     xml.Text("Bucket", call.m_route.m_bucket).Text("Key", call.Key()).Text("ETag", etag);
     for (auto const& [algorithm, value] : version.m_checksums)
@@ -187,10 +187,7 @@ SResponse CompletedResponse(SCall const& call, SBucket const& bucket, SVersion c
     }
     SResponse response;
     response.SetXml(xml.Finish());
-    if (bucket.m_versioning != EVersioning::Off)
-    {
-        response.Add("x-amz-version-id", version.m_id);
-    }
+    AddVersionId(response, call, bucket, version);
     return response;
 }
 
@@ -263,7 +260,7 @@ SResponse CreateMultipartUpload(SCall& call)
 
     std::string const id = call.m_store.NewUploadId();
     bucket.m_uploads[id] = std::move(upload);
-    CXmlWriter xml("InitiateMultipartUploadResult", S3Namespace);
+    CXmlWriter xml("InitiateMultipartUploadResult", call.m_traits.m_xmlNamespace);
     xml.Text("Bucket", bucket.m_name).Text("Key", call.Key()).Text("UploadId", id);
     SResponse response;
     response.SetXml(xml.Finish());
@@ -309,7 +306,7 @@ SResponse UploadPartCopy(SCall& call)
     {
         part.m_checksums[upload.m_checksumAlgorithm] = Base64(Checksum(upload.m_checksumAlgorithm, *part.m_data));
     }
-    CXmlWriter xml("CopyPartResult", S3Namespace);
+    CXmlWriter xml("CopyPartResult", call.m_traits.m_xmlNamespace);
     xml.Text("LastModified", IsoTime(call.m_now)).Text("ETag", "\"" + part.m_etag + "\"");
     SResponse response;
     response.SetXml(xml.Finish());
@@ -368,7 +365,7 @@ SResponse ListParts(SCall& call)
     std::size_t const limit = std::min<std::size_t>(*asked, 1000);
     auto part = upload.m_parts.upper_bound(static_cast<unsigned>(*marker));
     std::uint64_t last = *marker;
-    CXmlWriter xml("ListPartsResult", S3Namespace);
+    CXmlWriter xml("ListPartsResult", call.m_traits.m_xmlNamespace);
     xml.Text("Bucket", call.m_route.m_bucket).Text("Key", call.Key()).Text("UploadId", UploadId(call));
     for (std::size_t count = 0; part != upload.m_parts.end() && count < limit; ++part, ++count)
     {

@@ -115,16 +115,16 @@ CStoreError FailedCondition()
     return {412, "PreconditionFailed", "At least one of the pre-conditions you specified did not hold"};
 }
 
-void AddLockHeaders(SResponse& response, SLock const& lock)
+void AddLockHeaders(SResponse& response, SLock const& lock, std::string const& prefix)
 {
     if (lock.m_retention)
     {
-        response.Add("x-amz-object-lock-mode", lock.m_retention->m_compliance ? "COMPLIANCE" : "GOVERNANCE");
-        response.Add("x-amz-object-lock-retain-until-date", IsoTime(lock.m_retention->m_until));
+        response.Add(prefix + "object-lock-mode", lock.m_retention->m_compliance ? "COMPLIANCE" : "GOVERNANCE");
+        response.Add(prefix + "object-lock-retain-until-date", IsoTime(lock.m_retention->m_until));
     }
     if (lock.m_legalHold)
     {
-        response.Add("x-amz-object-lock-legal-hold", "ON");
+        response.Add(prefix + "object-lock-legal-hold", "ON");
     }
 }
 
@@ -165,16 +165,32 @@ void AddObjectHeaders(SResponse& response, SCall const& call, SBucket const& buc
     {
         response.Add("x-amz-meta-" + name, value);
     }
-    if (attributes.m_storageClass != "STANDARD")
+    std::string const prefix = call.m_traits.m_headerPrefix;
+    if (attributes.m_storageClass != "STANDARD" || call.m_traits.m_hasGenerations)
     {
-        response.Add("x-amz-storage-class", attributes.m_storageClass);
+        response.Add(prefix + "storage-class", attributes.m_storageClass);
     }
-    AddLockHeaders(response, attributes.m_lock);
+    AddLockHeaders(response, attributes.m_lock, prefix);
     AddArchiveHeaders(response, version, call.m_now);
-    if (bucket.m_versioning != EVersioning::Off)
+    AddVersionId(response, call, bucket, version);
+}
+
+/// The checksums of the whole object, to whoever asks; a store with generations tells one unasked.
+void AddChecksums(SResponse& response, SCall const& call, SVersion const& version)
+{
+    if (call.m_traits.m_hasGenerations)
     {
-        response.Add("x-amz-version-id", version.m_id);
+        response.Add("x-amz-checksum-crc32c", Base64(Crc32c(*version.m_data)));
     }
+    if (ToLower(call.m_request.Header("x-amz-checksum-mode")) != "enabled" || version.m_checksums.empty())
+    {
+        return;
+    }
+    for (auto const& [algorithm, value] : version.m_checksums)
+    {
+        response.Add("x-amz-checksum-" + algorithm, value);
+    }
+    response.Add("x-amz-checksum-type", version.m_checksumType);
 }
 
 void CheckArchived(SCall const& call, SVersion const& version)
@@ -268,7 +284,7 @@ SResponse PutObject(SCall& call)
     SVersion const& written = call.m_store.Write(bucket, call.Key(), std::move(version));
     SResponse response;
     response.Add("ETag", "\"" + written.m_etag + "\"");
-    AddVersionHeaders(response, bucket, written);
+    AddVersionHeaders(response, call, bucket, written);
     return response;
 }
 
@@ -301,13 +317,9 @@ SResponse GetObject(SCall& call)
                          std::to_string(response.m_offset + response.m_length - 1) + "/" +
                          std::to_string(version.m_data->size()));
     }
-    if (!range && ToLower(call.m_request.Header("x-amz-checksum-mode")) == "enabled" && !version.m_checksums.empty())
+    if (!range)
     {
-        for (auto const& [algorithm, value] : version.m_checksums)
-        {
-            response.Add("x-amz-checksum-" + algorithm, value);
-        }
-        response.Add("x-amz-checksum-type", version.m_checksumType);
+        AddChecksums(response, call, version);
     }
     return response;
 }
@@ -318,14 +330,14 @@ SResponse CopyObject(SCall& call)
     SCopySource const source = FindCopySource(call);
     SVersion const& from = *source.m_version;
     bool const changes = IsReplaced(call) || call.m_request.HasHeader("x-amz-storage-class");
-    if (source.m_isSameObject && !changes)
+    if (source.m_isSameObject && !changes && !call.m_traits.m_copiesOntoItself)
     {
         throw CStoreError(400, "InvalidRequest",
                           "This copy request is illegal because it is trying to copy an object "
                           "to itself without changing the object's metadata, storage class, "
                           "website redirect location or encryption attributes.");
     }
-    if (from.m_data->size() > call.m_options.m_maxPutSize)
+    if (call.m_traits.m_limitsCopies && from.m_data->size() > call.m_options.m_maxPutSize)
     {
         throw CStoreError(400, "InvalidRequest",
                           "The specified copy source is larger than the maximum allowable size "
@@ -344,11 +356,11 @@ SResponse CopyObject(SCall& call)
     SResponse response;
     if (call.m_traits.m_copyTellsVersions)
     {
-        AddVersionHeaders(response, bucket, written);
-        response.AddUnlessEmpty("x-amz-copy-source-version-id", sourceId);
+        AddVersionHeaders(response, call, bucket, written);
+        response.AddUnlessEmpty("x-amz-copy-source-version-id", call.m_traits.m_hasGenerations ? "" : sourceId);
     }
     std::string const quote = call.m_traits.m_copyQuotesETag ? "\"" : "";
-    CXmlWriter xml("CopyObjectResult", S3Namespace);
+    CXmlWriter xml("CopyObjectResult", call.m_traits.m_xmlNamespace);
     xml.Text("LastModified", IsoTime(written.m_modified)).Text("ETag", quote + written.m_etag + quote);
     response.SetXml(xml.Finish());
     return response;

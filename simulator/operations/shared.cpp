@@ -1,4 +1,5 @@
 #include "operations/call.h"
+#include "protocol/digest.h"
 #include "protocol/text.h"
 
 #include <algorithm>
@@ -9,13 +10,9 @@ namespace bucketry::simulator
 namespace
 {
 
-constexpr std::size_t MaxMetadataSize = 2048;
 constexpr std::string_view MetadataPrefix = "x-amz-meta-";
 constexpr std::string_view ContentHeaders[] = {"content-type",     "content-encoding", "content-disposition",
                                                "content-language", "cache-control",    "expires"};
-constexpr std::string_view StorageClasses[] = {
-    "STANDARD",   "REDUCED_REDUNDANCY", "STANDARD_IA", "ONEZONE_IA", "INTELLIGENT_TIERING", "GLACIER",
-    "GLACIER_IR", "DEEP_ARCHIVE",       "OUTPOSTS",    "SNOW",       "EXPRESS_ONEZONE"};
 
 void ReadStorageClass(SCall const& call, SAttributes& attributes)
 {
@@ -24,13 +21,13 @@ void ReadStorageClass(SCall const& call, SAttributes& attributes)
     {
         return;
     }
+    auto const& all = call.m_traits.m_storageClasses;
     auto const& own = call.m_options.m_storageClasses;
-    bool const isKnown = call.m_traits.m_knowsAllStorageClasses
-        ? std::find(std::begin(StorageClasses), std::end(StorageClasses), name) != std::end(StorageClasses)
-        : std::find(own.begin(), own.end(), name) != own.end();
+    bool const isKnown = all.empty() ? std::find(own.begin(), own.end(), name) != own.end()
+                                     : std::find(all.begin(), all.end(), name) != all.end();
     if (!isKnown)
     {
-        throw CStoreError(400, call.m_traits.m_knowsAllStorageClasses ? "InvalidStorageClass" : "InvalidArgument",
+        throw CStoreError(400, all.empty() ? "InvalidArgument" : "InvalidStorageClass",
                           "The storage class you specified is not valid")
             .With("StorageClassRequested", name);
     }
@@ -77,7 +74,8 @@ std::optional<SRetention> ReadRetentionHeaders(SCall const& call)
 SLock ReadLock(SCall const& call, SBucket const& bucket)
 {
     SLock lock{.m_retention = ReadRetentionHeaders(call)};
-    std::string const hold = call.m_request.Header("x-amz-object-lock-legal-hold");
+    std::string const hold =
+        call.m_traits.m_hasLegalHold ? call.m_request.Header("x-amz-object-lock-legal-hold") : std::string();
     if (!hold.empty() && hold != "ON" && hold != "OFF")
     {
         throw InvalidLockArgument("Legal Hold must be either of 'ON' or 'OFF'", "x-amz-object-lock-legal-hold");
@@ -88,17 +86,6 @@ SLock ReadLock(SCall const& call, SBucket const& bucket)
     }
     lock.m_legalHold = hold == "ON";
     return lock;
-}
-
-CStoreError MissingVersion(SCall const& call, std::string const& versionId)
-{
-    if (versionId.empty() || !call.m_traits.m_tellsMissingVersions)
-    {
-        return CStoreError(404, "NoSuchKey", "The specified key does not exist.").With("Key", call.Key());
-    }
-    return CStoreError(404, "NoSuchVersion", "The specified version does not exist.")
-        .With("Key", call.Key())
-        .With("VersionId", versionId);
 }
 
 /// The bucket behind an access point ARN, and the key behind its "/object/".
@@ -130,11 +117,46 @@ std::optional<std::pair<std::string, std::string>> ResolveArn(std::string const&
     return std::nullopt;
 }
 
+void CheckGenerationCondition(SCall const& call, SBucket& bucket)
+{
+    std::string const wanted = call.m_request.Header("x-goog-if-generation-match");
+    SVersion const* const live = bucket.Newest(call.Key());
+    if (!wanted.empty() && wanted != (live == nullptr ? "0" : live->m_id))
+    {
+        throw CStoreError(412, "PreconditionFailed", "At least one of the pre-conditions you specified did not hold.");
+    }
+}
+
+/// What stands behind the "?" of a copy's source is taken off. The version that it names, if the store heeds it.
+std::string TakeSourceVersion(SCall const& call, std::string& source)
+{
+    std::string const name = std::string("?") + call.m_traits.m_copySourceParameter + "=";
+    auto const query = call.m_traits.m_hasGenerations ? source.find('?') : source.find(name);
+    if (query == std::string::npos)
+    {
+        return {};
+    }
+    std::string const text = source.substr(query);
+    source.erase(query);
+    return text.starts_with(name) ? text.substr(name.size()) : std::string();
+}
+
 } // namespace
+
+CStoreError MissingVersion(SCall const& call, std::string const& versionId)
+{
+    if (versionId.empty() || !call.m_traits.m_tellsMissingVersions)
+    {
+        return CStoreError(404, "NoSuchKey", "The specified key does not exist.").With("Key", call.Key());
+    }
+    return CStoreError(404, "NoSuchVersion", "The specified version does not exist.")
+        .With("Key", call.Key())
+        .With("VersionId", versionId);
+}
 
 bool SCall::BypassesGovernance() const
 {
-    return ToLower(m_request.Header("x-amz-bypass-governance-retention")) == "true";
+    return ToLower(m_request.Header(std::string(m_traits.m_headerPrefix) + "bypass-governance-retention")) == "true";
 }
 
 SAttributes ReadAttributes(SCall const& call, SBucket const& bucket, bool takesLock)
@@ -158,11 +180,12 @@ SAttributes ReadAttributes(SCall const& call, SBucket const& bucket, bool takesL
     {
         attributes.m_headers.erase("content-encoding");
     }
-    if (metadataSize > MaxMetadataSize && call.m_traits.m_limitsMetadata)
+    std::size_t const limit = call.m_traits.m_maxMetadataSize;
+    if (metadataSize > limit && limit != 0)
     {
         throw CStoreError(400, "MetadataTooLarge", "Your metadata headers exceed the maximum allowed metadata size")
             .With("Size", std::to_string(metadataSize))
-            .With("MaxSizeAllowed", std::to_string(MaxMetadataSize));
+            .With("MaxSizeAllowed", std::to_string(limit));
     }
     ReadStorageClass(call, attributes);
     if (takesLock)
@@ -184,12 +207,27 @@ void DemandIntegrity(SCall const& call, std::string const& message)
     }
 }
 
-void AddVersionHeaders(SResponse& response, SBucket const& bucket, SVersion const& version)
+void AddVersionId(SResponse& response, SCall const& call, SBucket const& bucket, SVersion const& version)
 {
-    if (bucket.m_versioning != EVersioning::Off)
+    if (!call.m_traits.m_hasGenerations)
     {
-        response.Add("x-amz-version-id", version.m_id);
+        response.AddUnlessEmpty("x-amz-version-id", bucket.m_versioning == EVersioning::Off ? "" : version.m_id);
+        return;
     }
+    response.Add("x-goog-generation", version.m_id);
+    response.Add("x-goog-metageneration", std::to_string(version.m_metageneration));
+    response.Add("x-goog-hash", "crc32c=" + Base64(Crc32c(*version.m_data)));
+    if (version.m_partSizes.empty())
+    {
+        response.Add("x-goog-hash", "md5=" + Base64(Md5(*version.m_data)));
+    }
+    response.Add("x-goog-stored-content-encoding", "identity");
+    response.Add("x-goog-stored-content-length", std::to_string(version.m_data->size()));
+}
+
+void AddVersionHeaders(SResponse& response, SCall const& call, SBucket const& bucket, SVersion const& version)
+{
+    AddVersionId(response, call, bucket, version);
     for (auto const& [algorithm, value] : version.m_checksums)
     {
         response.Add("x-amz-checksum-" + algorithm, value);
@@ -227,6 +265,10 @@ SVersion& DemandVersion(SCall const& call, SBucket& bucket)
 
 void CheckWriteConditions(SCall const& call, SBucket& bucket)
 {
+    if (call.m_traits.m_hasGenerations)
+    {
+        return CheckGenerationCondition(call, bucket);
+    }
     bool const ifMatch = call.m_request.HasHeader("if-match");
     bool const ifNoneMatch = call.m_request.HasHeader("if-none-match");
     auto const mode = call.m_options.m_conditionalWrites;
@@ -257,11 +299,14 @@ void CheckWriteConditions(SCall const& call, SBucket& bucket)
 SCopySource FindCopySource(SCall const& call)
 {
     std::string source = call.m_request.Header("x-amz-copy-source");
-    std::string versionId;
-    if (auto const version = source.find("?versionId="); version != std::string::npos)
+    std::string versionId = TakeSourceVersion(call, source);
+    if (call.m_traits.m_hasGenerations && call.m_request.HasHeader("x-goog-copy-source-generation"))
     {
-        versionId = source.substr(version + 11);
-        source.erase(version);
+        versionId = call.m_request.Header("x-goog-copy-source-generation");
+    }
+    if (call.m_traits.m_hasGenerations && !versionId.empty() && !ParseNumber(versionId))
+    {
+        throw CStoreError(400, "InvalidArgument", "The generation of the source is no number.");
     }
     std::string decoded = PercentDecode(source, true).value_or("");
     auto path = ResolveArn(decoded, call.m_hosts);

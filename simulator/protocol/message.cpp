@@ -107,11 +107,15 @@ SResponse MakeErrorResponse(CStoreError const& error, SRequest const& request)
     {
         xml.Close();
     }
-    else
+    else if (!error.m_isBare)
     {
         xml.Text("Resource", request.m_path).Text("HostId", HostId);
     }
-    response.SetXml(xml.Text("RequestId", request.m_id).Finish());
+    if (!error.m_isBare)
+    {
+        xml.Text("RequestId", request.m_id);
+    }
+    response.SetXml(xml.Finish());
     return response;
 }
 

@@ -114,6 +114,18 @@ void CheckHash(SRequest& request, STraits const& traits, bool demandsHash)
     }
 }
 
+/// Those that come with a body, and those that announce one behind it.
+bool HasChecksumHeader(SRequest const& request)
+{
+    return std::any_of(request.m_headers.begin(), request.m_headers.end(),
+                       [](auto const& header)
+                       {
+                           std::string const& name = header.first;
+                           return (name.starts_with(ChecksumPrefix) && name != "x-amz-checksum-mode") ||
+                               name == "x-amz-sdk-checksum-algorithm" || name == "x-amz-trailer";
+                       });
+}
+
 void CheckMd5(SRequest const& request, SPayload& payload)
 {
     if (!request.HasHeader("content-md5"))
@@ -174,6 +186,10 @@ void CheckChecksums(SRequest const& request, SPayload& payload)
 
 SPayload CheckPayload(SRequest& request, STraits const& traits, bool demandsHash)
 {
+    if (traits.m_refusesChecksumHeaders && HasChecksumHeader(request))
+    {
+        throw CStoreError(400, "InvalidArgument", "A header names a checksum that the store doesn't know.");
+    }
     CheckHash(request, traits, demandsHash);
     SPayload payload{.m_md5 = Md5(request.m_body)};
     CheckMd5(request, payload);

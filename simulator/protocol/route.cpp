@@ -159,12 +159,33 @@ bool IsMissingSubresource(SRequest const& request)
                        [&](std::string_view name) { return request.Query(name).has_value(); });
 }
 
+CStoreError NotImplemented()
+{
+    return {501, "NotImplemented", "A header or query you provided implies functionality that is not implemented."};
+}
+
+void CheckQuery(SRequest const& request, STraits const& traits)
+{
+    for (std::string_view const name : traits.m_wrongParameters)
+    {
+        if (request.Query(name))
+        {
+            throw CStoreError(400, "InvalidArgument", "There is no parameter " + std::string(name) + ".");
+        }
+    }
+    auto const generation = traits.m_hasGenerations ? request.Query("generation") : std::nullopt;
+    if (generation && !ParseNumber(*generation))
+    {
+        throw CStoreError(400, "InvalidArgument", "The generation is no number.");
+    }
+}
+
 } // namespace
 
 SRoute Route(SRequest const& request, SHosts const& hosts, STraits const& traits)
 {
     if (auto other = RouteOtherService(request);
-        other && (traits.m_hasBatchJobs || other->m_operation != "DescribeJob"))
+        other && traits.m_hasOtherServices && (traits.m_hasBatchJobs || other->m_operation != "DescribeJob"))
     {
         return *other;
     }
@@ -213,15 +234,18 @@ void CheckRoute(SRoute const& route, SRequest const& request, STraits const& tra
             .With("Size", std::to_string(route.m_key.size()))
             .With("MaxSizeAllowed", std::to_string(MaxKeySize));
     }
+    auto const& missing = traits.m_missingOperations;
+    if (std::find(missing.begin(), missing.end(), route.m_operation) != missing.end())
+    {
+        throw NotImplemented();
+    }
     if (route.m_operation != "Unknown")
     {
-        return;
+        return CheckQuery(request, traits);
     }
     if (IsMissingSubresource(request))
     {
-        throw CStoreError(501, "NotImplemented",
-                          "A header or query you provided implies functionality that is not "
-                          "implemented.");
+        throw NotImplemented();
     }
     throw CStoreError(405, "MethodNotAllowed", "The specified method is not allowed against this resource.")
         .With("Method", request.m_method);

@@ -175,7 +175,8 @@ void CheckSignedHeaders(SRequest const& request, SAuthorization const& authoriza
     for (auto const& [name, value] : request.m_headers)
     {
         bool const ofContent = name == "content-md5" || name == "content-type";
-        bool const demanded = name.starts_with("x-amz-") || (ofContent && traits.m_demandsContentHeadersSigned);
+        bool const demanded = name.starts_with("x-amz-") || name.starts_with(traits.m_headerPrefix) ||
+            (ofContent && traits.m_demandsContentHeadersSigned);
         if (demanded && !isSigned(name))
         {
             missing += (missing.empty() ? "" : ", ") + name;
@@ -218,7 +219,7 @@ std::string CanonicalValue(std::string_view value)
     return Latin1ToUtf8(text);
 }
 
-std::string CanonicalHeader(SRequest const& request, std::string const& name)
+std::string CanonicalHeader(SRequest const& request, std::string const& name, STraits const& traits)
 {
     std::string values;
     bool isFirst = true;
@@ -230,6 +231,10 @@ std::string CanonicalHeader(SRequest const& request, std::string const& name)
         }
         values += (isFirst ? "" : ",") + CanonicalValue(value);
         isFirst = false;
+    }
+    if (name == "accept-encoding" && traits.m_changesAcceptEncoding)
+    {
+        values += ",gzip(gfe)";
     }
     return name + ":" + values + "\n";
 }
@@ -243,7 +248,7 @@ std::string CanonicalRequest(SRequest const& request, SAuthorization const& auth
     std::string names;
     for (auto const& name : authorization.m_signedHeaders)
     {
-        text += CanonicalHeader(request, name);
+        text += CanonicalHeader(request, name, traits);
         names += (names.empty() ? "" : ";") + name;
     }
     std::string const hash = request.Header("x-amz-content-sha256");

@@ -17,8 +17,6 @@ class XMLElement;
 namespace bucketry::simulator
 {
 
-/// Of S3's documents.
-constexpr std::string_view S3Namespace = "http://s3.amazonaws.com/doc/2006-03-01/";
 /// Of the documents of batch jobs.
 constexpr std::string_view ControlNamespace = "http://awss3control.amazonaws.com/doc/2018-08-20/";
 

@@ -75,7 +75,6 @@ public:
     {
         while (ServeOne())
         {
-            ;
         }
     }
 
@@ -115,7 +114,7 @@ private:
             request.m_headers.emplace_back(ToLower(field.name_string()), field.value());
         }
         exchange.m_route = m_parts.m_service.Route(request);
-        exchange.m_hit = m_parts.m_faults.Pick(exchange.m_route);
+        exchange.m_hit = m_parts.m_faults.Pick(exchange.m_route, m_parts.m_service.Now());
         return exchange;
     }
 

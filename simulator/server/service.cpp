@@ -2,6 +2,7 @@
 
 #include "operations/call.h"
 #include "protocol/text.h"
+#include "protocol/wording.h"
 
 #include <stdexcept>
 
@@ -51,12 +52,16 @@ CStoreError Redirected(SBucket const& bucket)
 
 CService::CService(SSimulatorOptions const& options, CClock const& clock)
     : m_options(options),
-      m_traits(TraitsOf(options.m_profile)),
+      m_traits(TraitsOf(options)),
       m_clock(clock),
       m_hosts{.m_names = options.m_hostNames},
-      m_store(options.m_restoreTime),
+      m_store(SStoreRules{options.m_restoreTime, m_traits.m_hasGenerations, m_traits.m_lockedCode}),
       m_metadata([this](SAccessKey const& key) { AddAccessKey(key); })
 {
+    if (options.m_profile == EProfile::Google)
+    {
+        m_hosts.m_names.emplace_back("storage.googleapis.com");
+    }
     m_traits.m_maxSkew = options.m_maxSkew;
     if (options.m_unsignedPayloadOverHttp)
     {
@@ -85,7 +90,7 @@ SResponse CService::Handle(SRequest request, SRoute const& route, std::chrono::s
     }
     catch (CStoreError const& error)
     {
-        response = Refuse(error, request, route);
+        response = Refuse(m_traits.m_errorsAreGoogles ? InGoogleWords(error, route) : error, request, route);
     }
     catch (std::exception const& error)
     {
@@ -98,6 +103,7 @@ SResponse CService::Handle(SRequest request, SRoute const& route, std::chrono::s
 SResponse CService::Refuse(CStoreError error, SRequest const& request, SRoute const& route) const
 {
     error.m_isWrapped = IsOfOtherService(route);
+    error.m_isBare = m_traits.m_errorsAreGoogles;
     return MakeErrorResponse(error, request);
 }
 
@@ -105,8 +111,15 @@ void CService::Finish(SResponse& response, SRequest const& request, std::chrono:
 {
     response.Add("Date", HttpTime(m_clock.Now() + skew));
     response.Add("Server", "bucketry-simulator");
-    response.Add("x-amz-request-id", request.m_id);
-    response.Add("x-amz-id-2", HostId);
+    if (m_traits.m_errorsAreGoogles)
+    {
+        response.Add("x-guploader-uploadid", request.m_id);
+    }
+    else
+    {
+        response.Add("x-amz-request-id", request.m_id);
+        response.Add("x-amz-id-2", HostId);
+    }
     response.m_isHead = request.m_method == "HEAD";
 }
 

@@ -24,6 +24,8 @@ public:
     SResponse Handle(SRequest request, SRoute const& route, std::chrono::seconds skew = {});
     /// The refusal as an answer to that request.
     SResponse Refuse(CStoreError error, SRequest const& request, SRoute const& route) const;
+    /// The store's time.
+    time_point_t Now() const { return m_clock.Now(); }
     /// Adds the headers that every answer has.
     void Finish(SResponse& response, SRequest const& request, std::chrono::seconds skew = {}) const;
 

@@ -121,10 +121,9 @@ std::size_t CSimulator::ObjectCount(std::string const& bucket) const
     return m_state->m_service.UseBucket(bucket,
                                         [](SBucket const& found)
                                         {
-                                            return static_cast<std::size_t>(
-                                                std::count_if(found.m_objects.begin(), found.m_objects.end(),
-                                                              [](auto const& object)
-                                                              { return !object.second.back().m_isDeleteMarker; }));
+                                            return static_cast<std::size_t>(std::count_if(
+                                                found.m_objects.begin(), found.m_objects.end(),
+                                                [](auto const& object) { return object.second.back().IsVisible(); }));
                                         });
 }
 

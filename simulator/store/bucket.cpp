@@ -36,9 +36,9 @@ SBucket::versions_t::iterator FindIn(SBucket::versions_t& versions, std::string 
     return std::find_if(versions.begin(), versions.end(), [&](SVersion const& v) { return v.m_id == versionId; });
 }
 
-[[noreturn]] void ThrowLocked()
+CStoreError Locked(char const* code)
 {
-    throw CStoreError(403, "AccessDenied", "Access Denied because object protected by object lock.");
+    return {403, code, "Access Denied because object protected by object lock."};
 }
 
 } // namespace
@@ -57,7 +57,7 @@ bool SVersion::IsReadable(time_point_t now) const
 SVersion* SBucket::Newest(std::string const& key)
 {
     auto const found = m_objects.find(key);
-    return found == m_objects.end() ? nullptr : &found->second.back();
+    return found == m_objects.end() || found->second.back().m_isNoncurrent ? nullptr : &found->second.back();
 }
 
 SVersion* SBucket::Find(std::string const& key, std::string const& versionId)
@@ -117,6 +117,10 @@ void CStore::RemoveBucket(std::string const& name)
 
 SVersion& CStore::Write(SBucket& bucket, std::string const& key, SVersion version)
 {
+    if (m_rules.m_hasGenerations)
+    {
+        return WriteGeneration(bucket, key, std::move(version));
+    }
     version.m_sequence = ++m_sequence;
     version.m_id = bucket.m_versioning == EVersioning::Enabled ? VersionId(m_sequence) : "null";
     auto& versions = bucket.m_objects[key];
@@ -127,9 +131,28 @@ SVersion& CStore::Write(SBucket& bucket, std::string const& key, SVersion versio
     return versions.emplace_back(std::move(version));
 }
 
+SVersion& CStore::WriteGeneration(SBucket& bucket, std::string const& key, SVersion version)
+{
+    if (bucket.Newest(key) != nullptr)
+    {
+        DeleteGeneration(bucket, key, {}, false, version.m_modified);
+    }
+    // Microseconds of the clock, and greater than every one before, whatever the clock does.
+    auto const time =
+        std::chrono::duration_cast<std::chrono::microseconds>(version.m_modified.time_since_epoch()).count();
+    m_generation = std::max(m_generation + 1, static_cast<std::uint64_t>(std::max<std::int64_t>(time, 0)));
+    version.m_sequence = m_generation;
+    version.m_id = std::to_string(m_generation);
+    return bucket.m_objects[key].emplace_back(std::move(version));
+}
+
 CStore::SDeleted CStore::Delete(SBucket& bucket, std::string const& key, std::string const& versionId,
                                 bool bypassGovernance, time_point_t now)
 {
+    if (m_rules.m_hasGenerations)
+    {
+        return DeleteGeneration(bucket, key, versionId, bypassGovernance, now);
+    }
     if (versionId.empty() && bucket.m_versioning != EVersioning::Off)
     {
         SVersion marker;
@@ -137,24 +160,45 @@ CStore::SDeleted CStore::Delete(SBucket& bucket, std::string const& key, std::st
         marker.m_modified = now;
         return {.m_isDeleteMarker = true, .m_versionId = Write(bucket, key, std::move(marker)).m_id};
     }
-    auto const found = bucket.m_objects.find(key);
-    if (found == bucket.m_objects.end())
-    {
-        return {.m_existed = false, .m_versionId = versionId};
-    }
-    auto const version = FindIn(found->second, versionId.empty() ? "null" : versionId);
-    if (version == found->second.end())
+    SVersion const* const version = bucket.Find(key, versionId.empty() ? "null" : versionId);
+    if (version == nullptr)
     {
         return {.m_existed = false, .m_versionId = versionId};
     }
     CheckDeletable(version->m_attributes.m_lock, bypassGovernance, now);
     SDeleted deleted{.m_isDeleteMarker = version->m_isDeleteMarker, .m_versionId = versionId};
-    found->second.erase(version);
+    Erase(bucket, key, *version);
+    return deleted;
+}
+
+CStore::SDeleted CStore::DeleteGeneration(SBucket& bucket, std::string const& key, std::string const& generation,
+                                          bool bypassGovernance, time_point_t now)
+{
+    SVersion const* const version = bucket.Find(key, generation);
+    if (version == nullptr)
+    {
+        return {.m_existed = false, .m_versionId = {}};
+    }
+    if (generation.empty() && bucket.m_versioning == EVersioning::Enabled)
+    {
+        bucket.m_objects[key].back().m_isNoncurrent = true;
+    }
+    else
+    {
+        CheckDeletable(version->m_attributes.m_lock, bypassGovernance, now);
+        Erase(bucket, key, *version);
+    }
+    return {};
+}
+
+void CStore::Erase(SBucket& bucket, std::string const& key, SVersion const& version)
+{
+    auto const found = bucket.m_objects.find(key);
+    found->second.erase(found->second.begin() + (&version - found->second.data()));
     if (found->second.empty())
     {
         bucket.m_objects.erase(found);
     }
-    return deleted;
 }
 
 std::string CStore::NewUploadId()
@@ -182,17 +226,17 @@ std::optional<std::uint64_t> CStore::SequenceOf(std::string const& versionId)
     return sequence;
 }
 
-void CheckDeletable(SLock const& lock, bool bypassGovernance, time_point_t now)
+void CStore::CheckDeletable(SLock const& lock, bool bypassGovernance, time_point_t now) const
 {
     bool const retained = lock.m_retention && lock.m_retention->IsActive(now);
     if (lock.m_legalHold || (retained && (lock.m_retention->m_compliance || !bypassGovernance)))
     {
-        ThrowLocked();
+        throw Locked(m_rules.m_lockedCode);
     }
 }
 
 void CheckRetentionChange(SLock const& lock, std::optional<SRetention> const& wanted, bool bypassGovernance,
-                          time_point_t now)
+                          time_point_t now, char const* lockedCode)
 {
     if (!lock.m_retention || !lock.m_retention->IsActive(now))
     {
@@ -206,7 +250,7 @@ void CheckRetentionChange(SLock const& lock, std::optional<SRetention> const& wa
     }
     if (lock.m_retention->m_compliance || !bypassGovernance)
     {
-        ThrowLocked();
+        throw Locked(lockedCode);
     }
 }
 

@@ -58,6 +58,8 @@ struct SVersion
     std::uint64_t m_sequence = 0; ///< grows with each write to the store
     std::string m_id = "null";
     bool m_isDeleteMarker = false;
+    bool m_isNoncurrent = false; ///< where versions are generations: not the live object, or no longer
+    std::uint64_t m_metageneration = 1;
     blob_t m_data;
     std::string m_etag; ///< without quotes
     SAttributes m_attributes;
@@ -68,6 +70,8 @@ struct SVersion
     std::optional<SRestore> m_restore;
     std::string m_archiveTier; ///< of intelligent tiering
 
+    /// Whether a listing of objects has it, if it is the newest of its key.
+    bool IsVisible() const { return !m_isDeleteMarker && !m_isNoncurrent; }
     /// Whether it has to be restored before it can be read.
     bool IsArchived() const;
     bool IsReadable(time_point_t now) const;
@@ -120,7 +124,7 @@ struct SBucket
     std::map<std::string, SUpload> m_uploads;                               ///< by upload id
     std::map<std::string, std::pair<std::string, std::string>> m_completed; ///< upload id to key and version id
 
-    /// Null if there is no such key.
+    /// Null if there is no such key, or only noncurrent generations of it.
     SVersion* Newest(std::string const& key);
     /// Without an id the newest. Null if there is none.
     SVersion* Find(std::string const& key, std::string const& versionId);
@@ -128,14 +132,21 @@ struct SBucket
     SUpload& Upload(std::string const& key, std::string const& uploadId);
 };
 
+/// The ways of a store that reach down to its versions.
+struct SStoreRules
+{
+    std::optional<std::chrono::seconds> m_restoreTime{}; ///< that all restores from the archive take
+    bool m_hasGenerations = false;                       ///< numbers instead of version ids, and no delete markers
+    char const* m_lockedCode = "AccessDenied";           ///< of the refusal to delete what is locked
+};
+
 /// All buckets. Not for several threads at once.
 class CStore
 {
 public:
-    /// With a time that all restores from the archive take.
-    explicit CStore(std::optional<std::chrono::seconds> restoreTime) : m_restoreTime(restoreTime) {}
+    explicit CStore(SStoreRules const& rules) : m_rules(rules) {}
 
-    std::optional<std::chrono::seconds> RestoreTime() const { return m_restoreTime; }
+    std::optional<std::chrono::seconds> RestoreTime() const { return m_rules.m_restoreTime; }
     /// Throws CStoreError NoSuchBucket.
     SBucket& Bucket(std::string const& name);
     /// Null if there is none.
@@ -145,7 +156,7 @@ public:
     void RemoveBucket(std::string const& name);
     std::map<std::string, SBucket> const& Buckets() const { return m_buckets; }
 
-    /// Makes the version the newest of its key and gives it its id.
+    /// Makes the version the newest of its key and gives it its id. Throws CStoreError if it would replace a locked one.
     SVersion& Write(SBucket& bucket, std::string const& key, SVersion version);
 
     /// What a delete did, as its answer tells it.
@@ -155,7 +166,7 @@ public:
         bool m_isDeleteMarker = false; ///< a marker was written, or the deleted version was one
         std::string m_versionId;       ///< empty on a bucket without versions
     };
-    /// Throws CStoreError AccessDenied if the version is locked.
+    /// Throws CStoreError if the version is locked.
     SDeleted Delete(SBucket& bucket, std::string const& key, std::string const& versionId, bool bypassGovernance,
                     time_point_t now);
 
@@ -165,17 +176,23 @@ public:
 
 private:
     static std::string VersionId(std::uint64_t sequence);
+    SVersion& WriteGeneration(SBucket& bucket, std::string const& key, SVersion version);
+    /// Without a number the live object becomes noncurrent, or goes where the bucket keeps no versions.
+    SDeleted DeleteGeneration(SBucket& bucket, std::string const& key, std::string const& generation,
+                              bool bypassGovernance, time_point_t now);
+    /// Throws CStoreError while hold or retention keep the version.
+    void CheckDeletable(SLock const& lock, bool bypassGovernance, time_point_t now) const;
+    static void Erase(SBucket& bucket, std::string const& key, SVersion const& version);
 
-    std::optional<std::chrono::seconds> const m_restoreTime;
+    SStoreRules const m_rules;
     std::map<std::string, SBucket> m_buckets;
     std::uint64_t m_sequence = 0;
+    std::uint64_t m_generation = 0; ///< the last one
 };
 
-/// Throws CStoreError AccessDenied while hold or retention keep the version.
-void CheckDeletable(SLock const& lock, bool bypassGovernance, time_point_t now);
-/// Throws CStoreError AccessDenied where the present retention doesn't allow the new one.
+/// Throws CStoreError of that code where the present retention doesn't allow the new one.
 void CheckRetentionChange(SLock const& lock, std::optional<SRetention> const& wanted, bool bypassGovernance,
-                          time_point_t now);
+                          time_point_t now, char const* lockedCode);
 /// The bucket's default retention for a version written now.
 std::optional<SRetention> DefaultRetention(SBucket const& bucket, time_point_t now);
 

@@ -42,6 +42,7 @@ public:
     pairs_t m_headers;
     bool m_hasBody = true;
     bool m_isWrapped = false; ///< the error stands inside an ErrorResponse, as with services other than S3
+    bool m_isBare = false;    ///< the document names neither the resource nor the request
 };
 
 } // namespace bucketry::simulator

@@ -34,46 +34,50 @@ SPage<SVersion> ListObjects(SBucket const& bucket, SListing const& listing)
         bucket.m_objects, listing, false,
         [](std::string const&, SBucket::versions_t const& versions, auto const& take)
         {
-            if (!versions.back().m_isDeleteMarker)
+            if (versions.back().IsVisible())
             {
                 take(versions.back());
             }
         });
 }
 
-SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, std::string const& versionMarker)
+std::optional<std::uint64_t> SequenceOfMarker(SBucket& bucket, std::string const& key, std::string const& versionMarker)
 {
-    auto const markerKey = bucket.m_objects.find(listing.m_marker);
-    std::uint64_t before = 0; // sequences below this one follow the marker
+    if (versionMarker.empty())
+    {
+        return std::nullopt;
+    }
     if (versionMarker == "null")
     {
-        if (markerKey != bucket.m_objects.end())
-        {
-            for (auto const& version : markerKey->second)
-            {
-                before = version.m_id == "null" ? version.m_sequence : before;
-            }
-        }
+        SVersion const* const version = bucket.Find(key, versionMarker);
+        return version == nullptr ? std::nullopt : std::optional(version->m_sequence);
     }
-    else if (!versionMarker.empty())
+    auto const sequence = CStore::SequenceOf(versionMarker);
+    if (!sequence)
     {
-        auto const sequence = CStore::SequenceOf(versionMarker);
-        if (!sequence)
-        {
-            throw CStoreError(400, "InvalidArgument", "Invalid version id specified")
-                .With("ArgumentName", "version-id-marker")
-                .With("ArgumentValue", versionMarker);
-        }
-        before = *sequence;
+        throw CStoreError(400, "InvalidArgument", "Invalid version id specified")
+            .With("ArgumentName", "version-id-marker")
+            .With("ArgumentValue", versionMarker);
     }
+    return sequence;
+}
+
+SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, SVersionOrder const& order)
+{
     return ListMap<decltype(bucket.m_objects), SVersion>(
-        bucket.m_objects, listing, before != 0,
+        bucket.m_objects, listing, order.m_after.has_value(),
         [&](std::string const& key, SBucket::versions_t const& versions, auto const& take)
         {
-            bool const isMarker = key == listing.m_marker;
-            for (auto version = versions.rbegin(); version != versions.rend(); ++version)
+            auto const isPast = [&](SVersion const& version)
             {
-                if (!(isMarker && version->m_sequence >= before) && !take(*version))
+                bool const isBehind = order.m_oldestFirst ? version.m_sequence > order.m_after.value_or(0)
+                                                          : version.m_sequence < order.m_after.value_or(0);
+                return key == listing.m_marker && !isBehind;
+            };
+            for (std::size_t i = 0; i < versions.size(); ++i)
+            {
+                SVersion const& version = versions[order.m_oldestFirst ? i : versions.size() - 1 - i];
+                if (!isPast(version) && !take(version))
                 {
                     return;
                 }

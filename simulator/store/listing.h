@@ -2,7 +2,9 @@
 
 #include "store/bucket.h"
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -92,11 +94,20 @@ SPage<TEntry> ListMap(TMap const& map, SListing const& listing, bool includeMark
     return page;
 }
 
-/// Newest versions that are no delete markers.
+/// Newest versions that are visible.
 SPage<SVersion> ListObjects(SBucket const& bucket, SListing const& listing);
-/// All versions, of each key the newest first. With a version marker the page goes on behind that version of the
-/// marker's key. Throws CStoreError if the marker was never a version id.
-SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, std::string const& versionMarker);
+/// Which versions of a key come first, and of the marker's key the one behind which the page goes on.
+struct SVersionOrder
+{
+    bool m_oldestFirst = false;
+    std::optional<std::uint64_t> m_after{}; ///< a sequence
+};
+/// All versions, whatever they are.
+SPage<SVersion> ListVersions(SBucket const& bucket, SListing const& listing, SVersionOrder const& order);
+/// The sequence that a version marker of that key stands for; nothing if it is empty, or the version has gone. Throws
+/// CStoreError if it was never a version id.
+std::optional<std::uint64_t> SequenceOfMarker(SBucket& bucket, std::string const& key,
+                                              std::string const& versionMarker);
 
 /// One line of a page of uploads.
 struct SListedUpload

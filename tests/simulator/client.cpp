@@ -1,12 +1,12 @@
 #include "client.h"
 
-#include <algorithm>
-
 #include <arpa/inet.h>
 #include <curl/curl.h>
 #include <openssl/evp.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <algorithm>
 
 namespace bucketry::simulator::tests
 {
@@ -39,10 +39,16 @@ std::string Unescape(std::string text)
 {
     for (auto const& [entity, plain] :
          std::map<std::string, std::string>{{"&quot;", "\""}, {"&lt;", "<"}, {"&gt;", ">"}, {"&#xa;", "\n"}})
+    {
         for (auto at = text.find(entity); at != std::string::npos; at = text.find(entity))
+        {
             text.replace(at, entity.size(), plain);
+        }
+    }
     for (auto at = text.find("&amp;"); at != std::string::npos; at = text.find("&amp;", at + 1))
+    {
         text.erase(at + 1, 4);
+    }
     return text;
 }
 
@@ -101,20 +107,28 @@ SAnswer CClient::Send(std::string const& method, std::string const& target, std:
     std::string const url = m_endpoint + target, scope = "aws:amz:" + m_region + ":" + m_service;
     std::string const user = m_key.m_id + ":" + m_key.m_secret;
     if (!m_key.m_sessionToken.empty())
+    {
         headers.push_back("x-amz-security-token: " + m_key.m_sessionToken);
+    }
     auto const has = [&](std::string const& name)
     {
         return std::any_of(headers.begin(), headers.end(),
                            [&](std::string const& header) { return header.starts_with(name); });
     };
     if (m_signs && m_service != "sts" && !has("x-amz-content-sha256"))
+    {
         headers.push_back(HashHeader(body));
+    }
     if (!has("Content-Type"))
+    {
         headers.push_back("Content-Type:");
+    }
     headers.push_back("Expect:");
     curl_slist* lines = nullptr;
     for (auto const& header : headers)
+    {
         lines = curl_slist_append(lines, header.c_str());
+    }
     curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
     curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method.c_str());

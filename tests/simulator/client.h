@@ -1,10 +1,10 @@
 #pragma once
 
+#include "bucketry/simulator.h"
+
 #include <map>
 #include <string>
 #include <vector>
-
-#include <bucketry/simulator.h>
 
 namespace bucketry::simulator::tests
 {

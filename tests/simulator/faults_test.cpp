@@ -1,9 +1,8 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "client.h"
 
 #include <curl/curl.h>
-
-#include "client.h"
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 namespace bucketry::simulator::tests
 {
@@ -65,7 +64,9 @@ TEST_F(SimulatedFaults, StandInThePlaceOfTheAnswer)
 TEST_F(SimulatedFaults, BreakTheConnection)
 {
     for (std::string const action : {"cut before-body", "cut in-body", "cut after-body", "lost-answer"})
+    {
         EXPECT_EQ(GetWith(action).m_curlCode, CURLE_GOT_NOTHING) << action;
+    }
     EXPECT_EQ(m_simulator.Log().back().m_status, 0u);
     EXPECT_EQ(m_simulator.Log().back().m_fault, "lost-answer");
     auto const truncated = GetWith("truncate 2");
@@ -96,10 +97,14 @@ TEST_F(SimulatedFaults, DeliverTwiceAndWaitNoLongerThanTheStoreLives)
     SAnswer stalled, delayed;
     std::thread first([&] { stalled = client.Get("/"); });
     while (ending->FaultsFired() < 1)
+    {
         std::this_thread::yield();
+    }
     std::thread second([&] { delayed = client.Get("/"); });
     while (ending->FaultsFired() < 2)
+    {
         std::this_thread::yield();
+    }
     ending.reset();
     first.join();
     second.join();
@@ -116,7 +121,9 @@ TEST_F(SimulatedFaults, HitWhatTheirRuleSelects)
         m_simulator.LoadFaults(rule);
         std::vector<long> seen;
         for (auto const& target : targets)
+        {
             seen.push_back(m_client.Get(target).m_status);
+        }
         return seen;
     };
     using statuses_t = std::vector<long>;
@@ -139,6 +146,44 @@ TEST_F(SimulatedFaults, HitWhatTheirRuleSelects)
     EXPECT_LT(hits, 50);
 }
 
+TEST_F(SimulatedFaults, HoldRequestsToARateByTheStoresClock)
+{
+    m_simulator.SetClock(std::chrono::system_clock::now());
+    struct SStep
+    {
+        unsigned m_milliseconds; ///< since the step before
+        std::string m_target;
+        bool m_isRefused;
+    };
+    auto const check = [&](std::string const& rule, std::vector<SStep> const& steps)
+    {
+        m_simulator.ClearFaults();
+        m_simulator.LoadFaults(rule + " do status 429 SlowDown retry-after=1");
+        for (std::size_t i = 0; i < steps.size(); ++i)
+        {
+            m_simulator.AdvanceClock(std::chrono::milliseconds(steps[i].m_milliseconds));
+            auto const answer = m_client.Put(steps[i].m_target, "1");
+            EXPECT_EQ(answer.m_status, steps[i].m_isRefused ? 429 : 200) << rule << ", step " << i;
+            EXPECT_EQ(answer.Header("retry-after"), steps[i].m_isRefused ? "1" : "");
+        }
+    };
+    check("on PutObject|DeleteObject rate=1/s per=key",
+          {{0, "/b/x", false}, {0, "/b/y", false}, {999, "/b/x", true}, {1, "/b/x", false}, {0, "/b/x", true}});
+    check("on * key=x/* rate=2/s burst=2 per=prefix",
+          {{0, "/b/x/1", false},
+           {0, "/b/x/2", false},
+           {0, "/b/x/3", true},
+           {0, "/b/x/y/3", false},
+           {0, "/b/z", false},
+           {500, "/b/x/4", false},
+           {9999, "/b/x/5", false},
+           {0, "/b/x/6", false},
+           {0, "/b/x/7", true}});
+    check("on Put* rate=0.5/s times=1",
+          {{0, "/b/x", false}, {1999, "/b/y", true}, {0, "/b/z", false}, {1, "/b/z", false}});
+    EXPECT_EQ(m_client.Get("/b/a").m_status, 200);
+}
+
 TEST_F(SimulatedFaults, AreRefusedWithLineAndReason)
 {
     struct SCase
@@ -154,6 +199,10 @@ TEST_F(SimulatedFaults, AreRefusedWithLineAndReason)
         {"on * nth=0 do close", 1, "nth has to be a number from 1 to 2147483647, not \"0\""},
         {"on * times=x do close", 1, "times has to be a number"},
         {"on * chance=1.5 do close", 1, "chance has to be a number from 0 to 1"},
+        {"on * rate=1 do close", 1, "a rate has the form N/s, not \"1\""},
+        {"on * rate=0/s do close", 1, "rate has to be a number"},
+        {"on * rate=1/s per=day do close", 1, "a rate is per=key or per=prefix, not \"day\""},
+        {"on * burst=2 do close", 1, "burst and per belong to a rate"},
         {"on * color=red do close", 1, "\"color=red\" doesn't tell which requests are meant"},
         {"on * do", 1, "the action is missing"},
         {"on * do explode", 1, "there is no action \"explode\""},

@@ -1,7 +1,7 @@
+#include "client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "client.h"
 
 namespace bucketry::simulator::tests
 {
@@ -33,7 +33,9 @@ protected:
             auto const names = page.Elements(element);
             all.insert(all.end(), names.begin(), names.end());
             if (page.Element("IsTruncated") != "true")
+            {
                 return all;
+            }
             marker = next(page);
         }
         ADD_FAILURE() << "The listing doesn't end.";
@@ -49,7 +51,9 @@ protected:
 TEST_F(SimulatedListings, GiveTheSameNamesWithEveryPageSize)
 {
     for (std::string const key : {"a", "dir/a", "dir/b", "dir/sub/c", "dir/sub/d", "e", "gone", "last/"})
+    {
         m_client.Put("/b/" + key, "");
+    }
     m_client.Delete("/b/gone");
     names_t const keys{"a", "dir/a", "dir/b", "dir/sub/c", "dir/sub/d", "e", "last/"};
     for (std::string const size : {"1", "2", "3", "1000"})
@@ -77,7 +81,9 @@ TEST_F(SimulatedListings, NameEveryVersionOnceWithEveryPageSize)
 {
     names_t ids;
     for (std::string const key : {"a", "a", "b", "p/1", "p/2", "z"})
+    {
         ids.push_back(m_client.Put("/b/" + key, "x").Header("x-amz-version-id"));
+    }
     auto const marker = m_client.Delete("/b/a");
     EXPECT_EQ(marker.Header("x-amz-delete-marker"), "true");
     // By key, of each key the newest first.
@@ -94,7 +100,9 @@ TEST_F(SimulatedListings, NameEveryVersionOnceWithEveryPageSize)
             auto const found = page.Elements("VersionId");
             seen.insert(seen.end(), found.begin(), found.end());
             if (page.Element("IsTruncated") != "true")
+            {
                 break;
+            }
             markers = "key-marker=" + Escaped(page.Element("NextKeyMarker")) + "&";
         }
         EXPECT_EQ(seen, expected) << size;
@@ -119,14 +127,18 @@ TEST_F(SimulatedListings, RefuseWhatTheyCannotRead)
     for (std::string const query :
          {"max-keys=-1", "max-keys=x", "encoding-type=base64", "list-type=3", "continuation-token=x&list-type=2",
           "version-id-marker=x&versions=", "key-marker=k&version-id-marker=x&versions=", "max-uploads=x&uploads="})
+    {
         EXPECT_EQ(m_client.Get("/b?" + query).Element("Code"), "InvalidArgument") << query;
+    }
 }
 
 TEST_F(SimulatedListings, ShowPendingUploads)
 {
     names_t ids;
     for (std::string const key : {"a", "a", "b", "p/1", "p/2"})
+    {
         ids.push_back(m_client.Post("/b/" + key + "?uploads=", "").Element("UploadId"));
+    }
     EXPECT_EQ(m_simulator.PendingUploads("b"), 5u);
     EXPECT_EQ(m_client.Get("/b?uploads=").Elements("UploadId").size(), 5u);
     auto const first = m_client.Get("/b?max-uploads=1&uploads=");

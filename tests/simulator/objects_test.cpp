@@ -1,7 +1,7 @@
+#include "client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "client.h"
 
 namespace bucketry::simulator::tests
 {
@@ -195,11 +195,15 @@ TEST_F(SimulatedObjects, GoManyAtOnce)
 
     std::string tooMany;
     for (int i = 0; i < 1001; ++i)
+    {
         tooMany += "<Object><Key>k</Key></Object>";
+    }
     for (std::string const& wrong :
          {std::string("<Delete/>"), "<Delete>" + tooMany + "</Delete>", std::string("<Delete"),
           std::string("<Else><Object><Key>c</Key></Object></Else>"), std::string()})
+    {
         EXPECT_EQ(m_client.Post("/plain?delete=", wrong, {Md5Header(wrong)}).Element("Code"), "MalformedXML");
+    }
 }
 
 TEST_F(SimulatedObjects, LiveInBucketsThatComeAndGo)
@@ -235,7 +239,9 @@ TEST_F(SimulatedObjects, AreFoundByHostNamesAndAccessPoints)
     for (std::string const host :
          {"plain.localhost", "plain.s3.us-east-1.amazonaws.com", "point-123456789012.localhost",
           "point-123456789012.s3-accesspoint.us-east-1.amazonaws.com"})
+    {
         EXPECT_EQ(m_client.Get("/a", {"Host: " + host}).m_body, "hello") << host;
+    }
     EXPECT_EQ(m_client.Get("/plain/a", {"Host: s3.us-east-1.amazonaws.com"}).m_body, "hello");
 
     std::string const outpost = "Host: point-123456789012.op-0123.s3-outposts.us-east-1.amazonaws.com";
@@ -245,7 +251,9 @@ TEST_F(SimulatedObjects, AreFoundByHostNamesAndAccessPoints)
     EXPECT_EQ(outposts.Get("/a", {outpost}).m_body, "hello");
     for (std::string const arn : {"arn:aws:s3:us-east-1:123456789012:accesspoint/point/object/a",
                                   "arn:aws:s3-outposts:us-east-1:123456789012:outpost/op-0123/object/a"})
+    {
         EXPECT_EQ(m_client.Put("/plain/copy", "", {"x-amz-copy-source: " + arn}).m_status, 200) << arn;
+    }
 }
 
 TEST_F(SimulatedObjects, RedirectToWhereTheirBucketLies)

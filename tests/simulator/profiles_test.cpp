@@ -1,9 +1,9 @@
+#include "client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
-
-#include "client.h"
 
 namespace bucketry::simulator::tests
 {
@@ -83,7 +83,9 @@ TEST(SimulatedRubbish, GetsAStatusAndNoCrash)
     {
         std::string bytes = seed;
         for (int changes = 0; changes < 4; ++changes)
+        {
             bytes[random() % bytes.size()] = static_cast<char>(random() % 256);
+        }
         raw(bytes);
     }
     EXPECT_EQ(client.Get("/b/a").m_status, 404);

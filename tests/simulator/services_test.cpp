@@ -1,7 +1,7 @@
+#include "client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "client.h"
 
 namespace bucketry::simulator::tests
 {
@@ -147,7 +147,9 @@ TEST_F(SimulatedJobs, GoByTheClockAndReport)
                 HasSubstr("\"TaskExecutionStatus\":\"failed\",\"Bucket\":\"b\""));
     std::string rows;
     for (auto const& key : m_client.Get("/b?list-type=2&prefix=reports%2F").Elements("Key"))
+    {
         rows += key.ends_with(".csv") ? *m_simulator.ObjectContent("b", key) : "";
+    }
     EXPECT_THAT(rows, HasSubstr("b,a%20b,,succeeded,,200,Successful\n"));
     EXPECT_THAT(rows, HasSubstr("b,\"x,y\",,failed,NoSuchKey,404,The specified key does not exist.\n"));
 }
@@ -160,7 +162,9 @@ TEST_F(SimulatedJobs, FailOverTheirManifest)
                                     {"gone", "ManifestNotFound"}})
     {
         if (tag == "gone")
+        {
             m_client.Delete("/b/manifest.csv");
+        }
         std::string const id = Create(code, tag).Element("JobId");
         EXPECT_EQ(Describe(id).Element("Status"), "New");
         EXPECT_EQ(Describe(id).Element("Status"), "Failed");

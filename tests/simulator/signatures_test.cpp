@@ -1,7 +1,7 @@
+#include "client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "client.h"
 
 namespace bucketry::simulator::tests
 {

@@ -1,7 +1,7 @@
+#include "client.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
-#include "client.h"
 
 namespace bucketry::simulator::tests
 {
@@ -170,7 +170,9 @@ TEST_F(SimulatedVersions, RefuseWrongLocks)
         {{mode + "GOVERNANCE", date + "2100-01-01T00:00:00Z"}, "InvalidRequest"}, // no checksum
     };
     for (auto const& wrong : cases)
+    {
         EXPECT_EQ(m_client.Put("/locked/a", "1", wrong.m_headers).Element("Code"), wrong.m_code) << wrong.m_headers[0];
+    }
     EXPECT_EQ(m_client.Get("/locked/a?retention=").Element("Code"), "NoSuchObjectLockConfiguration");
     EXPECT_EQ(Retain("/plain/a?retention=", "GOVERNANCE", "2100-01-01T00:00:00Z").Element("Code"), "InvalidRequest");
     EXPECT_EQ(Retain("/locked/a?retention=", "ELSE", "2100-01-01T00:00:00Z").Element("Code"), "MalformedXML");

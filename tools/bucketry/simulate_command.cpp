@@ -31,6 +31,7 @@ simulator::EProfile ProfileOf(std::string const& name)
 {
     return name == "gateway" ? simulator::EProfile::Gateway
         : name == "strict"   ? simulator::EProfile::Strict
+        : name == "google"   ? simulator::EProfile::Google
                              : simulator::EProfile::S3;
 }
 
@@ -108,9 +109,9 @@ void AddSimulateCommand(CCli& cli)
     simulate.AddFlag("--object-lock", options->m_objectLock, "The bucket keeps versions and takes retentions")
         .Needs(bucket);
     simulate.AddOption("--faults", options->m_faults, "A script of faults").Takes("FILE");
-    simulate.AddOption("--profile", options->m_profile, "Whose ways the store has: s3, gateway or strict")
+    simulate.AddOption("--profile", options->m_profile, "Whose ways the store has: s3, gateway, strict or google")
         .Takes("KIND")
-        .OneOf({"s3", "gateway", "strict"})
+        .OneOf({"s3", "gateway", "strict", "google"})
         .ShowDefault();
     simulate
         .AddOption("--restore-seconds", options->m_restoreSeconds,

@@ -23,7 +23,8 @@ enum class EProfile
 {
     S3,      ///< Amazon's service
     Gateway, ///< the Ceph object gateway: no archive, no batch jobs, lock headers ignored on copies and uploads
-    Strict   ///< S3, refusing also what only the strictest stores refuse
+    Strict,  ///< S3, refusing also what only the strictest stores refuse
+    Google   ///< Google Cloud Storage, as a client that signs for S3 sees its XML API
 };
 
 enum class EConditionalWrites
@@ -40,6 +41,17 @@ struct SAccessKey
     std::string m_secret = "wJalrXUtnFEMI/K7MDENG+bPxRfiCYEXAMPLEKEY";
     std::string m_sessionToken = {};
     std::optional<time_point_t> m_expires = {}; ///< by the simulator's clock; only with a session token
+};
+
+/// Where the google profile may be one store or another.
+struct SGoogleOptions
+{
+    bool m_hasMultiDelete = false;   ///< POST ?delete, which older stores refuse
+    bool m_hasNewerListing = false;  ///< list-type=2
+    bool m_listsNewestFirst = false; ///< the generations of one name in a list of versions
+    /// Whether a copy's source may end in `?generation=`. Else what follows the "?" is ignored, so that the live object
+    /// is copied; x-goog-copy-source-generation names a generation either way.
+    bool m_copySourceTakesGeneration = true;
 };
 
 struct SSimulatorOptions
@@ -64,7 +76,8 @@ struct SSimulatorOptions
     bool m_metadataTokenRequired = true;
     std::chrono::seconds m_roleKeysLifetime = std::chrono::hours(6);
     std::optional<std::chrono::seconds> m_restoreTime = {}; ///< of every tier; not set: as on S3, 5 minutes to 48 hours
-    std::size_t m_logLimit = 100000;                        ///< the oldest requests are forgotten beyond it
+    SGoogleOptions m_google = {};
+    std::size_t m_logLimit = 100000; ///< the oldest requests are forgotten beyond it
 };
 
 enum class ERedirect
@@ -131,11 +144,20 @@ enum class EFaultAction
     Close           ///< the whole answer, then an unannounced close
 };
 
+/// What a rule's rate is for.
+enum class ERateScope
+{
+    Rule,   ///< all requests that fit the rule
+    Prefix, ///< those whose keys are the same up to the last "/"
+    Key     ///< those of one key
+};
+
 /// One rule of a fault script. A request that fits operation, bucket and key is counted by the rule, and the count
-/// decides. The first rule that fires ends the search, but delays add up.
+/// decides. With a rate, only requests beyond it are counted. The first rule that fires ends the search, but delays add
+/// up.
 struct SFault
 {
-    std::string m_operation = "*"; ///< S3's name of the operation; `*` and `?` as in file names
+    std::string m_operation = "*"; ///< S3's name of the operation, or several with `|`; `*` and `?` as in file names
     std::string m_bucket = "*";
     std::string m_key = "*";
     unsigned m_nth = 0;   ///< only the n-th request, counted from 1
@@ -143,6 +165,9 @@ struct SFault
     unsigned m_times = 0; ///< at most so often; 0: no limit
     double m_chance = 1;  ///< probability, drawn from m_seed
     std::uint64_t m_seed = 0;
+    double m_rate = 0;    ///< requests that pass in a second of the simulator's clock; 0: no rate
+    unsigned m_burst = 1; ///< how many pass at once after a rest
+    ERateScope m_rateScope = ERateScope::Rule;
 
     EFaultAction m_action = EFaultAction::Status;
     unsigned m_status = 503;
@@ -165,12 +190,12 @@ private:
     unsigned m_line;
 };
 
-/// Reads a script: one rule a line, `on OPERATION [key=GLOB] [bucket=GLOB] [nth=N] [every=N] [times=N] [chance=P]
-/// [seed=N] do ACTION`, `#` begins a comment, a value with blanks stands in double quotes. Actions:
-/// `status N [CODE] [message=TEXT] [retry-after=SECONDS]`, `error-in-200 CODE`, `empty-200`, `delay MILLISECONDS`,
-/// `lost-answer`, `cut before-body|in-body|after-body`, `truncate [BYTES]`, `wrong-length BYTES`, `duplicate`,
-/// `redirect 301|307 ENDPOINT [region=REGION]`, `wrong-region REGION`, `expired-token`, `clock-skew SECONDS`,
-/// `stall [BYTES]`, `close`. Throws CFaultScriptError.
+/// Reads a script: one rule a line, `on OPERATION[|OPERATION...] [key=GLOB] [bucket=GLOB] [nth=N] [every=N] [times=N]
+/// [chance=P] [seed=N] [rate=N/s [burst=N] [per=key|prefix]] do ACTION`, `#` begins a comment, a value with blanks
+/// stands in double quotes. Actions: `status N [CODE] [message=TEXT] [retry-after=SECONDS]`, `error-in-200 CODE`,
+/// `empty-200`, `delay MILLISECONDS`, `lost-answer`, `cut before-body|in-body|after-body`, `truncate [BYTES]`,
+/// `wrong-length BYTES`, `duplicate`, `redirect 301|307 ENDPOINT [region=REGION]`, `wrong-region REGION`,
+/// `expired-token`, `clock-skew SECONDS`, `stall [BYTES]`, `close`. Throws CFaultScriptError.
 BUCKETRY_API std::vector<SFault> ParseFaults(std::string const& script);
 
 /// The store. It answers from construction to destruction; every operation may be called from any thread, also while
@@ -211,13 +236,13 @@ public:
     /// How often a rule fired since construction.
     std::uint64_t FaultsFired() const;
 
-    /// Keys whose newest version is no delete marker.
+    /// Keys that a plain listing has.
     std::size_t ObjectCount(std::string const& bucket) const;
     /// Versions and delete markers.
     std::size_t VersionCount(std::string const& bucket) const;
     /// Multipart uploads that were neither completed nor aborted.
     std::size_t PendingUploads(std::string const& bucket) const;
-    /// Empty if there is no such object. Without a version id the newest version.
+    /// Empty if there is no such object. Without a version id (or generation) the newest version.
     std::optional<std::string> ObjectContent(std::string const& bucket, std::string const& key,
                                              std::string const& versionId = {}) const;
     /// Puts the newest version into an archive tier of intelligent tiering: ARCHIVE_ACCESS or DEEP_ARCHIVE_ACCESS.
