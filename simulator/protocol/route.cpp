@@ -86,6 +86,10 @@ std::string HostPrefix(std::string const& host, SHosts const& hosts)
     auto const before = [&](std::size_t end) { return host.substr(0, end); };
     for (auto const& name : hosts.m_names)
     {
+        if (host == name)
+        {
+            return {};
+        }
         if (host.ends_with("." + name))
         {
             return before(host.size() - name.size() - 1);

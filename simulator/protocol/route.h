@@ -19,6 +19,9 @@ struct SRoute
     bool m_isSigned = true;
 };
 
+/// Google's store on loopback, by a name that contains the one by which its clients know it.
+inline constexpr char const* GoogleLoopbackName = "storage.googleapis.com.localhost";
+
 /// Which hosts name buckets.
 struct SHosts
 {

@@ -60,7 +60,7 @@ CService::CService(SSimulatorOptions const& options, CClock const& clock)
 {
     if (options.m_profile == EProfile::Google)
     {
-        m_hosts.m_names.emplace_back("storage.googleapis.com");
+        m_hosts.m_names.insert(m_hosts.m_names.begin(), {GoogleLoopbackName, "storage.googleapis.com"});
     }
     m_traits.m_maxSkew = options.m_maxSkew;
     if (options.m_unsignedPayloadOverHttp)

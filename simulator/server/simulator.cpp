@@ -25,7 +25,8 @@ struct CSimulator::SState
     SServerParts Parts() { return {m_options, m_service, m_faults, m_log}; }
     std::string Endpoint(CServer const& server, char const* scheme) const
     {
-        return scheme + m_options.m_address + ":" + std::to_string(server.Port());
+        bool const isGoogle = m_options.m_profile == EProfile::Google;
+        return scheme + (isGoogle ? GoogleLoopbackName : m_options.m_address) + ":" + std::to_string(server.Port());
     }
 
     SSimulatorOptions const m_options;

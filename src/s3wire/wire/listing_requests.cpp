@@ -222,7 +222,8 @@ SVersionPage ReadListObjectVersions(SHttpResponse const& answer)
             reader.ReadInto({{"IsTruncated", &truncated},
                              {"NextKeyMarker", &page.m_next.m_marker},
                              {"NextVersionIdMarker", &page.m_next.m_versionMarker},
-                             {"EncodingType", &encoding}});
+                             {"EncodingType", &encoding},
+                             {"Encoding-Type", &encoding}}); // as Google names it
         });
     reader.Finish();
     page.m_truncated = truncated == "true";
