@@ -1,16 +1,15 @@
-// What the processing client costs beside bare zstd then bare OpenSSL, one thread, the same 16 MiB; how much memory it takes
-// at its peak; and what counting a request costs.
+// What the processing client costs beside bare zstd then bare OpenSSL, one thread, the same 16 MiB; how much memory it
+// takes at its peak; and what counting a request costs.
 //
 // --rounds=N  how many times each way is taken, in turn (15)
 
 #include "measure.h"
 
-#include "processing/forwarding.h"
-
-#include "bucketry/base/exceptions.h"
 #include "bucketry/processing.h"
 #include "bucketry/statistics.h"
 #include "bucketry/tasks.h"
+
+#include "contract/forwarding.h"
 
 #include <openssl/evp.h>
 #include <zlib.h>
@@ -57,7 +56,8 @@ body_t TextBody()
     return body;
 }
 
-/// Keeps one object, and notes when it has handed it out: what comes after that is the decorator's.
+/// Keeps one object, and notes when it has handed it out: what comes after that is the decorator's. Nothing else is
+/// asked.
 class COneObject final : public details::CForwardingClient
 {
 public:
@@ -76,17 +76,8 @@ public:
     }
     std::uint32_t GetConcurrentTaskLimit() override { return 16; }
 
-    // Not measured.
-    task_t DownloadFileAsync(std::string const&, bufs_t, pool_t, unsigned long, unsigned long) override { Refuse(); }
-    std::uint64_t GetFileSize(std::string const&) override { Refuse(); }
-    std::shared_ptr<ICloudDownload> StartDownload(std::string const&) override { Refuse(); }
-    std::shared_ptr<ICloudVersioningUtils> GetVersioningUtils() override { Refuse(); }
-
     bufs_t m_stored;
     clock_type::time_point m_handedOut;
-
-private:
-    [[noreturn]] static void Refuse() { throw exc::CNotImplExc("COneObject"); }
 };
 
 double Since(clock_type::time_point start)
@@ -229,8 +220,8 @@ void CompareRates(SKind const& kind, int rounds)
     bench::PrintRatio(name + ": decrypt, decompress", "MiB/s", rate(2), rate(3), ">= 0.90");
 }
 
-/// Peak resident size in bodies above that of a process that has stored an empty one: of an upload with the caller's body, of a
-/// download with its result.
+/// Peak resident size in bodies above that of a process that has stored an empty one: of an upload with the caller's
+/// body, of a download with its result.
 void PrintPeak(SKind const& kind)
 {
     auto const store = std::make_shared<COneObject>();

@@ -14,18 +14,15 @@ namespace bucketry::details
 
 using args_t = std::vector<perf::CPerfEventArg>;
 
+/// An operation's three ids follow one another.
 struct SEvents
 {
+    constexpr SEvents(int start) : m_start(start), m_success(start + 1), m_failure(start + 2) {}
+
     int m_start;
     int m_success;
     int m_failure;
 };
-
-/// An operation's three ids follow one another.
-constexpr SEvents EventsFrom(int start)
-{
-    return {start, start + 1, start + 2};
-}
 
 inline void Emit(int id, args_t const& args) noexcept
 {
@@ -42,36 +39,49 @@ inline void Emit(int id, args_t const& args) noexcept
     }
 }
 
-/// A failure has the arguments of the start, a success those that `successArgs` makes of the result.
-template <class TCall, class TArgs>
-std::invoke_result_t<TCall> Blocking(SEvents events, args_t const& args, TCall&& call, TArgs&& successArgs)
+/// The arguments and the result, if that is a flag, a number or a list, which counts.
+template <class TResult>
+args_t With(args_t args, TResult const& result)
+{
+    if constexpr (std::is_same_v<TResult, bool>)
+    {
+        args.emplace_back(static_cast<int>(result));
+    }
+    else if constexpr (std::is_integral_v<TResult>)
+    {
+        args.emplace_back(static_cast<unsigned long>(result));
+    }
+    else if constexpr (requires { result.size(); })
+    {
+        args.emplace_back(result.size());
+    }
+    return args;
+}
+
+/// A success has the arguments of the start and the result, a failure those of the start.
+template <class TCall>
+std::invoke_result_t<TCall> Blocking(SEvents events, args_t const& args, TCall&& call)
 {
     Emit(events.m_start, args);
     try
     {
-        auto result = call();
-        Emit(events.m_success, successArgs(result));
-        return result;
+        if constexpr (std::is_void_v<std::invoke_result_t<TCall>>)
+        {
+            call();
+            Emit(events.m_success, args);
+        }
+        else
+        {
+            auto result = call();
+            Emit(events.m_success, With(args, result));
+            return result;
+        }
     }
     catch (std::exception const&)
     {
         Emit(events.m_failure, args);
         throw;
     }
-}
-
-/// The same for an operation without a result: all three events have the same arguments.
-template <class TCall>
-void Blocking(SEvents events, args_t const& args, TCall&& call)
-{
-    Blocking(
-        events, args,
-        [&]
-        {
-            call();
-            return true;
-        },
-        [&](bool) { return args; });
 }
 
 /// Reports the end from a continuation, which fails as the operation does. The arguments of the end are made by the
@@ -94,6 +104,13 @@ std::shared_ptr<task::IAsyncTask> Async(SEvents events, args_t const& startArgs,
             }
             Emit(events.m_success, endArgs);
         });
+}
+
+/// The same arguments at the start and at the end.
+template <class TCall>
+std::shared_ptr<task::IAsyncTask> Async(SEvents events, args_t const& args, TCall&& call)
+{
+    return Async(events, args, args, std::forward<TCall>(call));
 }
 
 } // namespace bucketry::details

@@ -15,7 +15,7 @@ using task_t = ICloudClient::task_t;
 using bufs_t = ICloudClient::bufs_t;
 using SProcessor = CProcessingCloudClient::SProcessor;
 
-constexpr unsigned long kMetaSize = sizeof(SProcessedObjectMeta);
+constexpr unsigned long MetaSize = sizeof(SProcessedObjectMeta);
 
 void CopyBytes(unsigned char* target, unsigned char const* source, unsigned long size)
 {
@@ -26,11 +26,11 @@ void CopyBytes(unsigned char* target, unsigned char const* source, unsigned long
 }
 
 /// A little more than the header and what the crypter adds: a block that can hold the encoded body later.
-constexpr unsigned long kRoomToGrow = 64;
+constexpr unsigned long RoomToGrow = 64;
 
 pool::CPoolPtr<CContentBuf> CopyToContent(unsigned char const* source, unsigned long size)
 {
-    pool::CPoolPtr<CContentBuf> content = CContentBuf::Alloc(size + kRoomToGrow);
+    pool::CPoolPtr<CContentBuf> content = CContentBuf::Alloc(size + RoomToGrow);
     content->SetSize(size);
     CopyBytes(content->GetContent(), source, size);
     return content;
@@ -44,12 +44,12 @@ task_t DecodeAfter(task_t const& download, std::shared_ptr<SProcessor> const& pr
         [processor, path, data]
         {
             unsigned long const count = data->GetCount();
-            if (count < kMetaSize)
+            if (count < MetaSize)
             {
                 throw exc::CRuntimeExc("Incorrect object received, too small: path: '%1' size: %2, expected size: %3+",
-                                       path, count, kMetaSize);
+                                       path, count, MetaSize);
             }
-            processor->DecodeData(path, data, kMetaSize, count - kMetaSize);
+            processor->DecodeData(path, data, MetaSize, count - MetaSize);
         });
 }
 
@@ -89,7 +89,7 @@ private:
 
 } // namespace
 
-// ---- Whole objects ---------------------------------------------------------------------------------------------------
+// ---- Whole objects --------------------------------------------------------------------------------------------------
 
 SProcessor::SProcessor(std::shared_ptr<ICloudClientProcessor> compressor,
                        std::shared_ptr<ICloudClientProcessor> crypter)
@@ -107,10 +107,10 @@ std::shared_ptr<CPooledBuf> SProcessor::EncodeData(std::string const& path,
         content = m_compressor->EncodeData(path, std::move(content), meta);
         content = m_crypter->EncodeData(path, std::move(content), meta);
         unsigned long const size = content->GetSize();
-        std::shared_ptr<CPooledBuf> encoded = CPooledBuf::Alloc(kMetaSize + size, bufs_pool_t::GetInst());
-        encoded->SetCount(kMetaSize + size);
-        std::memcpy(encoded->GetData(), &meta, kMetaSize);
-        CopyBytes(encoded->GetData() + kMetaSize, content->GetContent(), size);
+        std::shared_ptr<CPooledBuf> encoded = CPooledBuf::Alloc(MetaSize + size, bufs_pool_t::GetInst());
+        encoded->SetCount(MetaSize + size);
+        std::memcpy(encoded->GetData(), &meta, MetaSize);
+        CopyBytes(encoded->GetData() + MetaSize, content->GetContent(), size);
         return encoded;
     }
     catch (std::exception const& error)
@@ -129,7 +129,7 @@ void SProcessor::DecodeData(std::string const& path, std::shared_ptr<CPooledBuf>
             throw exc::CRuntimeExc("Unknown processed meta version: '%1'.", version);
         }
         SProcessedObjectMeta meta;
-        std::memcpy(&meta, data->GetData(), kMetaSize);
+        std::memcpy(&meta, data->GetData(), MetaSize);
         auto content = CopyToContent(data->GetData() + offset, size);
         content = m_crypter->DecodeData(path, std::move(content), meta);
         content = m_compressor->DecodeData(path, std::move(content), meta);
@@ -141,7 +141,7 @@ void SProcessor::DecodeData(std::string const& path, std::shared_ptr<CPooledBuf>
     }
 }
 
-// ---- Client ----------------------------------------------------------------------------------------------------------
+// ---- Client ---------------------------------------------------------------------------------------------------------
 
 CProcessingCloudClient::CProcessingCloudClient(std::shared_ptr<ICloudClient> client,
                                                std::shared_ptr<ICloudClientProcessor> compressor,
@@ -180,7 +180,7 @@ task_t CProcessingCloudClient::UploadFileAsync(std::string const& path, bufs_t b
 
 std::uint64_t CProcessingCloudClient::GetFileSize(std::string const& path)
 {
-    return m_inner->GetFileSize(path) - kMetaSize;
+    return m_inner->GetFileSize(path) - MetaSize;
 }
 
 std::shared_ptr<ICloudDownload> CProcessingCloudClient::StartDownload(std::string const&)

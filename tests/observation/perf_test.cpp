@@ -79,7 +79,7 @@ struct SExpected
     std::string m_failure;
 };
 
-std::multimap<std::string, SExpected> const kEvents = {
+std::multimap<std::string, SExpected> const Events = {
     {"DownloadFileAsync", {"7681 a/b", "7682 a/b 5", "7683 a/b 5"}},
     {"DownloadFileAsync", {"7684 a/b 7 9", "7685 a/b 7 9", "7686 a/b 7 9"}},
     {"UploadFileAsync", {"7687 a/b 5", "7688 a/b", "7689 a/b"}},
@@ -124,7 +124,7 @@ TEST(Performance, ReportsStartAndEndOfEachOperation)
     std::size_t reported = 0;
     for (SOperation<ICloudClient> const& operation : ClientOperations())
     {
-        auto const [first, last] = kEvents.equal_range(operation.m_name);
+        auto const [first, last] = Events.equal_range(operation.m_name);
         auto const row = first == last ? last : std::next(first, seen[operation.m_name]++);
         reported += first == last ? 0 : 1;
 
@@ -138,7 +138,7 @@ TEST(Performance, ReportsStartAndEndOfEachOperation)
         }
         events.Take();
     }
-    EXPECT_EQ(reported, kEvents.size());
+    EXPECT_EQ(reported, Events.size());
 }
 
 TEST(Performance, ReportsBlockingFailuresAndStreams)

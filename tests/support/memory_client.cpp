@@ -69,7 +69,7 @@ std::function<void(std::vector<T> const&)> AppendTo(std::shared_ptr<std::vector<
     return [all](std::vector<T> const& page) { all->insert(all->end(), page.begin(), page.end()); };
 }
 
-void Return(version_out_t const& out, std::string id)
+void Return(std::shared_ptr<std::string> const& out, std::string id)
 {
     if (out)
     {
@@ -124,7 +124,7 @@ private:
     std::string m_body;
 };
 
-// ---- Store -----------------------------------------------------------------------------------------------------------
+// ---- Store ----------------------------------------------------------------------------------------------------------
 
 std::vector<std::string> CMemoryStore::Calls() const
 {
@@ -182,7 +182,7 @@ void CMemoryStore::Do(std::string const& call, std::function<void()> const& work
     }
 }
 
-task_t CMemoryStore::Start(std::string const& call, std::function<void(CMemoryStore&)> const& work)
+CMemoryStore::task_t CMemoryStore::Start(std::string const& call, std::function<void(CMemoryStore&)> const& work)
 {
     return CPplxTaskUtils().CreateTask([self = shared_from_this(), call, work]
                                        { self->Do(call, [&] { work(*self); }); });
@@ -257,7 +257,7 @@ std::vector<std::string> CMemoryStore::KeysBelow(std::string const& folder) cons
     return keys;
 }
 
-versions_t CMemoryStore::ChildrenOf(std::string const& folder, bool onlyCurrent) const
+CMemoryStore::versions_t CMemoryStore::ChildrenOf(std::string const& folder, bool onlyCurrent) const
 {
     std::string const prefix = PrefixOf(folder);
     versions_t children;
@@ -290,32 +290,49 @@ versions_t CMemoryStore::ChildrenOf(std::string const& folder, bool onlyCurrent)
     return children;
 }
 
-// ---- Versions --------------------------------------------------------------------------------------------------------
+// ---- Versions -------------------------------------------------------------------------------------------------------
 
-class CMemoryVersioning final : public CAnsweringVersioning<SRefusal>
+/// Refuses what is not overridden.
+template <class TInterface>
+class COverStore : public TInterface
 {
 public:
-    CMemoryVersioning(std::shared_ptr<CMemoryStore> store, std::size_t pageSize)
-        : CAnsweringVersioning({}), m_store(std::move(store)), m_pageSize(pageSize)
+    COverStore(std::shared_ptr<CMemoryStore> store, std::size_t pageSize)
+        : m_store(std::move(store)), m_pageSize(pageSize)
     {
     }
+
+protected:
+    template <class TResult, class TCall, class... TArgs>
+    TResult Around(char const* operation, TCall const&, TArgs const&...) const
+    {
+        throw exc::CNotImplExc("CMemoryStore", operation);
+    }
+
+    std::shared_ptr<CMemoryStore> const m_store;
+    std::size_t const m_pageSize;
+};
+
+class CMemoryVersioning final : public details::CVersioningAround<COverStore<ICloudVersioningUtils>>
+{
+public:
+    using CVersioningAround::CVersioningAround;
 
     task_t DownloadFileVersionAsync(path_t path, path_t version, bufs_t bufs, pool_t) override
     {
         return m_store->Start(Call("DownloadFileVersionAsync", path, version),
-                              [=](CMemoryStore& store) { Fill(*bufs, store.BodyOf(path, version)); });
+                              [=](auto& store) { Fill(*bufs, store.BodyOf(path, version)); });
     }
     task_t DownloadFileVersionAsync(path_t path, path_t version, bufs_t bufs, pool_t, unsigned long offset,
                                     unsigned long length) override
     {
         return m_store->Start(Call("DownloadFileVersionAsync", path, version),
-                              [=](CMemoryStore& store)
-                              { Fill(*bufs, RangeOf(store.BodyOf(path, version), offset, length)); });
+                              [=](auto& store) { Fill(*bufs, RangeOf(store.BodyOf(path, version), offset, length)); });
     }
     task_t UploadFileAsync(path_t path, bufs_t bufs, version_out_t version, immutable_till_t) override
     {
         return m_store->Start(Call("UploadFileAsync", path),
-                              [=](CMemoryStore& store) { Return(version, store.Add(KeyOf(path), TextOf(*bufs))); });
+                              [=](auto& store) { Return(version, store.Add(KeyOf(path), TextOf(*bufs))); });
     }
     task_t UploadFileWithMetadataAsync(path_t path, bufs_t bufs, object_metadata_t const&, version_out_t version,
                                        immutable_till_t immutableTill) override
@@ -325,12 +342,12 @@ public:
     task_t DeleteFileVersionAsync(path_t path, path_t version) override
     {
         return m_store->Start(Call("DeleteFileVersionAsync", path, version),
-                              [=](CMemoryStore& store) { store.RemoveVersion(KeyOf(path), version); });
+                              [=](auto& store) { store.RemoveVersion(KeyOf(path), version); });
     }
     task_t DeleteFileVersionListAsync(versions_t const& versions) override
     {
         return m_store->Start(Call("DeleteFileVersionListAsync", std::to_string(versions.size())),
-                              [=](CMemoryStore& store)
+                              [=](auto& store)
                               {
                                   for (SCloudObjectPathVersionPair const& pair : versions)
                                   {
@@ -341,7 +358,7 @@ public:
     task_t DeleteFolderAllVersionsAsync(path_t path) override
     {
         return m_store->Start(Call("DeleteFolderAllVersionsAsync", path),
-                              [=](CMemoryStore& store)
+                              [=](auto& store)
                               {
                                   std::erase_if(store.m_objects,
                                                 [prefix = PrefixOf(path)](auto const& object)
@@ -380,7 +397,7 @@ public:
                                     immutable_till_t) override
     {
         return m_store->Start(Call("CopyFileInterRegionAsync", targetPath),
-                              [=](CMemoryStore& store)
+                              [=](auto& store)
                               {
                                   std::string const& body = dynamic_cast<SMemorySource&>(*source).m_body;
                                   Return(version, store.Add(KeyOf(targetPath), body));
@@ -391,166 +408,158 @@ public:
         return std::make_shared<SMemorySource>(
             m_store->Ask(Call("GetFileInterRegionSource", path), [&] { return m_store->BodyOf(path, version); }));
     }
-
-private:
-    std::shared_ptr<CMemoryStore> const m_store;
-    std::size_t const m_pageSize;
 };
 
-// ---- Client ----------------------------------------------------------------------------------------------------------
+// ---- Client ---------------------------------------------------------------------------------------------------------
 
-task_t CMemoryClient::DownloadFileAsync(path_t path, bufs_t bufs, pool_t)
+class CMemoryObjects final : public details::CClientAround<COverStore<ICloudClient>>
 {
-    return m_store->Start(Call("DownloadFileAsync", path),
-                          [=](CMemoryStore& store) { Fill(*bufs, store.BodyOf(path)); });
-}
+public:
+    CMemoryObjects(std::shared_ptr<CMemoryStore> store, std::uint32_t concurrentTaskLimit, std::size_t pageSize)
+        : CClientAround(std::move(store), pageSize), m_concurrentTaskLimit(concurrentTaskLimit)
+    {
+    }
 
-task_t CMemoryClient::DownloadFileAsync(path_t path, bufs_t bufs, pool_t, unsigned long offset, unsigned long length)
-{
-    return m_store->Start(Call("DownloadFileAsync", path),
-                          [=](CMemoryStore& store) { Fill(*bufs, RangeOf(store.BodyOf(path), offset, length)); });
-}
-
-task_t CMemoryClient::UploadFileAsync(path_t path, bufs_t bufs)
-{
-    return GetVersioningUtils()->UploadFileAsync(path, bufs, nullptr, std::nullopt);
-}
-
-task_t CMemoryClient::CopyFileAsync(path_t itemPath, path_t newPath)
-{
-    return m_store->Start(Call("CopyFileAsync", itemPath, newPath),
-                          [=](CMemoryStore& store) { store.Add(KeyOf(newPath), std::string(store.BodyOf(itemPath))); });
-}
-
-task_t CMemoryClient::DeleteFileAsync(path_t path)
-{
-    return m_store->Start(Call("DeleteFileAsync", path), [=](CMemoryStore& store) { store.Remove(KeyOf(path)); });
-}
-
-task_t CMemoryClient::DeleteFileListAsync(std::vector<std::string> const& paths)
-{
-    return m_store->Start(Call("DeleteFileListAsync", std::to_string(paths.size())),
-                          [=](CMemoryStore& store)
-                          {
-                              for (std::string const& path : paths)
+    task_t DownloadFileAsync(path_t path, bufs_t bufs, pool_t) override
+    {
+        return m_store->Start(Call("DownloadFileAsync", path), [=](auto& store) { Fill(*bufs, store.BodyOf(path)); });
+    }
+    task_t DownloadFileAsync(path_t path, bufs_t bufs, pool_t, unsigned long offset, unsigned long length) override
+    {
+        return m_store->Start(Call("DownloadFileAsync", path),
+                              [=](auto& store) { Fill(*bufs, RangeOf(store.BodyOf(path), offset, length)); });
+    }
+    task_t UploadFileAsync(path_t path, bufs_t bufs) override
+    {
+        return GetVersioningUtils()->UploadFileAsync(path, bufs, nullptr, std::nullopt);
+    }
+    task_t CopyFileAsync(path_t itemPath, path_t newPath) override
+    {
+        return m_store->Start(Call("CopyFileAsync", itemPath, newPath),
+                              [=](auto& store) { store.Add(KeyOf(newPath), std::string(store.BodyOf(itemPath))); });
+    }
+    task_t DeleteFileAsync(path_t path) override
+    {
+        return m_store->Start(Call("DeleteFileAsync", path), [=](auto& store) { store.Remove(KeyOf(path)); });
+    }
+    task_t DeleteFileListAsync(std::vector<std::string> const& paths) override
+    {
+        return m_store->Start(Call("DeleteFileListAsync", std::to_string(paths.size())),
+                              [=](auto& store)
                               {
-                                  store.Remove(KeyOf(path));
-                              }
-                          });
-}
-
-std::uint64_t CMemoryClient::GetFileSize(path_t path)
-{
-    return m_store->Ask(Call("GetFileSize", path), [&] { return m_store->BodyOf(path).size(); });
-}
-
-bool CMemoryClient::IsFileExist(path_t path)
-{
-    return m_store->Ask(Call("IsFileExist", path), [&] { return m_store->IsThere(KeyOf(path)); });
-}
-
-task_t CMemoryClient::IsFileExistAsync(path_t path, std::shared_ptr<bool> flag)
-{
-    return m_store->Start(Call("IsFileExistAsync", path),
-                          [=](CMemoryStore& store) { *flag = store.IsThere(KeyOf(path)); });
-}
-
-task_t CMemoryClient::CreateFolderAsync(path_t path)
-{
-    return m_store->Start(Call("CreateFolderAsync", path), [=](CMemoryStore& store) { store.Add(PrefixOf(path), ""); });
-}
-
-task_t CMemoryClient::DeleteFolderAsync(path_t path, std::shared_ptr<progress::progress_base_t>)
-{
-    return m_store->Start(Call("DeleteFolderAsync", path),
-                          [=](CMemoryStore& store)
-                          {
-                              for (std::string const& key : store.KeysBelow(path))
+                                  for (std::string const& path : paths)
+                                  {
+                                      store.Remove(KeyOf(path));
+                                  }
+                              });
+    }
+    std::uint64_t GetFileSize(path_t path) override
+    {
+        return m_store->Ask(Call("GetFileSize", path), [&] { return m_store->BodyOf(path).size(); });
+    }
+    bool IsFileExist(path_t path) override
+    {
+        return m_store->Ask(Call("IsFileExist", path), [&] { return m_store->IsThere(KeyOf(path)); });
+    }
+    task_t IsFileExistAsync(path_t path, std::shared_ptr<bool> flag) override
+    {
+        return m_store->Start(Call("IsFileExistAsync", path), [=](auto& store) { *flag = store.IsThere(KeyOf(path)); });
+    }
+    task_t CreateFolderAsync(path_t path) override
+    {
+        return m_store->Start(Call("CreateFolderAsync", path), [=](auto& store) { store.Add(PrefixOf(path), ""); });
+    }
+    task_t DeleteFolderAsync(path_t path, std::shared_ptr<progress::progress_base_t>) override
+    {
+        return m_store->Start(Call("DeleteFolderAsync", path),
+                              [=](auto& store)
                               {
-                                  store.Remove(key);
-                              }
-                          });
-}
-
-std::uint64_t CMemoryClient::GetFolderSize(path_t path)
-{
-    return m_store->Ask(Call("GetFolderSize", path),
-                        [&]
-                        {
-                            std::uint64_t size = 0;
-                            for (std::string const& key : m_store->KeysBelow(path))
+                                  for (std::string const& key : store.KeysBelow(path))
+                                  {
+                                      store.Remove(key);
+                                  }
+                              });
+    }
+    std::uint64_t GetFolderSize(path_t path) override
+    {
+        return m_store->Ask(Call("GetFolderSize", path),
+                            [&]
                             {
-                                size += m_store->m_objects.at(key).back().m_body.size();
-                            }
-                            return size;
-                        });
-}
-
-bool CMemoryClient::IsFolderExist(path_t path)
-{
-    return GetObjectCount(path) > 0;
-}
-
-objects_t CMemoryClient::QueryFolder(path_t path)
-{
-    auto const objects = std::make_shared<objects_t>();
-    QueryFolderAsync(path, objects)->Wait();
-    return *objects;
-}
-
-task_t CMemoryClient::QueryFolderAsync(path_t path, std::shared_ptr<objects_t> objects)
-{
-    return QueryFolderAsync(path, AppendTo(objects));
-}
-
-task_t CMemoryClient::QueryFolderAsync(path_t path, std::function<void(objects_t const&)> onPage)
-{
-    return CPplxTaskUtils().CreateTask(
-        [path, onPage, store = m_store, pageSize = m_pageSize]
-        {
-            objects_t all;
-            for (auto const& [name, version] :
-                 store->Ask(Call("QueryFolderAsync", path), [&] { return store->ChildrenOf(path, true); }))
+                                std::uint64_t size = 0;
+                                for (std::string const& key : m_store->KeysBelow(path))
+                                {
+                                    size += m_store->m_objects.at(key).back().m_body.size();
+                                }
+                                return size;
+                            });
+    }
+    bool IsFolderExist(path_t path) override { return GetObjectCount(path) > 0; }
+    objects_t QueryFolder(path_t path) override
+    {
+        auto const objects = std::make_shared<objects_t>();
+        QueryFolderAsync(path, objects)->Wait();
+        return *objects;
+    }
+    task_t QueryFolderAsync(path_t path, std::shared_ptr<objects_t> objects) override
+    {
+        return QueryFolderAsync(path, AppendTo(objects));
+    }
+    task_t QueryFolderAsync(path_t path, std::function<void(objects_t const&)> onPage) override
+    {
+        return CPplxTaskUtils().CreateTask(
+            [path, onPage, store = m_store, pageSize = m_pageSize]
             {
-                all.emplace_back(name, version.m_size, version.m_isFolder);
-            }
-            InPages(all, pageSize, onPage);
-        });
-}
+                objects_t all;
+                for (auto const& [name, version] :
+                     store->Ask(Call("QueryFolderAsync", path), [&] { return store->ChildrenOf(path, true); }))
+                {
+                    all.emplace_back(name, version.m_size, version.m_isFolder);
+                }
+                InPages(all, pageSize, onPage);
+            });
+    }
+    std::uint64_t GetObjectCount(path_t path) override
+    {
+        return m_store->Ask(Call("GetObjectCount", path), [&] { return m_store->KeysBelow(path).size(); });
+    }
+    std::shared_ptr<task::IAsyncTaskUtils> CreateAsyncTaskUtils() override
+    {
+        return std::make_shared<CPplxTaskUtils>();
+    }
+    std::shared_ptr<ICloudDownload> StartDownload(path_t path) override
+    {
+        return GetVersioningUtils()->StartDownload(path, "");
+    }
+    std::shared_ptr<ICloudUpload> StartUpload(path_t path, unsigned long size) override
+    {
+        return GetVersioningUtils()->StartUpload(path, size, std::nullopt);
+    }
+    std::shared_ptr<ICloudVersioningUtils> GetVersioningUtils() override
+    {
+        return std::make_shared<CMemoryVersioning>(m_store, m_pageSize);
+    }
+    source_t GetFileInterRegionSource(path_t path) override
+    {
+        return GetVersioningUtils()->GetFileInterRegionSource(path, "");
+    }
+    task_t CopyFileInterRegionAsync(source_t source, path_t targetPath) override
+    {
+        return GetVersioningUtils()->CopyFileInterRegionAsync(source, targetPath, nullptr, std::nullopt);
+    }
+    std::uint32_t GetConcurrentTaskLimit() override { return m_concurrentTaskLimit; }
+    std::string GetAbsolutePath(path_t path) override { return path; }
+    bool IsVersioningEnabled() const override { return m_store->m_keepsVersions; }
+    std::shared_ptr<CServerTime> GetServerTime() override { return m_serverTime; }
 
-std::uint64_t CMemoryClient::GetObjectCount(path_t path)
-{
-    return m_store->Ask(Call("GetObjectCount", path), [&] { return m_store->KeysBelow(path).size(); });
-}
+private:
+    std::uint32_t const m_concurrentTaskLimit;
+    std::shared_ptr<CServerTime> const m_serverTime = std::make_shared<CServerTime>();
+};
 
-std::shared_ptr<task::IAsyncTaskUtils> CMemoryClient::CreateAsyncTaskUtils()
+CMemoryClient::CMemoryClient(std::shared_ptr<CMemoryStore> store, std::uint32_t concurrentTaskLimit,
+                             std::size_t pageSize)
+    : CForwardingClient(std::make_shared<CMemoryObjects>(std::move(store), concurrentTaskLimit, pageSize))
 {
-    return std::make_shared<CPplxTaskUtils>();
-}
-
-std::shared_ptr<ICloudDownload> CMemoryClient::StartDownload(path_t path)
-{
-    return GetVersioningUtils()->StartDownload(path, "");
-}
-
-std::shared_ptr<ICloudUpload> CMemoryClient::StartUpload(path_t path, unsigned long size)
-{
-    return GetVersioningUtils()->StartUpload(path, size, std::nullopt);
-}
-
-std::shared_ptr<ICloudVersioningUtils> CMemoryClient::GetVersioningUtils()
-{
-    return std::make_shared<CMemoryVersioning>(m_store, m_pageSize);
-}
-
-source_t CMemoryClient::GetFileInterRegionSource(path_t path)
-{
-    return GetVersioningUtils()->GetFileInterRegionSource(path, "");
-}
-
-task_t CMemoryClient::CopyFileInterRegionAsync(source_t source, path_t targetPath)
-{
-    return GetVersioningUtils()->CopyFileInterRegionAsync(source, targetPath, nullptr, std::nullopt);
 }
 
 } // namespace bucketry::testing

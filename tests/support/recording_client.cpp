@@ -1,6 +1,6 @@
 #include "support/recording_client.h"
 
-#include "support/answering_client.h"
+#include "contract/forwarding.h"
 #include "support/bufs.h"
 
 #include <concepts>
@@ -11,102 +11,66 @@ namespace bucketry::testing
 namespace
 {
 
-// ---- Arguments and results as texts ----------------------------------------------------------------------------------
+using task_t = ICloudClient::task_t;
+using immutable_till_t = ICloudVersioningUtils::immutable_till_t;
+using objects_t = details::CForwardingClient::objects_t;
+using versions_t = details::CForwardingVersioning::versions_t;
+
+// ---- Arguments and results as texts ---------------------------------------------------------------------------------
 
 template <class T>
 concept CNumber = std::is_integral_v<T> || std::is_enum_v<T>;
 
-template <CNumber T>
-std::string ToText(T value)
-{
-    return std::to_string(static_cast<long>(value));
-}
-
-std::string ToText(std::string const& value)
-{
-    return value;
-}
-
-std::string ToText(datetime::CDateTime const& value)
-{
-    return value.toStdString();
-}
-
-std::string ToText(immutable_till_t const& value)
-{
-    return value ? ToText(*value) : "none";
-}
-
-std::string ToText(SRetrieveArchiveOptions const& value)
-{
-    return ToText(value.m_days) + value.m_roleName + ToText(value.m_tier);
-}
-
-std::string ToText(SCloudLockParams const& value)
-{
-    return ToText(value.m_keepAliveMsec);
-}
-
-std::string ToText(SBatchManifestInfo const& value)
-{
-    return value.m_objectArn + value.m_eTag;
-}
-
-std::string ToText(SBatchJobInfo const& value)
-{
-    return value.m_jobId;
-}
-
-std::string ToText(SBatchJobStatus const& value)
-{
-    return value.m_statusName;
-}
-
-std::string ToText(SCloudObjectInfo const& value)
-{
-    return value.m_name;
-}
-
-std::string ToText(SCloudObjectPathVersionPair const& value)
-{
-    return value.m_path + "@" + value.m_version.m_versionId;
-}
-
-std::string ToText(object_metadata_t::value_type const& value)
-{
-    return value.first + "=" + value.second;
-}
-
-/// Of lists and maps.
 template <class T>
-requires requires
+concept CList = requires
 {
     typename T::allocator_type;
-}
-std::string ToText(T const& values)
+};
+
+struct SText
 {
-    std::string text;
-    for (auto const& value : values)
+    template <CNumber T>
+    static std::string Of(T value)
     {
-        text += ToText(value) + ",";
+        return std::to_string(static_cast<long>(value));
     }
-    return text;
-}
+    static std::string Of(std::string const& value) { return value; }
+    static std::string Of(datetime::CDateTime const& value) { return value.toStdString(); }
+    static std::string Of(immutable_till_t const& value) { return value ? Of(*value) : "none"; }
+    static std::string Of(SRetrieveArchiveOptions const& value)
+    {
+        return Of(value.m_days) + value.m_roleName + Of(value.m_tier);
+    }
+    static std::string Of(SCloudLockParams const& value) { return Of(value.m_keepAliveMsec); }
+    static std::string Of(SBatchManifestInfo const& value) { return value.m_objectArn + value.m_eTag; }
+    static std::string Of(SBatchJobInfo const& value) { return value.m_jobId; }
+    static std::string Of(SBatchJobStatus const& value) { return value.m_statusName; }
+    static std::string Of(SCloudObjectInfo const& value) { return value.m_name; }
+    static std::string Of(SCloudObjectPathVersionPair const& value)
+    {
+        return value.m_path + "@" + value.m_version.m_versionId;
+    }
+    static std::string Of(object_metadata_t::value_type const& value) { return value.first + "=" + value.second; }
+    static std::string Of(task_t const& task) { return task->Wait(), "done"; }
+    template <CList T>
+    static std::string Of(T const& values)
+    {
+        std::string text;
+        for (auto const& value : values)
+        {
+            text += Of(value) + ",";
+        }
+        return text;
+    }
+    /// Of the other pointers, and of functions.
+    template <class T>
+    requires(std::constructible_from<bool, T> && !CNumber<T>) static std::string Of(T const& value)
+    {
+        return value ? "set" : "null";
+    }
+};
 
-std::string ToText(task_t const& task)
-{
-    task->Wait();
-    return "done";
-}
-
-/// Of the other pointers, and of functions.
-template <class T>
-requires std::constructible_from<bool, T> &&(!CNumber<T>)std::string ToText(T const& value)
-{
-    return value ? "set" : "null";
-}
-
-// ---- What the calls give ---------------------------------------------------------------------------------------------
+// ---- What the calls give --------------------------------------------------------------------------------------------
 
 [[noreturn]] void Fail()
 {
@@ -130,7 +94,7 @@ public:
     TResult Answer(char const* operation, TArgs const&... args) const
     {
         std::string text = operation;
-        ((text += " " + ToText(args)), ...);
+        ((text += " " + SText::Of(args)), ...);
         m_recorder->Note(text);
         if (m_recorder->m_outcome == EOutcome::ThrowFromCall)
         {
@@ -162,39 +126,52 @@ private:
     void Fill(std::shared_ptr<ICloudUpload>& result) const;
     void Fill(std::shared_ptr<ICloudUploadVersioned>& result) const;
     void Fill(std::shared_ptr<ICloudVersioningUtils>& result) const { result = RecordingVersioning(*m_recorder); }
-    void Fill(source_t& result) const { result = std::make_shared<ICloudInterRegionSource>(); }
     void Fill(std::shared_ptr<ICloudLock>& result) const { result = std::make_shared<CNoLock>(); }
-    void Fill(std::shared_ptr<CServerTime>& result) const { result = std::make_shared<CServerTime>(); }
+    template <std::default_initializable T>
+    void Fill(std::shared_ptr<T>& result) const
+    {
+        result = std::make_shared<T>();
+    }
 
     CRecorder* m_recorder;
 };
 
-class CRecordingDownload final : public ICloudDownload
+template <class TInterface>
+class CRecording : public TInterface
 {
 public:
-    explicit CRecordingDownload(CAnswers answers) : m_answers(answers) {}
+    explicit CRecording(CAnswers answers) : m_answers(answers) {}
+
+protected:
+    template <class TResult, class TCall, class... TArgs>
+    TResult Around(char const* operation, TCall const&, TArgs const&... args) const
+    {
+        return m_answers.Answer<TResult>(operation, args...);
+    }
+
+    CAnswers m_answers;
+};
+
+class CRecordingDownload final : public CRecording<ICloudDownload>
+{
+public:
+    using CRecording::CRecording;
     void Read(unsigned char*, unsigned long offset, unsigned long length) override
     {
         m_answers.Answer<bool>("Read", offset, length);
     }
     std::uint64_t ObjectSize() override { return m_answers.Answer<std::uint64_t>("ObjectSize"); }
-
-private:
-    CAnswers m_answers;
 };
 
-class CRecordingUpload final : public ICloudUploadVersioned
+class CRecordingUpload final : public CRecording<ICloudUploadVersioned>
 {
 public:
-    explicit CRecordingUpload(CAnswers answers) : m_answers(answers) {}
+    using CRecording::CRecording;
     void Write(unsigned char const*, unsigned long size) override { m_answers.Answer<bool>("Write", size); }
     void WriteZeroes(unsigned long size) override { m_answers.Answer<bool>("WriteZeroes", size); }
     void Flush() override { m_answers.Answer<bool>("Flush"); }
     std::optional<std::string> Finish() override { return m_answers.Answer<std::string>("Finish"); }
     std::string FinishVersioned() override { return m_answers.Answer<std::string>("FinishVersioned"); }
-
-private:
-    CAnswers m_answers;
 };
 
 void CAnswers::Fill(std::shared_ptr<ICloudDownload>& result) const
@@ -212,14 +189,14 @@ void CAnswers::Fill(std::shared_ptr<ICloudUploadVersioned>& result) const
     result = std::make_shared<CRecordingUpload>(*this);
 }
 
-// ---- Arguments of the calls ------------------------------------------------------------------------------------------
+// ---- Arguments of the calls -----------------------------------------------------------------------------------------
 
-bufs_t Bufs()
+auto Bufs()
 {
     return BufsOf("12345");
 }
 
-pool_t Pool()
+auto Pool()
 {
     return io::block::bufs_pool_t::GetInst();
 }
@@ -255,18 +232,18 @@ void CRecorder::Note(std::string const& call)
 
 std::shared_ptr<ICloudClient> RecordingClient(CRecorder& recorder)
 {
-    return std::make_shared<CAnsweringClient<CAnswers>>(CAnswers(recorder));
+    return std::make_shared<details::CClientAround<CRecording<ICloudClient>>>(CAnswers(recorder));
 }
 
 std::shared_ptr<ICloudVersioningUtils> RecordingVersioning(CRecorder& recorder)
 {
-    return std::make_shared<CAnsweringVersioning<CAnswers>>(CAnswers(recorder));
+    return std::make_shared<details::CVersioningAround<CRecording<ICloudVersioningUtils>>>(CAnswers(recorder));
 }
 
 // One row of a table: the operation's name, and its call.
 #define BUCKETRY_CALL(...)                                                                                             \
     {                                                                                                                  \
-        NameIn(#__VA_ARGS__), [](auto& c) { return ToText(c.__VA_ARGS__); }                                            \
+        NameIn(#__VA_ARGS__), [](auto& c) { return SText::Of(c.__VA_ARGS__); }                                         \
     }
 
 std::vector<SOperation<ICloudClient>> const& ClientOperations()
