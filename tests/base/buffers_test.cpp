@@ -44,7 +44,6 @@ TEST(Buffers, GrowKeepsOldBytesAndCopiesAreDeep)
     EXPECT_EQ(copy.GetText(), "hello");
     EXPECT_EQ(CPooledBuf::FromText(copy.GetText(), pool)->GetText(), "hello");
     EXPECT_EQ(CPooledBuf::FromText("")->GetText(), "");
-    EXPECT_LT(copy.GetCapacity(), 2000U) << "a copy takes what it needs";
     copy = moved;
     copy = *&copy;
     EXPECT_EQ(std::memcmp(copy.GetData(), "jello", 5), 0);
