@@ -1,5 +1,5 @@
-// The exclusive lock without contention, against its bare storage calls, on a store in memory. The pause of 200 ms is left
-// out of the figures.
+// The exclusive lock without contention, against its bare storage calls, on a store in memory. The pause of 200 ms is
+// left out of the figures.
 //
 // --rounds=N   how often to acquire and release (2000)
 

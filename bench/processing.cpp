@@ -1,5 +1,5 @@
-// What the processing client costs beside bare zstd then bare OpenSSL, one thread, the same 16 MiB; how much memory it takes
-// at its peak; and what counting a request costs.
+// What the processing client costs beside bare zstd then bare OpenSSL, one thread, the same 16 MiB; how much memory it
+// takes at its peak; and what counting a request costs.
 //
 // --rounds=N  how many times each way is taken, in turn (15)
 
@@ -56,7 +56,8 @@ body_t TextBody()
     return body;
 }
 
-/// Keeps one object, and notes when it has handed it out: what comes after that is the decorator's. Nothing else is asked.
+/// Keeps one object, and notes when it has handed it out: what comes after that is the decorator's. Nothing else is
+/// asked.
 class COneObject final : public details::CForwardingClient
 {
 public:
@@ -219,8 +220,8 @@ void CompareRates(SKind const& kind, int rounds)
     bench::PrintRatio(name + ": decrypt, decompress", "MiB/s", rate(2), rate(3), ">= 0.90");
 }
 
-/// Peak resident size in bodies above that of a process that has stored an empty one: of an upload with the caller's body, of a
-/// download with its result.
+/// Peak resident size in bodies above that of a process that has stored an empty one: of an upload with the caller's
+/// body, of a download with its result.
 void PrintPeak(SKind const& kind)
 {
     auto const store = std::make_shared<COneObject>();

@@ -1,8 +1,8 @@
-// A small backup host: stores three objects compressed and encrypted, many at a time, under a lock, and again when they have
-// changed; reads both backups back; and tells what it asked of the store: backup_host SPECIFICATION-FILE
+// A small backup host: stores three objects compressed and encrypted, many at a time, under a lock, and again when they
+// have changed; reads both backups back; and tells what it asked of the store: backup_host SPECIFICATION-FILE
 //
-// Where the bucket keeps versions, a backup is a list of versions, and the store keeps each of them for two hours, whoever wants
-// to delete it. Elsewhere the second backup replaces the first.
+// Where the bucket keeps versions, a backup is a list of versions, and the store keeps each of them for two hours,
+// whoever wants to delete it. Elsewhere the second backup replaces the first.
 #include <bucketry/client.h>
 #include <bucketry/parallel.h>
 #include <bucketry/processing.h>
@@ -33,14 +33,6 @@ std::shared_ptr<ICloudClient> OpenStore(char const* file)
     return s3::CS3CompatibleClientFactory::Create(s3::SS3ClientConnSpec::Deserialize(text), Name, nullptr);
 }
 
-std::shared_ptr<io::block::CPooledBuf> BodyOf(std::string const& text)
-{
-    auto body = io::block::CPooledBuf::Alloc(text.size(), io::block::bufs_pool_t::GetInst());
-    body->SetCount(text.size());
-    std::copy(text.begin(), text.end(), body->GetData());
-    return body;
-}
-
 versions_t Store(std::shared_ptr<ICloudClient> const& client, bodies_t const& bodies)
 {
     auto const now = datetime::CDateTime::currentUtcTime().toUnixTime();
@@ -49,7 +41,7 @@ versions_t Store(std::shared_ptr<ICloudClient> const& client, bodies_t const& bo
     CCloudParallelWriter writer(client);
     for (auto const& [path, text] : bodies)
     {
-        writer.Write(path, BodyOf(text), written.CreateVersionSink(path), keptUntil);
+        writer.Write(path, io::block::CPooledBuf::FromText(text), written.CreateVersionSink(path), keptUntil);
     }
     writer.Flush(); // throws the first failure
     versions_t versions;
@@ -65,7 +57,7 @@ bool AreAsTheyWere(std::shared_ptr<ICloudClient> const& client, bodies_t const& 
     auto const isAsItWas = [&](bodies_t::value_type const& entry)
     {
         auto const body = Download(client, entry.first, versions[entry.first], io::block::bufs_pool_t::GetInst());
-        return std::string_view(reinterpret_cast<char const*>(body->GetData()), body->GetCount()) == entry.second;
+        return body->GetText() == entry.second;
     };
     return std::all_of(bodies.begin(), bodies.end(), isAsItWas);
 }

@@ -4,11 +4,9 @@
 #include <bucketry/s3.h>
 
 #include <chrono>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <string_view>
 #include <thread>
 
 using namespace bucketry;
@@ -24,14 +22,6 @@ std::shared_ptr<ICloudClient> OpenArchive(char const* file)
     auto spec = s3::SS3ClientConnSpec::Deserialize(text);
     spec.Options.StorageClass = s3wire::s3::CObjectStorageClass(s3wire::s3::EAmazonS3StorageClass::Glacier);
     return s3::CS3CompatibleClientFactory::Create(spec, "restore_from_archive", nullptr);
-}
-
-void Store(ICloudClient& client, std::string const& path, std::string_view text)
-{
-    auto const body = io::block::CPooledBuf::Alloc(text.size(), io::block::bufs_pool_t::GetInst());
-    body->SetCount(text.size());
-    std::memcpy(body->GetData(), text.data(), text.size());
-    client.UploadFileAsync(path, body)->Wait();
 }
 
 void Restore(ICloudClient& client, std::string const& path, std::chrono::seconds pause)
@@ -58,13 +48,13 @@ try
     std::chrono::seconds const pause(argc > 1 ? std::stoul(argv[1]) : 60);
     auto const client = OpenArchive(argc > 2 ? argv[2] : "store.xml");
     std::string const path = "letters/2026.txt";
-    Store(*client, path, "worth keeping\n");
+    client->UploadFileAsync(path, io::block::CPooledBuf::FromText("worth keeping\n"))->Wait();
     Restore(*client, path, pause);
 
     auto const pool = io::block::bufs_pool_t::GetInst();
     auto const body = io::block::CPooledBuf::Alloc(0, pool);
     client->DownloadFileAsync(path, body, pool)->Wait();
-    std::cout << std::string_view(reinterpret_cast<char const*>(body->GetData()), body->GetCount());
+    std::cout << body->GetText();
 }
 catch (std::exception const& error)
 {

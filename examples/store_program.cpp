@@ -2,11 +2,9 @@
 #include <bucketry/client.h>
 #include <bucketry/s3.h>
 
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <string_view>
 
 using namespace bucketry;
 
@@ -28,15 +26,11 @@ try
     std::shared_ptr<ICloudClient> const client = OpenStore(argc > 1 ? argv[1] : "store.xml");
     auto const pool = io::block::bufs_pool_t::GetInst();
 
-    std::string_view const text = "hello, store\n";
-    auto const body = io::block::CPooledBuf::Alloc(text.size(), pool);
-    body->SetCount(text.size());
-    std::memcpy(body->GetData(), text.data(), text.size());
-    client->UploadFileAsync("greetings/hello.txt", body)->Wait();
+    client->UploadFileAsync("greetings/hello.txt", io::block::CPooledBuf::FromText("hello, store\n", pool))->Wait();
 
     auto const fetched = io::block::CPooledBuf::Alloc(0, pool);
     client->DownloadFileAsync("greetings/hello.txt", fetched, pool)->Wait();
-    std::cout << std::string_view(reinterpret_cast<char const*>(fetched->GetData()), fetched->GetCount());
+    std::cout << fetched->GetText();
 
     for (SCloudObjectInfo const& object : client->QueryFolder("greetings"))
     {

@@ -1,9 +1,9 @@
-// How a host tests itself: a program that copies files into a bucket, a store in memory, and the ways in which stores fail.
+// How a host tests itself: a program that copies files into a bucket, a store in memory, and the ways in which stores
+// fail.
 #include <bucketry/client.h>
 #include <bucketry/s3.h>
 #include <bucketry/simulator.h>
 
-#include <algorithm>
 #include <iostream>
 #include <string>
 
@@ -15,10 +15,7 @@ namespace
 /// What is under test: stands for the host's own code.
 void SaveDocument(ICloudClient& client, std::string const& name, std::string const& text)
 {
-    auto const body = io::block::CPooledBuf::Alloc(text.size(), io::block::bufs_pool_t::GetInst());
-    body->SetCount(text.size());
-    std::copy(text.begin(), text.end(), body->GetData());
-    client.UploadFileAsync("documents/" + name, body)->Wait();
+    client.UploadFileAsync("documents/" + name, io::block::CPooledBuf::FromText(text))->Wait();
 }
 
 std::shared_ptr<ICloudClient> Connect(simulator::CSimulator& store)

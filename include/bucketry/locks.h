@@ -32,7 +32,8 @@ struct BUCKETRY_API SCloudLockParams
 {
     /// How long an acquisition may go on, in milliseconds.
     std::int32_t m_lockTimeoutMsec = 600000;
-    /// How long a lock record counts after it was written, in milliseconds; it is renewed every half of it. At least 10000.
+    /// How long a lock record counts after it was written, in milliseconds; it is renewed every half of it. At least
+    /// 10000.
     std::int32_t m_keepAliveMsec = 60000;
     /// Why the lock is wanted; stored, and shown to those who wait.
     std::string m_reason;
@@ -92,13 +93,14 @@ struct BUCKETRY_API SLockInfo
     bool operator==(SLockInfo const& other) const;
 };
 
-/// The exclusive lock of a folder, between processes that share nothing but the container. It keeps the objects "declare",
-/// "try" and "lock" in the folder, each with a time until which it counts; a dead holder's lock runs out by itself.
+/// The exclusive lock of a folder, between processes that share nothing but the container. It keeps the objects
+/// "declare", "try" and "lock" in the folder, each with a time until which it counts; a dead holder's lock runs out by
+/// itself.
 ///
-/// Fails with:   the storage's failures and those of a malformed record, as they come. What was written stays until it has
-///               run out, and then counts no more; the same lock object may try again at once.
-/// Held:         a thread writes the "lock" object anew every half keep-alive interval. A renewal that fails is logged and
-///               repeated; the holder is not told.
+/// Fails with:   the storage's failures and those of a malformed record, as they come. What was written stays until it
+///               has run out, and then counts no more; the same lock object may try again at once.
+/// Held:         a thread writes the "lock" object anew every half keep-alive interval. A renewal that fails is logged
+///               and repeated; the holder is not told.
 /// Threads:      acquire and release from one thread at a time.
 /// Lifetime:     the client is held by reference and must outlive the lock.
 class BUCKETRY_API CCloudOptimisticLock final : public ICloudLock
@@ -125,14 +127,14 @@ public:
                                                          std::shared_ptr<synch::completion_port_t> port,
                                                          std::shared_ptr<CServerTime> serverTime);
 
-    /// Blocks until the lock is held. Throws exc::CRuntimeExc if it was not obtained in time, if it is held by this object
-    /// already, or if the keep-alive interval is below 10000 ms; the port's error once that has been posted.
+    /// Blocks until the lock is held. Throws exc::CRuntimeExc if it was not obtained in time, if it is held by this
+    /// object already, or if the keep-alive interval is below 10000 ms; the port's error once that has been posted.
     /// \param timeoutMsec  0 and less wait without limit
     void Lock(int timeoutMsec, synch::completion_port_t& port);
     /// The same, but false, with a warning in the log, if the lock was not obtained in time or is held already.
     bool TryLock(int timeoutMsec, synch::completion_port_t& port);
 
-    /// Releases; does nothing if the lock is not held. After a failure the lock still counts as held here: call it again.
+    /// Releases; does nothing if the lock is not held. After a failure it still counts as held here: call it again.
     void Unlock() override;
     guid::guid_t GetLockId() const override;
 

@@ -40,8 +40,8 @@ bool IsMapped(unsigned long capacity)
     return capacity >= hugePage;
 }
 
-// Memory that starts on a huge page: more is mapped than needed, and both ends given back. What is little more than some huge
-// pages, a body with a header say, does not take one more for the rest.
+// Memory that starts on a huge page: more is mapped than needed, and both ends given back. What is little more than
+// some huge pages, a body with a header say, does not take one more for the rest.
 unsigned char* Map(unsigned long size, unsigned long capacity)
 {
     unsigned long const mapped = capacity + hugePage;
@@ -202,6 +202,14 @@ CPooledBuf::CPooledBuf(unsigned long size, std::shared_ptr<bufs_pool_t> pool)
 std::shared_ptr<CPooledBuf> CPooledBuf::Alloc(unsigned long size, std::shared_ptr<bufs_pool_t> pool)
 {
     return std::make_shared<CPooledBuf>(size, std::move(pool));
+}
+
+std::shared_ptr<CPooledBuf> CPooledBuf::FromText(std::string_view text, std::shared_ptr<bufs_pool_t> pool)
+{
+    auto buffer = Alloc(text.size(), std::move(pool));
+    buffer->SetCount(text.size());
+    std::ranges::copy(text, buffer->GetData());
+    return buffer;
 }
 
 CPooledBuf::CPooledBuf(CPooledBuf const& other) : m_pool(other.m_pool)

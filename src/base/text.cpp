@@ -3,6 +3,7 @@
 #include "bucketry/base/exceptions.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <chrono>
 #include <system_error>
@@ -93,6 +94,56 @@ std::string str_replace(std::string_view text, std::string_view from, std::strin
     }
     result += text;
     return result;
+}
+
+void AppendUtf8(std::string& text, char32_t symbol)
+{
+    if (symbol < 0x80)
+    {
+        text += static_cast<char>(symbol);
+        return;
+    }
+    unsigned const more = symbol < 0x800 ? 1 : symbol < 0x10000 ? 2 : 3;
+    constexpr std::array<unsigned, 4> marks{0, 0xC0, 0xE0, 0xF0};
+    text += static_cast<char>(marks[more] | (symbol >> (6 * more)));
+    for (unsigned left = more; left-- > 0;)
+    {
+        text += static_cast<char>(0x80U | (symbol >> (6 * left) & 0x3FU));
+    }
+}
+
+std::size_t Utf8Length(std::string_view text, char32_t* symbol) noexcept
+{
+    unsigned const lead = text.empty() ? 0xFF : static_cast<unsigned char>(text.front());
+    std::size_t const length = lead < 0x80 ? 1
+        : lead < 0xC2                      ? 0
+        : lead < 0xE0                      ? 2
+        : lead < 0xF0                      ? 3
+        : lead < 0xF5                      ? 4
+                                           : 0;
+    if (length == 0 || text.size() < length)
+    {
+        return 0;
+    }
+    char32_t value = length == 1 ? lead : lead & (0x7FU >> length);
+    for (char const next : text.substr(1, length - 1))
+    {
+        if ((static_cast<unsigned char>(next) & 0xC0U) != 0x80U)
+        {
+            return 0;
+        }
+        value = value << 6U | (static_cast<unsigned char>(next) & 0x3FU);
+    }
+    constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
+    if (value < smallest[length] || (value >= 0xD800 && value < 0xE000) || value > 0x10FFFF)
+    {
+        return 0;
+    }
+    if (symbol != nullptr)
+    {
+        *symbol = value;
+    }
+    return length;
 }
 
 void fromStr(std::string const& text, std::string& value)

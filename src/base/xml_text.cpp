@@ -1,6 +1,7 @@
 #include "xml_text.h"
 
 #include "bucketry/base/exceptions.h"
+#include "bucketry/base/text.h"
 
 #include <algorithm>
 #include <array>
@@ -36,47 +37,12 @@ bool IsXmlChar(char32_t symbol)
                            static_cast<unsigned>(static_cast<unsigned char>(rest.front())), text.size() - rest.size());
 }
 
-// The bytes of the UTF-8 sequence (RFC 3629) that a text begins with; 0 if it is broken or no XML character.
+// The bytes of the character that a text begins with; 0 if it is broken or none of XML's.
 std::size_t SequenceLength(std::string_view text)
 {
-    auto const lead = static_cast<unsigned char>(text.front());
-    std::size_t const length = lead < 0x80 ? 1
-        : lead < 0xC2                      ? 0
-        : lead < 0xE0                      ? 2
-        : lead < 0xF0                      ? 3
-        : lead < 0xF5                      ? 4
-                                           : 0;
-    if (length == 0 || text.size() < length)
-    {
-        return 0;
-    }
-    char32_t symbol = length == 1 ? lead : lead & (0x7FU >> length);
-    for (char const next : text.substr(1, length - 1))
-    {
-        if ((static_cast<unsigned char>(next) & 0xC0U) != 0x80U)
-        {
-            return 0;
-        }
-        symbol = symbol << 6U | (static_cast<unsigned char>(next) & 0x3FU);
-    }
-    constexpr std::array<char32_t, 5> smallest{0, 0, 0x80, 0x800, 0x10000};
-    return symbol >= smallest[length] && IsXmlChar(symbol) ? length : 0;
-}
-
-void AppendUtf8(char32_t symbol, std::string& text)
-{
-    if (symbol < 0x80)
-    {
-        text += static_cast<char>(symbol);
-        return;
-    }
-    int const more = symbol < 0x800 ? 1 : symbol < 0x10000 ? 2 : 3;
-    constexpr std::array<unsigned, 4> marks{0, 0xC0, 0xE0, 0xF0};
-    text += static_cast<char>(marks[static_cast<std::size_t>(more)] | symbol >> (6 * more));
-    for (int shift = 6 * (more - 1); shift >= 0; shift -= 6)
-    {
-        text += static_cast<char>(0x80U | (symbol >> shift & 0x3FU));
-    }
+    char32_t symbol = 0;
+    std::size_t const length = util::Utf8Length(text, &symbol);
+    return length != 0 && IsXmlChar(symbol) ? length : 0;
 }
 
 // The character of a reference's text between "&" and ";".
@@ -152,7 +118,7 @@ std::string UnescapeAttribute(std::string_view raw)
                 throw exc::CRuntimeExc("The reference at position %1 of an XML value is unknown.",
                                        raw.size() - rest.size());
             }
-            AppendUtf8(*symbol, value);
+            util::AppendUtf8(value, *symbol);
             rest.remove_prefix(end + 1);
             continue;
         }

@@ -16,8 +16,8 @@ enum class EPass
     Failed ///< to be repeated soon
 };
 
-/// The thread of a held lock that renews what the lock has stored, every half of the time for which a record counts. What a
-/// pass does, and what it says when it fails, is the lock's own.
+/// The thread of a held lock that renews what the lock has stored, every half of the time for which a record counts.
+/// What a pass does, and what it says when it fails, is the lock's own.
 ///
 /// Threads: Start and Stop from one thread at a time.
 class CKeepAlive
@@ -36,8 +36,8 @@ public:
 
     /// The first pass comes after half the time for which a record counts. Not to be called while the thread runs.
     void Start(pass_t pass, std::string const& threadName);
-    /// Waits for a pass under way and the end of the thread; does nothing without one. Throws exc::CRuntimeExc if that takes
-    /// too long: the thread, which may still be in its pass, is then kept.
+    /// Waits for a pass under way and the end of the thread; does nothing without one. Throws exc::CRuntimeExc if that
+    /// takes too long: the thread, which may still be in its pass, is then kept.
     void Stop();
 
 private:

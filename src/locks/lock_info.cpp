@@ -1,8 +1,6 @@
 #include "base/xmlpp.h"
 #include "bucketry/locks.h"
 
-#include <algorithm>
-
 namespace bucketry::locks
 {
 
@@ -59,16 +57,12 @@ SLockInfo SLockInfo::FromStr(std::string const& text)
 
 std::shared_ptr<io::block::CPooledBuf> SLockInfo::Serialize() const
 {
-    std::string const text = ToStr();
-    auto bufs = io::block::CPooledBuf::Alloc(text.size(), io::block::bufs_pool_t::GetInst());
-    bufs->SetCount(text.size());
-    std::ranges::copy(text, bufs->GetData());
-    return bufs;
+    return io::block::CPooledBuf::FromText(ToStr());
 }
 
 SLockInfo SLockInfo::Unserialize(std::shared_ptr<io::block::CPooledBuf> bufs)
 {
-    return FromStr(std::string(bufs->GetData(), bufs->GetData() + bufs->GetCount()));
+    return FromStr(std::string(bufs->GetText()));
 }
 
 bool SLockInfo::operator==(SLockInfo const& other) const

@@ -105,7 +105,7 @@ CLockProtocol::CLockProtocol(ICloudClient& client, std::string const& folder, SC
 {
 }
 
-// ---- Acquisition -----------------------------------------------------------------------------------------------------
+// ---- Acquisition ----------------------------------------------------------------------------------------------------
 
 std::string CLockProtocol::TryLock(int timeoutMsec, synch::completion_port_t& port)
 {
@@ -245,7 +245,7 @@ void CLockProtocol::ControlledSleep(synch::completion_port_t& port, int msec) co
     }
 }
 
-// ---- Holding and release ---------------------------------------------------------------------------------------------
+// ---- Holding and release --------------------------------------------------------------------------------------------
 
 /// Writes the record anew, without a look at what is there.
 EPass CLockProtocol::KeepAlivePass(SLockInfo& me)
@@ -282,7 +282,7 @@ void CLockProtocol::Unlock()
     m_locked = false;
 }
 
-// ---- Records ---------------------------------------------------------------------------------------------------------
+// ---- Records --------------------------------------------------------------------------------------------------------
 
 std::optional<SLockInfo> CLockProtocol::TryGetLatestVersion(std::string const& name) const
 {

@@ -30,7 +30,7 @@ std::string CStoredRecords::PathOf(std::string const& name) const
 CStoredRecords::bufs_t CStoredRecords::TryGetLatestVersion(std::string const& name) const
 {
     auto const pool = io::block::bufs_pool_t::GetInst();
-    auto const record = std::make_shared<io::block::CPooledBuf>(0, pool);
+    auto record = std::make_shared<io::block::CPooledBuf>(0, pool);
     try
     {
         m_client.DownloadFileAsync(PathOf(name), record, pool)->Wait();

@@ -9,9 +9,9 @@
 namespace bucketry::locks::details
 {
 
-/// The small objects of one lock folder, each read and written as a whole. With versions a write makes one, reading gives the
-/// newest, and a deletion names exactly what it deletes; without them a write replaces the object, and a deletion removes it,
-/// whoever wrote it.
+/// The small objects of one lock folder, each read and written as a whole. With versions a write makes one, reading
+/// gives the newest, and a deletion names exactly what it deletes; without them a write replaces the object, and a
+/// deletion removes it, whoever wrote it.
 ///
 /// Failures: the storage's, as they come.
 /// Lifetime: the client is held by reference and must outlive this.
@@ -32,9 +32,9 @@ public:
     std::string Put(std::string const& name, bufs_t const& record) const;
     /// \param version  as Put gave it
     void DeleteExactVersion(std::string const& name, std::string const& version) const;
-    /// Deletes the oldest of `versions`, which stand oldest first, and takes them out, until `keepCount` are left. After a
-    /// failure those that are still stored are still in the list. Without versions all ids are empty and name one object,
-    /// which goes with the last of them.
+    /// Deletes the oldest of `versions`, which stand oldest first, and takes them out, until `keepCount` are left.
+    /// After a failure those that are still stored are still in the list. Without versions all ids are empty and name
+    /// one object, which goes with the last of them.
     void DeleteOldestVersions(std::string const& name, std::deque<std::string>& versions, std::size_t keepCount) const;
 
 private:

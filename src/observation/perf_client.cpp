@@ -72,8 +72,8 @@ private:
     std::string const m_path;
 };
 
-/// A client whose operations are reported; those that raise no events are only passed on. The versioning operations are handed
-/// out as they are.
+/// A client whose operations are reported; those that raise no events are only passed on. The versioning operations are
+/// handed out as they are.
 class CloudClientPerfWrapper final : public CForwardingClient,
                                      public boost::enable_shared_from_this<CloudClientPerfWrapper>
 {

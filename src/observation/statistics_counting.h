@@ -33,7 +33,8 @@ consteval std::optional<std::size_t> FindSlot(std::string_view request)
     return std::nullopt;
 }
 
-/// The id of the kind of request that an operation counts as, if it counts. An operation without a kind does not compile.
+/// The id of the kind of request that an operation counts as, if it counts. An operation without a kind does not
+/// compile.
 consteval std::optional<std::size_t> SlotOf(std::string_view operation)
 {
     for (auto const& [name, request] : OtherRequestNames)

@@ -89,7 +89,7 @@ private:
 
 } // namespace
 
-// ---- Whole objects ---------------------------------------------------------------------------------------------------
+// ---- Whole objects --------------------------------------------------------------------------------------------------
 
 SProcessor::SProcessor(std::shared_ptr<ICloudClientProcessor> compressor,
                        std::shared_ptr<ICloudClientProcessor> crypter)
@@ -141,7 +141,7 @@ void SProcessor::DecodeData(std::string const& path, std::shared_ptr<CPooledBuf>
     }
 }
 
-// ---- Client ----------------------------------------------------------------------------------------------------------
+// ---- Client ---------------------------------------------------------------------------------------------------------
 
 CProcessingCloudClient::CProcessingCloudClient(std::shared_ptr<ICloudClient> client,
                                                std::shared_ptr<ICloudClientProcessor> compressor,

@@ -21,8 +21,8 @@ public:
         /// A new buffer with header and body; `data` stays as it is.
         std::shared_ptr<io::block::CPooledBuf> EncodeData(std::string const& path,
                                                           std::shared_ptr<io::block::CPooledBuf> const& data) const;
-        /// Replaces stored bytes, whose body has `size` bytes from `offset`, by the plain body. On a failure `data` stays as
-        /// it is.
+        /// Replaces stored bytes, whose body has `size` bytes from `offset`, by the plain body. On a failure `data`
+        /// stays as it is.
         void DecodeData(std::string const& path, std::shared_ptr<io::block::CPooledBuf> const& data,
                         unsigned long offset, unsigned long size) const;
 

@@ -21,7 +21,7 @@ using detail::ConvertObjectPath;
 using detail::Start;
 using task_t = ICloudClient::task_t;
 
-// ---- Construction ----------------------------------------------------------------------------------------------------
+// ---- Construction ---------------------------------------------------------------------------------------------------
 
 CS3CloudClient::CS3CloudClient(std::shared_ptr<SS3Context> context, std::string const& region)
     : m_context(std::move(context)),
@@ -83,7 +83,7 @@ std::shared_ptr<SS3Context> CS3CloudClient::GetContext() const
     return m_context;
 }
 
-// ---- Objects ---------------------------------------------------------------------------------------------------------
+// ---- Objects --------------------------------------------------------------------------------------------------------
 
 task_t CS3CloudClient::DownloadFileAsync(std::string const& path, bufs_t bufs, pool_t pool)
 {
@@ -207,7 +207,7 @@ std::uint64_t CS3CloudClient::GetFileSize(std::string const& path)
         "Failed to read %1 object size. Path: [%2]", context->m_cloudName, path);
 }
 
-// ---- Properties ------------------------------------------------------------------------------------------------------
+// ---- Properties -----------------------------------------------------------------------------------------------------
 
 std::int64_t CS3CloudClient::GetStorageQuota()
 {
@@ -246,7 +246,7 @@ std::shared_ptr<ICloudVersioningUtils> CS3CloudClient::GetVersioningUtils()
     return m_context ? m_context->m_versioningUtils : nullptr;
 }
 
-// ---- Server time and locks -------------------------------------------------------------------------------------------
+// ---- Server time and locks ------------------------------------------------------------------------------------------
 
 std::shared_ptr<CServerTime> CS3CloudClient::GetServerTime()
 {

@@ -41,7 +41,9 @@ TEST(Buffers, GrowKeepsOldBytesAndCopiesAreDeep)
     CPooledBuf moved(std::move(*buffer));
     EXPECT_TRUE(buffer->GetData() == nullptr && buffer->GetCount() == 0);
     moved.GetData()[0] = 'j';
-    EXPECT_EQ(std::memcmp(copy.GetData(), "hello", 5), 0);
+    EXPECT_EQ(copy.GetText(), "hello");
+    EXPECT_EQ(CPooledBuf::FromText(copy.GetText(), pool)->GetText(), "hello");
+    EXPECT_EQ(CPooledBuf::FromText("")->GetText(), "");
     copy = moved;
     copy = *&copy;
     EXPECT_EQ(std::memcmp(copy.GetData(), "jello", 5), 0);

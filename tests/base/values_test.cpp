@@ -4,6 +4,7 @@
 #include "bucketry/base/guid.h"
 #include "bucketry/base/keys.h"
 #include "bucketry/base/options.h"
+#include "bucketry/base/text.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -148,6 +149,27 @@ TEST(Keys, PasswordAlwaysGivesTheSameKey)
     EXPECT_EQ(keySets.Find(random->GetId().GetRaw()), random);
     EXPECT_EQ(clone->Find(random->GetId().GetRaw()), nullptr);
     EXPECT_THROW(keySets.Add(nullptr), exc::CRuntimeExc);
+}
+
+TEST(Text, EncodesEachCharacterAndReadsNothingElse)
+{
+    std::string text;
+    for (char32_t const symbol : {0x0U, 0x7FU, 0x80U, 0x7FFU, 0x800U, 0xD7FFU, 0xE000U, 0xFFFFU, 0x10000U, 0x10FFFFU})
+    {
+        std::size_t const before = text.size();
+        util::AppendUtf8(text, symbol);
+        char32_t read = 1;
+        EXPECT_EQ(util::Utf8Length(text.substr(before) + "more", &read), text.size() - before);
+        EXPECT_EQ(read, symbol);
+    }
+    EXPECT_EQ(text.substr(2),
+              "\xC2\x80\xDF\xBF\xE0\xA0\x80\xED\x9F\xBF\xEE\x80\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
+    for (char const* const none :
+         {"", "\x80", "\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xED\xA0\x80", "\xED\xBF\xBF",
+          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82", "\xE2\x82z", "\xC3"})
+    {
+        EXPECT_EQ(util::Utf8Length(none), 0U) << none;
+    }
 }
 
 TEST(Certificate, GoesFromTextToTextUnchanged)

@@ -1,5 +1,5 @@
-// A stored object from anybody: reading it fails with the library's exception, or gives no more than its header announces.
-// The same bytes as a plain body come back as they were, whatever was done to them.
+// A stored object from anybody: reading it fails with the library's exception, or gives no more than its header
+// announces. The same bytes as a plain body come back as they were, whatever was done to them.
 
 #include "bucketry/base/exceptions.h"
 #include "processing/processing_client.h"
@@ -32,13 +32,7 @@ SProcessor Processor(EBufTransformType compression, bool encrypts)
 
 body_t BodyOf(unsigned char const* data, std::size_t size)
 {
-    body_t body = CPooledBuf::Alloc(size, nullptr);
-    body->SetCount(size);
-    if (size != 0)
-    {
-        std::memcpy(body->GetData(), data, size);
-    }
-    return body;
+    return CPooledBuf::FromText({reinterpret_cast<char const*>(data), size});
 }
 
 void Decode(SProcessor const& processor, body_t const& body)

@@ -150,8 +150,8 @@ int ReadCount(std::string const& path)
 }
 
 /// What each process of the test below does. Pauses are short, but the one that the lock relies on. A local root is no
-/// store: a reader may see a half-written file, and a missing file cannot be deleted, so an acquisition may fail; the same
-/// lock object then goes on.
+/// store: a reader may see a half-written file, and a missing file cannot be deleted, so an acquisition may fail; the
+/// same lock object then goes on.
 TEST(LocalProcess, DISABLED_CountsUp)
 {
     CLogCapture quiet;

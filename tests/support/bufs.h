@@ -2,7 +2,6 @@
 
 #include "bucketry/base/buffers.h"
 
-#include <algorithm>
 #include <memory>
 #include <string>
 
@@ -12,15 +11,12 @@ namespace bucketry::testing
 
 inline std::string TextOf(io::block::CPooledBuf const& bufs)
 {
-    return {bufs.GetData(), bufs.GetData() + bufs.GetCount()};
+    return std::string(bufs.GetText());
 }
 
 inline std::shared_ptr<io::block::CPooledBuf> BufsOf(std::string const& text)
 {
-    auto bufs = io::block::CPooledBuf::Alloc(text.size(), nullptr);
-    bufs->SetCount(text.size());
-    std::copy(text.begin(), text.end(), bufs->GetData());
-    return bufs;
+    return io::block::CPooledBuf::FromText(text);
 }
 
 } // namespace bucketry::testing

@@ -24,8 +24,9 @@ public:
         bool m_isDeleteMarker = false;
     };
 
-    /// Runs around each storage call, on the thread that does the work, with its text, as "UploadFileAsync(a/b)". What `before`
-    /// throws fails the call with nothing done; what `after` throws fails it although the work was done. Either may block.
+    /// Runs around each storage call, on the thread that does the work, with its text, as "UploadFileAsync(a/b)". What
+    /// `before` throws fails the call with nothing done; what `after` throws fails it although the work was done.
+    /// Either may block.
     struct SHooks
     {
         std::function<void(std::string const& call)> m_before;
@@ -78,7 +79,8 @@ private:
     void RemoveVersion(std::string const& key, std::string const& version);
     /// The keys below a folder whose object is there, its own marker included.
     std::vector<std::string> KeysBelow(std::string const& folder) const;
-    /// The versions of the objects directly below a folder, the newest first, or only the current ones, then the subfolders.
+    /// The versions of the objects directly below a folder, the newest first, or only the current ones, then the
+    /// subfolders.
     versions_t ChildrenOf(std::string const& folder, bool onlyCurrent) const;
 
     bool const m_keepsVersions;

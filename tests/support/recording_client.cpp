@@ -16,7 +16,7 @@ using immutable_till_t = ICloudVersioningUtils::immutable_till_t;
 using objects_t = details::CForwardingClient::objects_t;
 using versions_t = details::CForwardingVersioning::versions_t;
 
-// ---- Arguments and results as texts ----------------------------------------------------------------------------------
+// ---- Arguments and results as texts ---------------------------------------------------------------------------------
 
 template <class T>
 concept CNumber = std::is_integral_v<T> || std::is_enum_v<T>;
@@ -70,7 +70,7 @@ struct SText
     }
 };
 
-// ---- What the calls give ---------------------------------------------------------------------------------------------
+// ---- What the calls give --------------------------------------------------------------------------------------------
 
 [[noreturn]] void Fail()
 {
@@ -189,7 +189,7 @@ void CAnswers::Fill(std::shared_ptr<ICloudUploadVersioned>& result) const
     result = std::make_shared<CRecordingUpload>(*this);
 }
 
-// ---- Arguments of the calls ------------------------------------------------------------------------------------------
+// ---- Arguments of the calls -----------------------------------------------------------------------------------------
 
 auto Bufs()
 {

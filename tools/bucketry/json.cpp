@@ -52,12 +52,9 @@ CJsonObject& CJsonObject::AddJson(std::string_view key, std::string_view json)
 
 CJsonObject& CJsonObject::Add(std::string_view key, std::string_view text)
 {
-    if (IsUtf8(text))
-    {
-        return AddJson(key, Quoted(text));
-    }
-    AddJson(key, Quoted(ReplaceNonUtf8(text)));
-    return AddJson(std::string(key) + "_bytes", Quoted(EscapeName(text)));
+    std::string const utf8 = ReplaceNonUtf8(text);
+    AddJson(key, Quoted(utf8));
+    return utf8 == text ? *this : AddJson(std::string(key) + "_bytes", Quoted(EscapeName(text)));
 }
 
 CJsonObject& CJsonObject::Add(std::string_view key, std::uint64_t number)

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <span>
 
 namespace bucketry::tool
@@ -98,10 +97,7 @@ void StorePassword(ICloudClient& client, CSecret const& password)
     }
     crypto::SRawKeySetId const id = crypto::CKeySet::Generate()->GetId().GetRaw();
     check_t const check = CheckOf(crypto::CKeySet::FromPassword(password.Text(), id));
-    std::string const text = TextOf(PasswordHead, id, "check", check);
-    auto const body = CPooledBuf::Alloc(text.size(), nullptr);
-    body->SetCount(text.size());
-    std::memcpy(body->GetData(), text.data(), text.size());
+    auto const body = CPooledBuf::FromText(TextOf(PasswordHead, id, "check", check));
     client.UploadFileAsync(PasswordObject, body)->Wait();
 }
 
@@ -152,7 +148,7 @@ key_set_t KeySetOfPassword(ICloudClient& client, EAccess access)
     client.DownloadFileAsync(PasswordObject, body, io::block::bufs_pool_t::GetInst())->Wait();
     crypto::SRawKeySetId id;
     check_t check{};
-    if (!Read({reinterpret_cast<char const*>(body->GetData()), body->GetCount()}, PasswordHead, id, "check", check))
+    if (!Read(body->GetText(), PasswordHead, id, "check", check))
     {
         throw exc::CRuntimeExc("The object [%1] of the root is damaged.", PasswordObject);
     }

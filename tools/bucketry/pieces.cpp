@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -42,17 +41,9 @@ std::string PieceName(std::string const& path, std::string const& run, std::uint
                     std::string(6 - std::min<std::size_t>(6, number.size()), '0') + number);
 }
 
-body_t BodyOf(CHost& host, std::string const& text)
-{
-    body_t body = io::block::CPooledBuf::Alloc(text.size(), host.Pool());
-    body->SetCount(text.size());
-    std::memcpy(body->GetData(), text.data(), text.size());
-    return body;
-}
-
 SIndex ReadIndex(io::block::CPooledBuf const& body, std::string const& path)
 {
-    std::string_view text(reinterpret_cast<char const*>(body.GetData()), body.GetCount());
+    std::string_view text = body.GetText();
     text.remove_prefix(IndexHead.size());
     std::size_t const runEnd = std::min(text.find('\n'), text.size());
     SIndex index{std::string(text.substr(0, runEnd)), 0};
@@ -110,9 +101,9 @@ std::string StoreInPieces(CHost& host, std::string const& path, std::uint64_t si
     }
     window.Drain();
     std::string text(IndexHead);
-    ((text += run) += '\n') += std::to_string(size);
+    (((text += run) += '\n') += std::to_string(size)) += '\n';
     auto const version = std::make_shared<std::string>();
-    StoreBody(client, path, BodyOf(host, text += '\n'), until, version)->Wait();
+    StoreBody(client, path, io::block::CPooledBuf::FromText(text, host.Pool()), until, version)->Wait();
     RemoveOtherRuns(host, path, run);
     return *version;
 }

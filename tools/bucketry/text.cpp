@@ -1,5 +1,7 @@
 #include "text.h"
 
+#include "bucketry/base/text.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -12,33 +14,6 @@ namespace bucketry::tool
 namespace
 {
 
-/// The length of the UTF-8 sequence at the start of the bytes, which are not empty; 0 if there is none.
-std::size_t Utf8SequenceLength(std::string_view bytes)
-{
-    auto const at = [bytes](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
-    unsigned char const first = at(0);
-    if (first < 0x80)
-    {
-        return 1;
-    }
-    std::size_t const length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || bytes.size() < length)
-    {
-        return 0;
-    }
-    for (std::size_t i = 1; i < length; ++i)
-    {
-        if ((at(i) & 0xC0) != 0x80)
-        {
-            return 0;
-        }
-    }
-    bool const isOverlong = (first == 0xE0 && at(1) < 0xA0) || (first == 0xF0 && at(1) < 0x90);
-    bool const isSurrogate = first == 0xED && at(1) > 0x9F;
-    bool const isTooLarge = first == 0xF4 && at(1) > 0x8F;
-    return isOverlong || isSurrogate || isTooLarge ? 0 : length;
-}
-
 std::string HexEscape(char byte)
 {
     std::array<char, 8> text{};
@@ -48,26 +23,12 @@ std::string HexEscape(char byte)
 
 } // namespace
 
-bool IsUtf8(std::string_view bytes)
-{
-    while (!bytes.empty())
-    {
-        std::size_t const length = Utf8SequenceLength(bytes);
-        if (length == 0)
-        {
-            return false;
-        }
-        bytes.remove_prefix(length);
-    }
-    return true;
-}
-
 std::string Printable(std::string_view bytes)
 {
     std::string text;
     while (!bytes.empty())
     {
-        std::size_t const length = Utf8SequenceLength(bytes);
+        std::size_t const length = util::Utf8Length(bytes);
         auto const first = static_cast<unsigned char>(bytes.front());
         if (length == 0 || first < 0x20 || first == 0x7F || first == '\\')
         {
@@ -86,7 +47,7 @@ std::string ReplaceNonUtf8(std::string_view bytes)
     std::string text;
     while (!bytes.empty())
     {
-        std::size_t const length = Utf8SequenceLength(bytes);
+        std::size_t const length = util::Utf8Length(bytes);
         text += length == 0 ? std::string_view("\xEF\xBF\xBD") : bytes.substr(0, length);
         bytes.remove_prefix(length == 0 ? 1 : length);
     }

@@ -9,9 +9,6 @@
 namespace bucketry::tool
 {
 
-/// Whether the bytes are UTF-8 (RFC 3629: shortest form, no surrogates, at most U+10FFFF).
-bool IsUtf8(std::string_view bytes);
-
 /// The bytes for a terminal: control characters, backslashes and what is no UTF-8 come as `\xNN`.
 std::string Printable(std::string_view bytes);
 

@@ -73,6 +73,8 @@ public:
     CPooledBuf(unsigned long size, std::shared_ptr<bufs_pool_t> pool);
     /// A new buffer with room for `size` bytes at GetData(); its count is 0.
     static std::shared_ptr<CPooledBuf> Alloc(unsigned long size, std::shared_ptr<bufs_pool_t> pool);
+    /// A new buffer with a copy of these bytes in use.
+    static std::shared_ptr<CPooledBuf> FromText(std::string_view text, std::shared_ptr<bufs_pool_t> pool = nullptr);
 
     /// Copies the bytes in use, into a block from the same pool.
     CPooledBuf(CPooledBuf const& other);
@@ -87,6 +89,8 @@ public:
     unsigned char const* GetData() const noexcept { return m_block.m_data; }
     /// Bytes in use.
     unsigned long GetCount() const noexcept { return m_count; }
+    /// The bytes in use, valid as long as what GetData() gives.
+    std::string_view GetText() const noexcept { return {reinterpret_cast<char const*>(m_block.m_data), m_count}; }
     /// The size of the content in bytes: the count.
     unsigned long GetByteSize() const noexcept { return m_count; }
     /// Sets the bytes in use. Bytes that stay are kept; bytes that come are undefined. Grows the storage where it must,

@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-/// The task layer under all asynchronous operations. A task is a thread: its body runs at once on a thread of its own, and
-/// so does each continuation. Nothing cancels a task.
+/// The task layer under all asynchronous operations. A task is a thread: its body runs at once on a thread of its own,
+/// and so does each continuation. Nothing cancels a task.
 namespace bucketry::web
 {
 
@@ -35,7 +35,7 @@ public:
     /// Waits for the thread while the mutexes that it still uses are alive.
     ~CTaskContext() { m_future = {}; }
 
-    /// Blocks until the body has ended; gives a copy of its value, or rethrows what it threw: the same object each time.
+    /// Blocks until the body has ended; gives a copy of its value, or rethrows what it threw, always the same object.
     T getFutureResult()
     {
         std::lock_guard const lock(m_futureMutex);
@@ -77,8 +77,8 @@ public:
         return m_isDone;
     }
 
-    /// Starts the task's thread: the one place where that happens. The body may use this context, but not `m_future`, which is
-    /// still being assigned. What the function captured goes before the task counts as done.
+    /// Starts the task's thread: the one place where that happens. The body may use this context, but not `m_future`,
+    /// which is still being assigned. What the function captured goes before the task counts as done.
     void Start(std::function<T()>&& function)
     {
         m_future = std::async(std::launch::async,
@@ -138,8 +138,8 @@ inline constexpr bool IsTask<Task<T>> = true;
 
 } // namespace details
 
-/// A handle on a running body, copied by value; all copies share its result. Any thread may wait, and several may. Dropping
-/// the last copy of a running task blocks until its body has ended, so no body may own its own task.
+/// A handle on a running body, copied by value; all copies share its result. Any thread may wait, and several may.
+/// Dropping the last copy of a running task blocks until its body has ended, so no body may own its own task.
 template <class T>
 class Task
 {
@@ -161,10 +161,10 @@ public:
 
     /// A continuation: a new task, whose thread starts at once.
     ///
-    /// - `function` takes the value (nothing, for void): it is called once this task has ended well; a failure of this task
-    ///   fails the continuation without a call.
-    /// - `function` takes the task itself: it is called at once, while this task may still run, does its own waiting and
-    ///   can see a failure.
+    /// - `function` takes the value (nothing, for void): it is called once this task has ended well; a failure of this
+    ///   task fails the continuation without a call.
+    /// - `function` takes the task itself: it is called at once, while this task may still run, does its own waiting
+    ///   and can see a failure.
     ///
     /// It returns an `R`, or a `Task<R>`: then the continuation ends when that task does, and fails if it fails.
     template <class R, class TFunction>
@@ -255,7 +255,7 @@ struct BUCKETRY_API TaskUtils
             });
     }
 
-    /// Ends when one has ended, however it ended; at once for none. A task wakes only the latest of these that watches it.
+    /// Ends when one has ended, however it ended; at once for none. A task wakes the latest of these only.
     template <class T>
     static Task<void> whenAny(std::vector<Task<T>> const& tasks)
     {

@@ -3,6 +3,7 @@
 #include "bucketry/base/export.h"
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -56,6 +57,14 @@ BUCKETRY_API bool str_is_finishes_with(std::string_view text, std::string_view f
 
 /// `text` with each occurrence of `from` replaced, left to right and without overlap; an empty `from` replaces nothing.
 BUCKETRY_API std::string str_replace(std::string_view text, std::string_view from, std::string_view to);
+
+/// Appends a character, at most U+10FFFF, in UTF-8.
+BUCKETRY_API void AppendUtf8(std::string& text, char32_t symbol);
+
+/// The bytes of the character in UTF-8 (RFC 3629: shortest form, no surrogates) that a text begins with; 0 if there is
+/// none.
+/// \param symbol  the character, if there is one; may be null
+BUCKETRY_API std::size_t Utf8Length(std::string_view text, char32_t* symbol = nullptr) noexcept;
 
 /// Reads a value from its text. Throws exc::CRuntimeExc that quotes the text if anything but the whole text is a
 /// number in range. The text overload copies.

@@ -29,8 +29,8 @@ public:
     /// \param askForDate  asks the store for the time, as text; called once at most
     CStoreClock(std::function<std::string()> askForDate, ENoDate noDate);
 
-    /// Asks the store at the first call; others wait for that. If the question fails, the answer cannot be read or the clocks
-    /// are more than 900 seconds apart, this call throws, and later ones give a time without a difference.
+    /// Asks the store at the first call; others wait for that. If the question fails, the answer cannot be read or the
+    /// clocks are more than 900 seconds apart, this call throws, and later ones give a time without a difference.
     std::shared_ptr<CServerTime> GetServerTime();
 
 private:

@@ -3,6 +3,7 @@
 #include "bucketry/base/datetime.h"
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/http.h"
+#include "bucketry/base/text.h"
 
 #include <array>
 #include <charconv>
@@ -29,25 +30,6 @@ std::string_view Trimmed(std::string_view text)
     std::size_t const first = text.find_first_not_of(" \t\r\n");
     std::size_t const last = text.find_last_not_of(" \t\r\n");
     return first == std::string::npos ? std::string_view() : text.substr(first, last - first + 1);
-}
-
-void AppendUtf8(std::string& text, unsigned codePoint)
-{
-    if (codePoint < 0x80)
-    {
-        text.push_back(static_cast<char>(codePoint));
-        return;
-    }
-    if (codePoint >= 0x800)
-    {
-        text.push_back(static_cast<char>(0xe0 | (codePoint >> 12)));
-        text.push_back(static_cast<char>(0x80 | ((codePoint >> 6) & 0x3f)));
-    }
-    else
-    {
-        text.push_back(static_cast<char>(0xc0 | (codePoint >> 6)));
-    }
-    text.push_back(static_cast<char>(0x80 | (codePoint & 0x3f)));
 }
 
 /// Steps over one JSON value after the other, without a tree: secrets are copied once, to where they are wiped.
@@ -101,7 +83,7 @@ private:
             std::string_view const digits = m_text.substr(m_at, 4);
             std::from_chars(digits.data(), digits.data() + digits.size(), codePoint, 16);
             m_at += digits.size();
-            AppendUtf8(text, codePoint);
+            util::AppendUtf8(text, codePoint);
             return;
         }
         std::size_t const known = names.find(name);

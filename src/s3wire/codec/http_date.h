@@ -7,7 +7,8 @@
 namespace bucketry::s3wire
 {
 
-/// The form of the dates in HTTP headers (RFC 9110, IMF-fixdate), "Sat, 14 Mar 2026 15:09:26 GMT", for datetime::CDateTime.
+/// The form of the dates in HTTP headers (RFC 9110, IMF-fixdate), "Sat, 14 Mar 2026 15:09:26 GMT", for
+/// datetime::CDateTime.
 inline constexpr auto HttpDateFormat = "%a, %d %b %Y %H:%M:%S GMT";
 
 /// The Unix time of such a date; none if it is not one, or does not exist.

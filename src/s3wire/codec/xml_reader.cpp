@@ -1,6 +1,7 @@
 #include "s3wire/codec/xml_reader.h"
 
 #include "bucketry/base/http.h"
+#include "bucketry/base/text.h"
 
 #include <algorithm>
 #include <charconv>
@@ -19,34 +20,6 @@ bool EndsName(char c)
 {
     return c == '>' || c == '/' || c == ' ' || c == '\n' || c == '\r' || c == '\t' || c == '<' || c == '=' ||
         c == '"' || c == '\'' || c == '&' || c == '!';
-}
-
-void AppendUtf8(std::uint32_t codePoint, std::string& text)
-{
-    auto const add = [&](std::uint32_t byte) { text.push_back(static_cast<char>(byte)); };
-    if (codePoint < 0x80)
-    {
-        add(codePoint);
-        return;
-    }
-    if (codePoint < 0x800)
-    {
-        add(0xC0 | codePoint >> 6);
-    }
-    else
-    {
-        if (codePoint < 0x10000)
-        {
-            add(0xE0 | codePoint >> 12);
-        }
-        else
-        {
-            add(0xF0 | codePoint >> 18);
-            add(0x80 | (codePoint >> 12 & 0x3F));
-        }
-        add(0x80 | (codePoint >> 6 & 0x3F));
-    }
-    add(0x80 | (codePoint & 0x3F));
 }
 
 /// 0, which no document may name, for what is no character.
@@ -118,8 +91,8 @@ void CXmlReader::LeaveTo(std::size_t depth)
     }
 }
 
-/// Goes to the next tag and collects the character data before it. True for a start tag, false for an end tag, or behind
-/// the root for the end of the document.
+/// Goes to the next tag and collects the character data before it. True for a start tag, false for an end tag, or
+/// behind the root for the end of the document.
 bool CXmlReader::NextTag(std::string* text)
 {
     if (std::exchange(m_emptyElement, false))
@@ -308,7 +281,7 @@ std::string_view CXmlReader::AppendReference(std::string_view raw, std::string& 
         {
             Fail("malformed reference");
         }
-        AppendUtf8(codePoint, text);
+        util::AppendUtf8(text, codePoint);
         return rest;
     }
     auto const row =

@@ -69,7 +69,7 @@ SManifest LoadManifest(CHost& host, std::string const& path)
     client.DownloadFileAsync(object, text, host.Pool())->Wait();
     try
     {
-        return ParseManifest({reinterpret_cast<char const*>(text->GetData()), text->GetCount()});
+        return ParseManifest(text->GetText());
     }
     catch (exc::exc_base_t const& error)
     {

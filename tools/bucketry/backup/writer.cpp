@@ -11,7 +11,6 @@
 #include "bucketry/parallel.h"
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -111,8 +110,8 @@ public:
 private:
     std::string Shown(std::string const& path) const { return JoinPath(m_directory, path); }
 
-    /// Uploads the content in one object or several, and fills in the entry. While it fails, `m_pieces` of the entry counts
-    /// the pieces that were handed over.
+    /// Uploads the content in one object or several, and fills in the entry. While it fails, `m_pieces` of the entry
+    /// counts the pieces that were handed over.
     void StoreContent(SEntry& entry, CFd file, struct stat const& status)
     {
         std::string const name = ObjectPath(entry);
@@ -173,10 +172,7 @@ private:
 
     void WriteManifest()
     {
-        std::string const text = m_manifest.Finish();
-        body_t const body = io::block::CPooledBuf::Alloc(text.size(), m_pool);
-        body->SetCount(text.size());
-        std::memcpy(body->GetData(), text.data(), text.size());
+        body_t const body = io::block::CPooledBuf::FromText(m_manifest.Finish(), m_pool);
         m_client.UploadFileAsync(ManifestPath(m_path), body)->Wait();
     }
 
