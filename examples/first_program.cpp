@@ -10,5 +10,7 @@ int main(int argc, char** argv)
     client->UploadFileAsync("greetings/hello.txt", body)->Wait();
 
     for (bucketry::SCloudObjectInfo const& object : client->QueryFolder("greetings"))
+    {
         std::cout << object.m_name << ", " << object.m_size << " bytes\n";
+    }
 }

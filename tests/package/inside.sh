@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # inside.sh TREE BUILD COMPILER [OPTION...]: the source as part of another project, in the two ways that CMake has.
+# shellcheck source-path=SCRIPTDIR source=hosts.sh
 . "$(dirname "$0")/hosts.sh"
 source_of_its_own
 for fetched in OFF ON; do

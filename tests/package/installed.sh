@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # installed.sh TREE BUILD COMPILER [OPTION...]: the build is installed, and hosts find it.
+# shellcheck source-path=SCRIPTDIR source=hosts.sh
 . "$(dirname "$0")/hosts.sh"
 prefix=$work/prefix
 manifest=$build/install_manifest.txt # of what may really be installed from there

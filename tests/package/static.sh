@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # static.sh TREE BUILD COMPILER [OPTION...]: the same source as static libraries, installed; hosts link them.
+# shellcheck source-path=SCRIPTDIR source=hosts.sh
 . "$(dirname "$0")/hosts.sh"
 source_of_its_own
 prefix=$work/prefix

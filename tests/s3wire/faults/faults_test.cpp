@@ -65,7 +65,9 @@ struct SOperation
 void PutThree(SStage& stage)
 {
     for (char const* const key : {"a", "dir/b", "dir/c d+e"})
+    {
         stage.Put(key, key);
+    }
 }
 
 void PutVersions(SStage& stage)
@@ -86,7 +88,9 @@ SMultiObjectDeleteRequest ThousandAndOne()
 {
     SMultiObjectDeleteRequest request;
     for (int i = 0; i < 1000; ++i)
+    {
         request.m_objects.push_back({"none/" + std::to_string(i), ""});
+    }
     request.m_objects.push_back({"a", ""});
     return request;
 }
@@ -109,7 +113,9 @@ void PrepareJob(SStage& stage)
 {
     stage.Put("manifest", "hello");
     for (CS3WireClient client : {stage.m_client, stage.m_quiet})
+    {
         client.SetBatchParameters(stage.m_store.Endpoint(), g_account);
+    }
 }
 
 CS3WireWriteStream StreamTo(SStage& stage, SObjectLockConfig const& lock = {})
@@ -205,7 +211,9 @@ std::vector<SOperation> Reads()
              auto const onPage = [&](SBucketObjectVersions const& page)
              {
                  for (SObjectVersionEntry const& entry : page.m_versions)
+                 {
                      seen += entry.m_key + (entry.m_isDeleteMarker ? "-" : "+");
+                 }
              };
              s.m_client.GetBucketObjectVersions(onPage, s.m_bucket, "", "", "", "", 1).get();
              return seen == "a+a+b-b+";
@@ -511,7 +519,9 @@ std::string NameOf(::testing::TestParamInfo<SOperation> const& info)
 {
     std::string name;
     for (char const* at = info.param.m_name; *at != '\0'; ++at)
+    {
         name += *at == ' ' ? '_' : *at;
+    }
     return name;
 }
 
