@@ -141,8 +141,7 @@ std::optional<CStoreError> FaultRefusal(SFault const& fault, SRequest const& req
     case EFaultAction::Status:
     {
         bool const isPlain = fault.m_code == "SlowDown" && fault.m_message.empty();
-        CStoreError error(fault.m_status, fault.m_code,
-                          isPlain ? "Please reduce your request rate." : fault.m_message);
+        CStoreError error(fault.m_status, fault.m_code, isPlain ? "Please reduce your request rate." : fault.m_message);
         error.m_hasBody = !fault.m_code.empty();
         if (fault.m_retryAfter)
         {

@@ -50,7 +50,11 @@ public:
 
     SHttpResponse m_response;
     std::exception_ptr m_failure; ///< what a callback threw
+    bool m_sendsAgain = false;    ///< libcurl was about to
 
+    /// Asked before a request goes out on a connection. libcurl sends by itself once more what it sent on a kept connection that
+    /// closes without a byte; but the store may have done the work, which only reading does not mind.
+    bool MaySend();
     void TakeHeader(std::string_view line);
     void TakeBody(char const* data, std::size_t size);
     std::size_t GiveBody(char* buffer, std::size_t size);
@@ -86,10 +90,20 @@ private:
     std::optional<std::uint64_t> m_length; ///< of the answer's body
     std::uint64_t m_sent = 0;
     bool m_headEnded = false;
+    bool m_isOut = false; ///< the request has gone out, and nothing has come back since
 };
+
+bool CExchange::MaySend()
+{
+    bool const onlyReads = m_request.m_method == EHttpMethod::Get || m_request.m_method == EHttpMethod::Head;
+    m_sendsAgain = m_isOut && !onlyReads;
+    m_isOut = true;
+    return !m_sendsAgain;
+}
 
 void CExchange::BeginAnswer(std::string_view statusLine)
 {
+    m_isOut = false;
     m_response = {};
     m_length.reset();
     m_headEnded = false;
@@ -198,6 +212,11 @@ std::size_t OnSend(char* buffer, std::size_t, std::size_t size, void* context)
 int OnSeek(void* context, curl_off_t offset, int)
 {
     return static_cast<CExchange*>(context)->SeekBody(offset) ? CURL_SEEKFUNC_OK : CURL_SEEKFUNC_FAIL;
+}
+
+int OnRequest(void* context, char*, char*, int, int)
+{
+    return static_cast<CExchange*>(context)->MaySend() ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
 int OnProgress(void* context, curl_off_t, curl_off_t received, curl_off_t, curl_off_t)
@@ -342,6 +361,7 @@ void CCurlHandle::SetUpOnce()
     Set(CURLOPT_WRITEFUNCTION, OnBody);
     Set(CURLOPT_READFUNCTION, OnSend);
     Set(CURLOPT_SEEKFUNCTION, OnSeek);
+    Set(CURLOPT_PREREQFUNCTION, OnRequest);
     Set(CURLOPT_XFERINFOFUNCTION, OnProgress);
     Set(CURLOPT_XFERINFODATA, &m_gathering);
     Set(CURLOPT_SOCKOPTFUNCTION, OnOpened);
@@ -462,6 +482,7 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     SetHeaders(request);
     Set(CURLOPT_URL, request.m_url.c_str());
     Set(CURLOPT_HEADERDATA, &exchange);
+    Set(CURLOPT_PREREQDATA, &exchange);
     Set(CURLOPT_WRITEDATA, &exchange);
     bool const throttled = throttling && throttling->GetLimitBytesPerSec() != 0;
     SetBuffers(request, throttled);
@@ -477,6 +498,13 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     if (exchange.m_failure)
     {
         std::rethrow_exception(exchange.m_failure);
+    }
+    if (exchange.m_sendsAgain)
+    {
+        throw CTransportFailure(EFailure::Lost,
+                                "No answer from " + m_settings->m_origin + " to " +
+                                    std::string(ToText(request.m_method)) + " " + request.m_url +
+                                    ": the connection, which was kept from earlier, closed without a byte.");
     }
     if (code != CURLE_OK || !exchange.HasAnswer())
     {

@@ -37,6 +37,8 @@ void ToGoogle(SWireRequest& request)
     std::string source(request.m_headers.Get(CopySource));
     if (std::size_t const version = source.find(VersionOfSource); version != std::string::npos)
     {
+        // Said twice: a store that overlooks the one would copy the live object without a word.
+        request.m_headers.Set("x-goog-copy-source-generation", source.substr(version + VersionOfSource.size()));
         request.m_headers.Set(CopySource, source.replace(version, VersionOfSource.size(), "?generation="));
     }
 }

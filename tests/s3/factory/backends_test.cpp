@@ -3,6 +3,9 @@
 
 #include <bucketry/simulator.h>
 
+#include <algorithm>
+#include <iterator>
+
 namespace bucketry::testing
 {
 
@@ -18,6 +21,18 @@ SStore SimulatedStore(bool isVirtualHosted)
             isVirtualHosted};
 }
 
+SBackend SimulatedGoogle(SBucketKind const& kind)
+{
+    return StoreBackend(
+        []() -> SStore
+        {
+            static simulator::CSimulator const simulator({.m_profile = simulator::EProfile::Google});
+            simulator::SAccessKey const key;
+            return {simulator.Endpoint(), "auto", key.m_id, key.m_secret};
+        },
+        kind);
+}
+
 SBackend Simulated(SBucketKind const& kind, bool isVirtualHosted = false)
 {
     return StoreBackend([isVirtualHosted] { return SimulatedStore(isVirtualHosted); }, kind);
@@ -31,6 +46,11 @@ std::vector<SBackend> AllSimulated()
     all.push_back(Simulated({"S3VirtualHosted", false}, true));
     all.push_back(Simulated({"S3ObjectLock", false, true}));
     all.push_back(Decorated(all.back()).back());
+    for (SBackend const& google : {SimulatedGoogle({"Google"}), SimulatedGoogle({"GoogleVersions", true, true})})
+    {
+        all.push_back(google);
+        std::ranges::copy(Decorated(google), std::back_inserter(all));
+    }
     return all;
 }
 

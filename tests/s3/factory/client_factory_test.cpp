@@ -81,8 +81,12 @@ TEST(ClientFactory, RefusesInOrderAndKeepsTheContextOnceThereIsOne)
                   spec.Options.ObjectLockEnabledOnBucket = true;
               },
               "storage class Google Cloud Storage ARCHIVE is not supported by AWS", "S3"},
-             {[](auto& spec) { spec.BucketAddr.ApiEndpoint = "https://storage.googleapis.com"; },
-              "Google Cloud Storage", "Google"},
+             {[](auto& spec)
+              {
+                  spec.BucketAddr.ApiEndpoint = "http://127.0.0.1:1/not-storage.googleapis.com";
+                  spec.Options.StorageClass = s3wire::s3::EAmazonS3StorageClass::StandardIA;
+              },
+              "is not supported by GCS", "Google"},
          })
     {
         SS3ClientConnSpec spec = SpecFor("http://127.0.0.1:1");

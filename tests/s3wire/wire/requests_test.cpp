@@ -1,5 +1,6 @@
 #include "bucketry/base/exceptions.h"
 #include "s3wire/wire/delete_requests.h"
+#include "s3wire/wire/google_dialect.h"
 #include "s3wire/wire/listing_requests.h"
 #include "s3wire/wire/multipart_requests.h"
 #include "s3wire/wire/service_requests.h"
@@ -64,9 +65,15 @@ SWireRequest Addressed(SWireRequest request)
     return request;
 }
 
-SListing Listing(bool google = false)
+SListing Listing()
 {
-    return {.m_bucket = "b", .m_prefix = "dir/", .m_delimiter = "/", .m_pageSize = 2, .m_google = google};
+    return {.m_bucket = "b", .m_prefix = "dir/", .m_delimiter = "/", .m_pageSize = 2};
+}
+
+SWireRequest ForGoogle(SWireRequest request)
+{
+    ToGoogle(request);
+    return request;
 }
 
 #define S3_NS "xmlns=\"http://s3.amazonaws.com/doc/2006-03-01/\""
@@ -117,13 +124,15 @@ TEST(WireRequests, LookOnTheWireAsTheProtocolSays)
          "POST b/k?restore\nContent-Type: application/xml\n[md5]\n\n<RestoreRequest " S3_NS "><Days>3</Days>"
          "<GlacierJobParameters><Tier>Bulk</Tier></GlacierJobParameters></RestoreRequest>"},
         {MakeListObjectsV2(Listing(), {}), "GET b/?list-type=2&prefix=dir/&delimiter=/&max-keys=2&encoding-type=url"},
-        {MakeListObjectsV2({"b", "", "", 0, false}, {"t+/=", "", ""}),
+        {MakeListObjectsV2({"b", "", "", 0}, {"t+/=", "", ""}),
          "GET b/?list-type=2&encoding-type=url&continuation-token=t+/="},
         {MakeListObjects(Listing(), {"", "dir/a", ""}),
          "GET b/?prefix=dir/&delimiter=/&max-keys=2&encoding-type=url&marker=dir/a"},
-        {MakeListObjectVersions(Listing(true), {"", "dir/a", "v1"}),
+        {ForGoogle(MakeListObjectVersions(Listing(), {"", "dir/a", "v1"})),
          "GET b/?versions&prefix=dir/&delimiter=/&max-keys=2&encoding-type=url&key-marker=dir/a&version-id-marker=v1"
          "\nx-goog-interop-list-objects-format: enabled"},
+        {ForGoogle(MakeCopyObject(version, version, {}, {}, "")),
+         "PUT b/k?generation=VID\nx-goog-copy-source-generation: VID\nx-amz-copy-source: b/k?generation=VID"},
         {MakeDeleteObjects("b", items),
          "POST b/?delete\nContent-Type: application/xml\n[md5]\n\n<Delete " S3_NS "><Quiet>true</Quiet>"
          "<Object><Key>a&amp;b</Key></Object><Object><Key>c&#13;&#10;&lt;&gt;</Key>"
