@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs what is missing, builds the library and its tool, and does the main job once: backs up a real tree, verifies
 # it, restores it, compares the two.
 #

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs what is missing, builds, and runs every test. Arguments go to ctest, as in ./test.sh -R base.
 set -euo pipefail
 cd "$(dirname "$(readlink -f "$0")")"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Peak memory of a listing, page by page, of a store of many keys:
 // examples/on_simulator.sh TOOL bench_listing [--keys=N] SPECIFICATION-FILE
 //
@@ -21,7 +22,7 @@ namespace
 
 using namespace bucketry;
 
-constexpr std::size_t inFlight = 16;
+constexpr std::size_t InFlight = 16;
 
 std::shared_ptr<ICloudClient> OpenStore(char const* file)
 {
@@ -36,7 +37,7 @@ void Put(ICloudClient& client, int count)
     std::deque<ICloudClient::task_t> running;
     for (int n = 0; n < count; ++n)
     {
-        if (running.size() == inFlight)
+        if (running.size() == InFlight)
         {
             running.front()->Wait();
             running.pop_front();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The local client against cp, and against a plain read.
 //
 // --dir=PATH   where to work; a directory of its own is made there and removed (/tmp)

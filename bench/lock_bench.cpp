@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The exclusive lock without contention, against its bare storage calls, on a store in memory. The pause of 200 ms is
 // left out of the figures.
 //

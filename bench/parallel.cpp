@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the executor and the writer cost beside bare std::async: 16 in flight, and 16 bare chains, collected in batches.
 //
 // --batches=N  how many batches of each kind, interleaved (31)
@@ -24,9 +25,10 @@ using bench::SCost;
 constexpr int PerBatch = 1000;
 constexpr std::size_t InFlight = 16;
 
-/// Chains of std::async, each step on a thread of its own, at most InFlight of them. When there is no more room, collects all
-/// that have ended, as the executor does: a chain has ended when its last step says so, and the rest of that is waited for.
-/// If none has, the wait for one is a std::async as well, since a wait for any of some tasks is a task.
+/// Chains of std::async, each step on a thread of its own, at most InFlight of them. When there is no more room,
+/// collects all that have ended, as the executor does: a chain has ended when its last step says so, and the rest of
+/// that is waited for. If none has, the wait for one is a std::async as well, since a wait for any of some tasks is a
+/// task.
 class CBareChains
 {
 public:

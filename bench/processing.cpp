@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the processing client costs beside bare zstd then bare OpenSSL, one thread, the same 16 MiB; how much memory it
 // takes at its peak; and what counting a request costs.
 //

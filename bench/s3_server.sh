@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs a command beside a fast store that knows nothing: s3_server.sh COMMAND [ARGUMENT...]
 #
 # An nginx on loopback takes every put and gives it back, answers listings of 200 pages of 1000 keys, multi-object deletes

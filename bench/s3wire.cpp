@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The REST layer against bare libcurl: s3_server.sh bench_s3wire [OPTION...]
 //
 // --only=WORD       small, connections, large, listing or deletes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What a task costs beside the bare std::async that it stands on.
 //
 // --batches=N  how many batches of each kind, interleaved (101)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Language, warnings, sanitizers and the compiler cache, for this folder and those below it: nothing here reaches a project
 # around this one. All targets get the same flags, so that one precompiled header serves them all.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Headers, libraries, tool, and what find_package and pkg-config need. The library itself is always there; what else a host
 # may link is a component, asked for by its name: find_package(bucketry COMPONENTS simulator), pkg-config bucketry-simulator.
 include(CMakePackageConfigHelpers)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The library: the objects of all rooms, shared behind one soname or static. Of the shared one only what carries BUCKETRY_API
 # is visible.
 

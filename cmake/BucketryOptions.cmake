@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What is built. Parts that only developers or hosts' tests need are off in another project's build, unless asked for.
 include(CMakeDependentOption)
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A room is one folder below src/, built as an object library `bucketry_<name>` ("/" becomes "_").
 # Each room target carries the properties BUCKETRY_NAME and BUCKETRY_CLOSURE: the targets of itself and of all rooms
 # below it.

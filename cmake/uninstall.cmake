@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Removes what the last `cmake --install` wrote, and the directories that this leaves empty.
 if(NOT EXISTS "${MANIFEST}")
     message(FATAL_ERROR "Nothing has been installed from here: there is no ${MANIFEST}.")

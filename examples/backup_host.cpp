@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A small backup host: stores three objects compressed and encrypted, many at a time, under a lock, and again when they
 // have changed; reads both backups back; and tells what it asked of the store: backup_host SPECIFICATION-FILE
 //

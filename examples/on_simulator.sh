@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs a program with the specification of a store in memory: on_simulator.sh [--object-lock] BUCKETRY-TOOL COMMAND
 # [ARGUMENT...]. With the option the bucket keeps versions and can lock them.
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stores an object in an archive, asks for it, waits until it can be read, and reads it:
 // restore_from_archive SECONDS-BETWEEN-QUESTIONS SPECIFICATION-FILE
 #include <bucketry/client.h>

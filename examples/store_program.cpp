@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Puts an object into a store, reads it back and lists its folder: store_program SPECIFICATION-FILE
 #include <bucketry/client.h>
 #include <bucketry/s3.h>

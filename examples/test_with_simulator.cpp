@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a host tests itself: a program that copies files into a bucket, a store in memory, and the ways in which stores
 // fail.
 #include <bucketry/client.h>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034
 # Sourced by the scripts at the root: what the project needs from Debian 12, and how to get only what is missing.
 

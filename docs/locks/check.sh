@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Checks optimistic_lock.pml with spin: every row of the table has to end as its last column says. Each search is
 # exhaustive, breadth first, so that a counterexample is a shortest one; those of liveness are depth first.
 set -euo pipefail

@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: Apache-2.0 */
 /* The exclusive lock as a model for spin: N contenders over one store. Numbers in brackets are those of README.md.
  *
  * One step is one storage call together with the decision that follows from it; between two steps anything may happen.

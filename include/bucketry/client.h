@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/buffers.h"
@@ -29,7 +30,8 @@
 namespace bucketry
 {
 
-// ---- Records ---------------------------------------------------------------------------------------------------------
+// ---- Records
+// ---------------------------------------------------------------------------------------------------------
 
 /// One entry of a folder listing.
 struct BUCKETRY_API SCloudObjectInfo
@@ -137,7 +139,8 @@ struct BUCKETRY_API SBatchJobStatus
 /// User metadata of an object; keys compare without regard to case.
 using object_metadata_t = std::map<std::string, std::string, util::str_case_insensitive_less_operator>;
 
-// ---- Failure of the storage ------------------------------------------------------------------------------------------
+// ---- Failure of the storage
+// ------------------------------------------------------------------------------------------
 
 /// A failure of the storage itself, as opposed to a fault of the caller. Keeps class and status across threads.
 class BUCKETRY_API CObjectStorageException : public exc::exc_base_t
@@ -156,7 +159,8 @@ public:
     std::uint16_t m_statusCode;               ///< HTTP-style; 404: the object or version is not there
 };
 
-// ---- Clock -----------------------------------------------------------------------------------------------------------
+// ---- Clock
+// -----------------------------------------------------------------------------------------------------------
 
 /// The one place where the library reads the local clock for comparisons with a store's clock.
 class BUCKETRY_API CCurrentTimeAccessor
@@ -167,15 +171,15 @@ public:
     static void OverrideTimeAccess(std::function<datetime::CDateTime()> access);
 };
 
-/// The time as the store sees it, to the second: the local time less a measured difference. Held by std::shared_ptr; any
-/// thread. Without a difference it gives the local time.
+/// The time as the store sees it, to the second: the local time less a measured difference. Held by std::shared_ptr;
+/// any thread. Without a difference it gives the local time.
 class BUCKETRY_API CServerTime
 {
 public:
     bool IsInitialized() const;
     datetime::CDateTime GetServerUtcNow() const;
-    /// Takes a new measurement. Throws exc::CRuntimeExc, and keeps the former difference, if the clocks are more than 900
-    /// seconds apart.
+    /// Takes a new measurement. Throws exc::CRuntimeExc, and keeps the former difference, if the clocks are more than
+    /// 900 seconds apart.
     void UpdateServerDiff(datetime::CDateTime serverTime);
 
 private:
@@ -187,7 +191,8 @@ private:
     mutable bool m_notAvailableLogged = false;
 };
 
-// ---- Companions of the client ----------------------------------------------------------------------------------------
+// ---- Companions of the client
+// ----------------------------------------------------------------------------------------
 
 /// A streamed upload: writes one object in order. One caller at a time; blocks. A stream that is dropped without Finish
 /// leaves no object.
@@ -208,8 +213,8 @@ public:
 class BUCKETRY_API ICloudUploadVersioned : public ICloudUpload
 {
 public:
-    /// Completes the object; its version id. Fails with "[S3UploadVersioning] Failed to finish upload: stream did not return
-    /// object version" if the store gave none.
+    /// Completes the object; its version id. Fails with "[S3UploadVersioning] Failed to finish upload: stream did not
+    /// return object version" if the store gave none.
     virtual std::string FinishVersioned() = 0;
 };
 
@@ -243,8 +248,8 @@ public:
 
 /// The versioning operations of a client. A version is addressed by path and version id.
 ///
-/// Results:      through the shared out-parameters, which may be read when the task has ended. A null version out-parameter
-///               means that the caller does not want the id.
+/// Results:      through the shared out-parameters, which may be read when the task has ended. A null version
+///               out-parameter means that the caller does not want the id.
 /// Failures:     as ICloudClient says; 404 if there is no such object or version.
 /// Immutability: an absent `immutableTill` asks for no retention.
 /// Threads:      any, without a lock of the caller's.
@@ -290,8 +295,8 @@ public:
     /// \param versions  emptied at the call, as by the other queries
     virtual task_t QueryFileVersionsAsync(std::string const& path,
                                           std::shared_ptr<std::vector<SCloudObjectVersion>> versions) = 0;
-    /// The versions of the objects directly in a folder, and its subfolders, which have an empty version id; per page of the
-    /// listing the versions come first.
+    /// The versions of the objects directly in a folder, and its subfolders, which have an empty version id; per page
+    /// of the listing the versions come first.
     virtual task_t QueryFolderVersionsAsync(std::string const& path,
                                             std::shared_ptr<std::vector<SCloudObjectPathVersionPair>> versions) = 0;
     /// Calls back once per page, on a task thread, one page after the other.
@@ -314,14 +319,16 @@ public:
                                             immutable_till_t immutableTill) = 0;
     virtual std::shared_ptr<ICloudInterRegionSource> GetFileInterRegionSource(std::string const& path,
                                                                               std::string const& version) = 0;
-    /// As UpdateFileVersionImmutabilityAsync, but only ever to a later date: done if the version has that date or a later one.
+    /// As UpdateFileVersionImmutabilityAsync, but only ever to a later date: done if the version has that date or a
+    /// later one.
     virtual task_t CheckAndUpdateImmutabilityAsync(std::string const& path, std::string const& version,
                                                    datetime::CDateTime const& immutableTill) = 0;
     /// As DeleteFileVersionAsync, but a locked version stays without a failure.
     virtual task_t DeleteFileVersionIgnoreImmutabilityAsync(std::string const& path, std::string const& version) = 0;
 };
 
-// ---- The client ------------------------------------------------------------------------------------------------------
+// ---- The client
+// ------------------------------------------------------------------------------------------------------
 
 /// Objects and folders of one container. Purely abstract: every backend and decorator implements every operation.
 ///
@@ -330,10 +337,10 @@ public:
 /// Fails from Wait():    CObjectStorageException with the store's status, 404 if the object is not there;
 ///                       web::http::http_exception if no answer came. Blocking operations throw what their backend's
 ///                       header says.
-/// Threads:              any, without a lock of the caller's. An operation that returns a task runs on the task's threads; all
-///                       others block on the caller's.
-/// Keeps alive:          buffers, pools and out-parameters until the task has ended; do not read them before. Whether a task
-///                       keeps the client alive is said in each backend's header.
+/// Threads:              any, without a lock of the caller's. An operation that returns a task runs on the task's
+///                       threads; all others block on the caller's.
+/// Keeps alive:          buffers, pools and out-parameters until the task has ended; do not read them before. Whether a
+///                       task keeps the client alive is said in each backend's header.
 class BUCKETRY_API ICloudClient
 {
 public:
@@ -465,17 +472,18 @@ public:
     virtual SBatchJobStatus GetBatchJobStatus(SBatchJobInfo const& job) = 0;
 };
 
-// ---- The local backend -----------------------------------------------------------------------------------------------
+// ---- The local backend
+// -----------------------------------------------------------------------------------------------
 
 /// The path with each "\" as "/", without one leading "/".
 BUCKETRY_API std::string GetCanonicalPath(std::string const& path);
 
-/// A local directory in the shape of a bucket: objects are files, folders are directories. No versions, archive, streams,
-/// copies between clients or real locks.
+/// A local directory in the shape of a bucket: objects are files, folders are directories. No versions, archive,
+/// streams, copies between clients or real locks.
 ///
 /// Reads that fail, a missing file and a bad range among them, are CObjectStorageException with status 404; all other
-/// failures come as the file layer raises them. A range must lie within the file; a length of 0 gives an empty buffer. An
-/// upload writes to the file itself, so that a failed one may leave a part. Paths are not checked for "..".
+/// failures come as the file layer raises them. A range must lie within the file; a length of 0 gives an empty buffer.
+/// An upload writes to the file itself, so that a failed one may leave a part. Paths are not checked for "..".
 /// Tasks hold a plain pointer to the client: it must outlive them.
 class BUCKETRY_API CLocalFsCloudClient final : public ICloudClient
 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/client.h"
@@ -5,16 +6,17 @@
 #include <memory>
 #include <utility>
 
-/// What decorators and doubles stand on: every operation of both interfaces, spelt once. There are no default bodies in the
-/// interfaces themselves: an operation that is missing here does not compile.
+/// What decorators and doubles stand on: every operation of both interfaces, spelt once. There are no default bodies in
+/// the interfaces themselves: an operation that is missing here does not compile.
 ///
 /// `TAround` derives from the interface and says what happens around each operation:
 ///
 ///     template <class TResult, class TCall, class... TArgs>
 ///     TResult Around(TName operation, TCall const& call, TArgs const&... arguments) const;
 ///
-/// `operation` is the operation's name as a literal, so that a TName with a consteval constructor looks it up in a table when
-/// it is compiled; overloads share a name. call(inner) does the same operation with the same arguments on another object.
+/// `operation` is the operation's name as a literal, so that a TName with a consteval constructor looks it up in a
+/// table when it is compiled; overloads share a name. call(inner) does the same operation with the same arguments on
+/// another object.
 namespace bucketry::details
 {
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/client.h"
@@ -38,17 +39,18 @@ private:
 };
 
 /// A bucket of Google Cloud Storage, reached through the store's XML API in its S3-compatible form with HMAC keys
-/// (https://cloud.google.com/storage/docs/interoperability). s3::CS3CompatibleClientFactory makes it for an endpoint of that store.
+/// (https://cloud.google.com/storage/docs/interoperability). s3::CS3CompatibleClientFactory makes it for an endpoint of
+/// that store.
 ///
 /// As s3::CS3CloudClient, with these differences:
-/// Versions:  are generations, numbers that grow; IsVersioningEnabled says what the specification says. There are no delete markers:
-///            a deletion without a generation keeps the object as a former one, and one that names the live generation removes
-///            it and brings no former one back.
-/// Deletion:  one request for each object, a few at a time, since not every such store takes lists. What is gone already is no
-///            failure.
+/// Versions:  are generations, numbers that grow; IsVersioningEnabled says what the specification says. There are no
+///            delete markers: a deletion without a generation keeps the object as a former one, and one that names the
+///            live generation removes it and brings no former one back.
+/// Deletion:  one request for each object, a few at a time, since not every such store takes lists. What is gone
+///            already is no failure.
 /// Listings:  in the older form of the protocol, which every such store has.
-/// Archive:   objects of every class are read at once. RetrieveArchiveAsync, GetArchiveRetrievalStatusAsync and the batch jobs
-///            throw exc::CNotImplExc from the call.
+/// Archive:   objects of every class are read at once. RetrieveArchiveAsync, GetArchiveRetrievalStatusAsync and the
+///            batch jobs throw exc::CNotImplExc from the call.
 /// Streams:   StartUpload takes the default storage class only.
 /// Threads:   any.
 class BUCKETRY_API CGoogleCloudClient final : public details::CClientAround<CInnerClient>
@@ -88,8 +90,8 @@ public:
     /// Must outlive the lock.
     std::shared_ptr<ICloudLock> Lock(std::string const& path, SCloudLockParams const& params,
                                      std::shared_ptr<synch::completion_port_t> port) override;
-    /// Asks the store at the first call. If that fails, the answer has no date, or the clocks are more than 900 seconds apart, this
-    /// call throws, and later ones give a time without a difference, which is the local one.
+    /// Asks the store at the first call. If that fails, the answer has no date, or the clocks are more than 900 seconds
+    /// apart, this call throws, and later ones give a time without a difference, which is the local one.
     std::shared_ptr<CServerTime> GetServerTime() override;
     SBatchJobInfo StartBatchRestoreJob(SBatchManifestInfo const& manifest,
                                        SRetrieveArchiveOptions const& options) override;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/buffers.h"
@@ -28,17 +29,18 @@
 namespace bucketry
 {
 
-// ---- Executor --------------------------------------------------------------------------------------------------------
+// ---- Executor
+// --------------------------------------------------------------------------------------------------------
 
-/// Keeps at most so many tasks in flight; a caller that hands in one too many blocks until one has ended. It has no thread
-/// of its own.
+/// Keeps at most so many tasks in flight; a caller that hands in one too many blocks until one has ended. It has no
+/// thread of its own.
 ///
-/// The limit is the smaller of ICloudClient::GetConcurrentTaskLimit() and the one given. With a limit of 0 nothing can be
-/// queued, and every attempt fails. A task counts, and keeps what it holds, until the queue is full and it is
+/// The limit is the smaller of ICloudClient::GetConcurrentTaskLimit() and the one given. With a limit of 0 nothing can
+/// be queued, and every attempt fails. A task counts, and keeps what it holds, until the queue is full and it is
 /// collected, or until Flush.
 ///
-/// Failures: a task's failure comes out of the call that finds the queue full, with "Error occured while trying to enqueue
-///           a new task" on top, and out of every such call until Flush; or out of Flush.
+/// Failures: a task's failure comes out of the call that finds the queue full, with "Error occured while trying to
+///           enqueue a new task" on top, and out of every such call until Flush; or out of Flush.
 /// Threads:  any. A call that waits for room and Flush keep all others waiting: neither a factory nor a task may call
 ///           the executor that it belongs to.
 class BUCKETRY_API CCloudParallelTaskExecutor
@@ -60,16 +62,16 @@ public:
     ~CCloudParallelTaskExecutor();
 
     /// Calls `factory` here, and keeps its task, as soon as there is room. Once the port has an error, it waits for
-    /// what is in flight and throws that error without calling `factory`. Throws exc::exc_base_t "Failed to enqueue task into
-    /// cloud task executor" if waiting made no room.
+    /// what is in flight and throws that error without calling `factory`. Throws exc::exc_base_t "Failed to enqueue
+    /// task into cloud task executor" if waiting made no room.
     void QueueTask(factory_t&& factory);
     /// The same for a task that runs already. If this throws, the task has ended; its failure is then in the log.
     void PushTask(task_t task);
     /// As QueueTask, but without a look at the port; false if waiting made no room.
     bool TryQueueTask(factory_t&& factory);
 
-    /// Waits for all tasks and forgets them. Throws the failure of the first one, in the order in which they were queued, that
-    /// failed; all are logged. The executor is then as new.
+    /// Waits for all tasks and forgets them. Throws the failure of the first one, in the order in which they were
+    /// queued, that failed; all are logged. The executor is then as new.
     void Flush();
     /// The same; logs what Flush would throw.
     void FlushOnCancel();
@@ -92,7 +94,8 @@ private:
     std::shared_ptr<synch::completion_port_t> const m_port;
 };
 
-// ---- Version queue ---------------------------------------------------------------------------------------------------
+// ---- Version queue
+// ---------------------------------------------------------------------------------------------------
 
 /// First in, first out; unbounded; any thread.
 class BUCKETRY_API CThreadSafeQueue
@@ -121,7 +124,8 @@ private:
     std::shared_ptr<CThreadSafeQueue> const m_queue;
 };
 
-/// Collects the version ids of what a CCloudParallelWriter has stored, in the order in which the operations end. Any thread.
+/// Collects the version ids of what a CCloudParallelWriter has stored, in the order in which the operations end. Any
+/// thread.
 class BUCKETRY_API CObjectVersionsQueue
 {
 public:
@@ -136,10 +140,11 @@ private:
     std::shared_ptr<CThreadSafeQueue> const m_queue;
 };
 
-// ---- Writer ----------------------------------------------------------------------------------------------------------
+// ---- Writer
+// ----------------------------------------------------------------------------------------------------------
 
-/// Writes many objects at once, as many as the client's limit and one more for each thread that calls in. Operations on one
-/// path run one after the other, in the order of the calls, and what is being written can be read at once.
+/// Writes many objects at once, as many as the client's limit and one more for each thread that calls in. Operations on
+/// one path run one after the other, in the order of the calls, and what is being written can be read at once.
 ///
 /// A call blocks while an operation on the same path is in flight, and while the queue is full. A failure comes out of
 /// a later call that finds the queue full, on whatever path, or out of Flush; nothing is repeated. End with Flush: what
@@ -162,8 +167,8 @@ public:
 
     void Write(std::string const& path, bufs_t const& buffer, pusher_t const& pusher, immutable_till_t immutableTill);
     void Write(std::string const& path, bufs_t const& buffer, immutable_till_t immutableTill);
-    /// The source is what the store holds, even while a write to it is in flight. Throws exc::CRuntimeExc on a client with
-    /// versions.
+    /// The source is what the store holds, even while a write to it is in flight. Throws exc::CRuntimeExc on a client
+    /// with versions.
     void Copy(std::string const& sourcePath, std::string const& path);
     void CopyInterRegion(source_t source, std::string const& path, pusher_t const& pusher,
                          immutable_till_t const& immutableTill);
@@ -174,8 +179,8 @@ public:
 
     void Flush();
 
-    /// Start an operation as Write, Copy and CopyInterRegion do, but do not queue it: the caller waits for the task, and the
-    /// writer must outlive it.
+    /// Start an operation as Write, Copy and CopyInterRegion do, but do not queue it: the caller waits for the task,
+    /// and the writer must outlive it.
     task_t CreateWriteTask(std::string const& path, bufs_t const& buffer, pusher_t const& pusher,
                            immutable_till_t immutableTill);
     task_t CreateCopyTask(std::string const& sourcePath, std::string const& path);
@@ -198,14 +203,15 @@ private:
     CCloudParallelTaskExecutor m_executor; ///< the last member, so that tasks end before what they use goes
 };
 
-// ---- Deleter ---------------------------------------------------------------------------------------------------------
+// ---- Deleter
+// ---------------------------------------------------------------------------------------------------------
 
 /// Deletes a stream of objects in batches of 1000, several at a time: as many as
 /// options_t::GetCloudConcurrentMultiDeleteTaskLimit() and the client's own limit allow.
 ///
-/// Call PushObj for each object, then SignalObjsPushed, then Wait4Finish. A failed batch is neither repeated nor split; its
-/// failure comes out of a later PushObj that finds the queue full, or out of Wait4Finish. If a batch cannot be handed over
-/// it stays, and goes out with the next hand-over, larger than 1000 if objects were pushed in between.
+/// Call PushObj for each object, then SignalObjsPushed, then Wait4Finish. A failed batch is neither repeated nor split;
+/// its failure comes out of a later PushObj that finds the queue full, or out of Wait4Finish. If a batch cannot be
+/// handed over it stays, and goes out with the next hand-over, larger than 1000 if objects were pushed in between.
 ///
 /// Threads: any number may push; they wait for each other while the queue is full.
 class BUCKETRY_API CCloudParallelObjsDeleter
@@ -219,8 +225,8 @@ public:
     /// Sends what is left, with a warning in the log, and waits; failures are only logged.
     virtual ~CCloudParallelObjsDeleter();
 
-    /// \param version  which version to delete, empty for the one from before versions were kept; not looked at if the client
-    ///                 has no versioning
+    /// \param version  which version to delete, empty for the one from before versions were kept; not looked at if the
+    ///                 client has no versioning
     void PushObj(std::string const& path, std::string const& version);
     /// No more objects come for now: sends the batch as it is.
     void SignalObjsPushed();
@@ -240,29 +246,30 @@ private:
     bool const m_versioned;
 };
 
-// ---- One operation over several paths ----------------------------------------------------------------------------------
+// ---- One operation over several paths
+// ----------------------------------------------------------------------------------
 
 /// Runs an operation on one path after the other, as a single task: until it succeeds once, or on all of them. The run
 /// fails with the first of the failures after the last success; without a success, with the first of all.
 ///
-/// A run over n paths is up to 2n + 1 threads at a time, beside those of the operation. Runs may overlap, on any threads,
-/// if the processor allows it.
+/// A run over n paths is up to 2n + 1 threads at a time, beside those of the operation. Runs may overlap, on any
+/// threads, if the processor allows it.
 class BUCKETRY_API CMultiplePathsObjectProcessor
 {
 public:
     using task_t = std::shared_ptr<task::IAsyncTask>;
 
     /// \param failureFormat  logged, with the path as %1, for each path that fails
-    /// \param processor      starts the operation on a path. What it throws, or that it gives no task, is the failure of that
-    ///                       path; for the first path it comes out of DoAsync.
+    /// \param processor      starts the operation on a path. What it throws, or that it gives no task, is the failure
+    ///                       of that path; for the first path it comes out of DoAsync.
     /// \param taskUtils      of the client that the tasks of the processor belong to
     /// \param processAll     false: stop after the first success
     CMultiplePathsObjectProcessor(std::vector<std::string> const& paths, std::string const& failureFormat,
                                   std::function<task_t(std::string const&)>&& processor,
                                   std::shared_ptr<task::IAsyncTaskUtils> const& taskUtils, bool processAll);
 
-    /// Starts a run, which may outlive this object. Throws exc::CRuntimeExc "No processing task has been started." if there
-    /// are no paths.
+    /// Starts a run, which may outlive this object. Throws exc::CRuntimeExc "No processing task has been started." if
+    /// there are no paths.
     task_t DoAsync() const;
     /// A run, to its end.
     void Do() const;
@@ -274,10 +281,11 @@ private:
     std::shared_ptr<SImpl> const m_impl;
 };
 
-// ---- Walk through a tree ---------------------------------------------------------------------------------------------
+// ---- Walk through a tree
+// ---------------------------------------------------------------------------------------------
 
-/// Walks through a folder and all below it, page by page, one folder at a time, without keeping the tree. On a client with
-/// versions each version of an object is an entry. The client must be able to list with a function per page.
+/// Walks through a folder and all below it, page by page, one folder at a time, without keeping the tree. On a client
+/// with versions each version of an object is an entry. The client must be able to list with a function per page.
 class BUCKETRY_API CRecursiveObjectsEnumerator
 {
 public:
@@ -288,8 +296,8 @@ public:
         datetime::CDateTime m_lastModified{true}; ///< as the listing gives it
     };
 
-    /// \param root  without a "/" at its end, which would give another key ("a//x"). The empty root gives paths that begin
-    ///              with "/".
+    /// \param root  without a "/" at its end, which would give another key ("a//x"). The empty root gives paths that
+    ///              begin with "/".
     CRecursiveObjectsEnumerator(std::string const& root, std::shared_ptr<ICloudClient> const& client);
 
     /// Calls back once for each page that has objects; blocks until the walk has ended. A failed listing, and what

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/buffers.h"
@@ -85,7 +86,8 @@ private:
     std::shared_ptr<transforms::crypter::CCrypterImpl> m_decrypter;
 };
 
-/// Makes processing clients that share one decision: which compression, which key set, which older ones may still be read.
+/// Makes processing clients that share one decision: which compression, which key set, which older ones may still be
+///                                                   read.
 class BUCKETRY_API CProcessingContext
 {
 public:
@@ -93,12 +95,12 @@ public:
     CProcessingContext(std::shared_ptr<ICloudClientProcessor> compressor,
                        std::shared_ptr<ICloudClientProcessor> crypter);
 
-    /// A client whose whole-object uploads are compressed and encrypted, and whose whole-object downloads, by version too,
-    /// must have that form. Bodies are encoded on the caller's thread and decoded on a task thread.
+    /// A client whose whole-object uploads are compressed and encrypted, and whose whole-object downloads, by version
+    /// too, must have that form. Bodies are encoded on the caller's thread and decoded on a task thread.
     ///
     /// A range costs a download of the whole object, and must lie within it. GetFileSize tells the stored size less the
-    /// header; listings tell stored sizes. Uploads through a stream and copies move stored bytes; downloads through a stream
-    /// are not offered.
+    /// header; listings tell stored sizes. Uploads through a stream and copies move stored bytes; downloads through a
+    /// stream are not offered.
     std::shared_ptr<ICloudClient> CreateProcessingCloudClient(std::shared_ptr<ICloudClient> client) const;
     /// The same, writing with another compression.
     std::shared_ptr<ICloudClient> CreateProcessingCloudClient(std::shared_ptr<ICloudClient> client,

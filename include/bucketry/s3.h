@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -20,8 +21,9 @@
 namespace bucketry
 {
 
-/// Tells which failures of an S3 store are worth another attempt: a linear wait between a limited number of attempts. The library
-/// itself repeats requests in its own way; this class is for repeats of whole operations by the host. Any thread.
+/// Tells which failures of an S3 store are worth another attempt: a linear wait between a limited number of attempts.
+/// The library itself repeats requests in its own way; this class is for repeats of whole operations by the host. Any
+/// thread.
 class BUCKETRY_API CS3DefaultRetryStrategy : public ICloudRetryStrategy
 {
 public:
@@ -31,8 +33,8 @@ public:
     explicit CS3DefaultRetryStrategy(std::uint32_t retryLimit);
     ~CS3DefaultRetryStrategy() override;
 
-    /// True for a failure worth another attempt while `attempt`, counted from 0, is below the limit: after 10 s times `attempt`,
-    /// plus 5 s. False leaves `retryAt` alone.
+    /// True for a failure worth another attempt while `attempt`, counted from 0, is below the limit: after 10 s times
+    /// `attempt`, plus 5 s. False leaves `retryAt` alone.
     bool ShouldRetry(std::exception& error, unsigned int attempt,
                      boost::chrono::steady_clock::time_point& retryAt) override;
     /// Status 429 and 500, refusals without an error code, codes of overload or of time, and failures below HTTP.

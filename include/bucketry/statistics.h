@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -139,8 +140,8 @@ struct BUCKETRY_API SCloudStatisticsValues
     void WriteToLog() const;
 };
 
-/// The process-wide registry of traffic and request counters, by name. Any thread; counting takes no lock. A snapshot is
-/// not one atomic picture, and a reset may lose what is counted at the same moment.
+/// The process-wide registry of traffic and request counters, by name. Any thread; counting takes no lock. A snapshot
+/// is not one atomic picture, and a reset may lose what is counted at the same moment.
 class BUCKETRY_API CCloudStatisticsManager
 {
 public:
@@ -174,8 +175,8 @@ public:
     /// Built at the first call, destroyed at process exit.
     static CCloudStatisticsManager& Instance();
 
-    /// Writers of one name that are alive together share its counters; the first one after a while without any starts them
-    /// at zero. Throws std::exception if there is no memory for a new name.
+    /// Writers of one name that are alive together share its counters; the first one after a while without any starts
+    /// them at zero. Throws std::exception if there is no memory for a new name.
     CWriter AddWriter(std::string const& name);
     /// None if the name is unknown. A name can be read after its last writer has gone.
     std::optional<SCloudStatisticsValues> GetCloudStatisticsValues(std::string const& name) const;
@@ -206,8 +207,8 @@ private:
     std::shared_ptr<SClientStatisticsHolder> m_holder;
 };
 
-/// A client that counts each request and the bytes of each transfer of `client` under `name`, its streams and versioning
-/// operations among them. A request counts before it is made, bytes when they have been transferred.
+/// A client that counts each request and the bytes of each transfer of `client` under `name`, its streams and
+/// versioning operations among them. A request counts before it is made, bytes when they have been transferred.
 BUCKETRY_API std::shared_ptr<ICloudClient> WrapCloudClientInStatistics(std::string const& name,
                                                                        std::shared_ptr<ICloudClient> client);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -11,7 +12,8 @@
 namespace bucketry::task
 {
 
-/// The handle of an asynchronous operation, which runs from the moment it is made. Any thread may wait, and several may.
+/// The handle of an asynchronous operation, which runs from the moment it is made. Any thread may wait, and several
+/// may.
 class BUCKETRY_API IAsyncTask
 {
 public:
@@ -24,8 +26,8 @@ public:
     virtual std::shared_ptr<IAsyncTask> Then(std::function<void()>&& function) = 0;
     /// The same; the new task ends when the task that `function` returns does, and fails if it fails.
     virtual std::shared_ptr<IAsyncTask> ThenChain(std::function<std::shared_ptr<IAsyncTask>()>&& function) = 0;
-    /// A new task that calls `function` at once with this task, which `function` is expected to wait for: the form that can
-    /// see a failure. It keeps this task alive.
+    /// A new task that calls `function` at once with this task, which `function` is expected to wait for: the form that
+    /// can see a failure. It keeps this task alive.
     virtual std::shared_ptr<IAsyncTask> ThenTask(std::function<void(std::shared_ptr<IAsyncTask>)>&& function) = 0;
 };
 
@@ -38,7 +40,8 @@ public:
     virtual void WaitForAny() = 0;
     /// Returns when all have ended. Throws no task's failure.
     virtual void WaitForAll() = 0;
-    /// A task that ends when all have ended, and fails with the failure of the first one in collection order that failed.
+    /// A task that ends when all have ended, and fails with the failure of the first one in collection order that
+    /// failed.
     virtual std::shared_ptr<IAsyncTask> WhenAll() = 0;
 };
 
@@ -61,8 +64,8 @@ public:
 namespace bucketry
 {
 
-/// The one implementation of task::IAsyncTask, around a web::Task. A task that nobody has waited for or continued blocks in
-/// its destructor until it has ended, and logs its failure.
+/// The one implementation of task::IAsyncTask, around a web::Task. A task that nobody has waited for or continued
+/// blocks in its destructor until it has ended, and logs its failure.
 class BUCKETRY_API CPplxTask final : public task::IAsyncTask, public std::enable_shared_from_this<CPplxTask>
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/io.h"
@@ -15,8 +16,8 @@ namespace bucketry
 
 /// Uploads an object.
 /// \param immutableTill  retention of the new version; ignored by a client without versions
-/// \param versionId      set to the new version's id by the task, after success; set to empty at once by a client without
-///                       versions. Must live until the task has ended, and may be read only then
+/// \param versionId      set to the new version's id by the task, after success; set to empty at once by a client
+///                       without versions. Must live until the task has ended, and may be read only then
 BUCKETRY_API std::shared_ptr<task::IAsyncTask> UploadAsync(ICloudClient& client, std::string const& path,
                                                            std::shared_ptr<io::block::CPooledBuf> const& data,
                                                            std::optional<datetime::CDateTime> const& immutableTill,
@@ -41,7 +42,8 @@ BUCKETRY_API std::shared_ptr<io::block::CPooledBuf> Download(std::shared_ptr<ICl
                                                              std::string const& path, std::string const& versionId,
                                                              std::shared_ptr<io::block::bufs_pool_t> pool);
 
-/// One object as a sequential device, for reading or for writing. One thread at a time. Failures of the streams pass through.
+/// One object as a sequential device, for reading or for writing. One thread at a time. Failures of the streams pass
+/// through.
 class BUCKETRY_API CCloudObjectIoDev : public io::io_dev_t, public io::closeable_dev_t
 {
 public:

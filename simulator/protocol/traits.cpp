@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "protocol/traits.h"
 
 namespace bucketry::simulator
@@ -54,9 +55,9 @@ STraits StrictTraits()
     return traits;
 }
 
-/// As Google describes its XML API for requests that are signed for S3, and as users report it. No line of this was tried
-/// on the store itself. Sources: https://docs.cloud.google.com/storage/docs/xml-api/overview and the pages below it, and
-/// https://docs.cloud.google.com/storage/docs/aws-simple-migration.
+/// As Google describes its XML API for requests that are signed for S3, and as users report it. No line of this was
+/// tried on the store itself. Sources: https://docs.cloud.google.com/storage/docs/xml-api/overview and the pages below
+/// it, and https://docs.cloud.google.com/storage/docs/aws-simple-migration.
 STraits GoogleTraits(SGoogleOptions const& options)
 {
     STraits traits;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "store/error.h"
@@ -156,7 +157,8 @@ public:
     void RemoveBucket(std::string const& name);
     std::map<std::string, SBucket> const& Buckets() const { return m_buckets; }
 
-    /// Makes the version the newest of its key and gives it its id. Throws CStoreError if it would replace a locked one.
+    /// Makes the version the newest of its key and gives it its id. Throws CStoreError if it would replace a locked
+    /// one.
     SVersion& Write(SBucket& bucket, std::string const& key, SVersion version);
 
     /// What a delete did, as its answer tells it.

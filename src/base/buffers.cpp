@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/buffers.h"
 
 #include "bucketry/base/options.h"
@@ -20,9 +21,9 @@ namespace bucketry::io::block
 namespace
 {
 
-constexpr unsigned long minCapacity = 1024;
-constexpr unsigned long hugePage = 2UL << 20U;
-constexpr unsigned long smallTail = 64UL << 10U;
+constexpr unsigned long MinCapacity = 1024;
+constexpr unsigned long HugePage = 2UL << 20U;
+constexpr unsigned long SmallTail = 64UL << 10U;
 
 // Few sizes, so that blocks fit again: eight steps from one power of two to the next.
 unsigned long RoundUp(unsigned long size)
@@ -31,35 +32,35 @@ unsigned long RoundUp(unsigned long size)
     {
         throw std::bad_alloc();
     }
-    unsigned long const step = std::bit_floor(std::max(size, minCapacity)) / 8;
-    return (std::max(size, minCapacity) + step - 1) / step * step;
+    unsigned long const step = std::bit_floor(std::max(size, MinCapacity)) / 8;
+    return (std::max(size, MinCapacity) + step - 1) / step * step;
 }
 
 bool IsMapped(unsigned long capacity)
 {
-    return capacity >= hugePage;
+    return capacity >= HugePage;
 }
 
 // Memory that starts on a huge page: more is mapped than needed, and both ends given back. What is little more than
 // some huge pages, a body with a header say, does not take one more for the rest.
 unsigned char* Map(unsigned long size, unsigned long capacity)
 {
-    unsigned long const mapped = capacity + hugePage;
+    unsigned long const mapped = capacity + HugePage;
     void* const start = ::mmap(nullptr, mapped, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (start == MAP_FAILED)
     {
         throw std::bad_alloc();
     }
     auto* const first = static_cast<unsigned char*>(start);
-    unsigned long const before = (hugePage - reinterpret_cast<std::uintptr_t>(first) % hugePage) % hugePage;
+    unsigned long const before = (HugePage - reinterpret_cast<std::uintptr_t>(first) % HugePage) % HugePage;
     if (before > 0)
     {
         ::munmap(first, before);
     }
     unsigned char* const data = first + before;
-    ::munmap(data + capacity, hugePage - before);
-    unsigned long const tail = size % hugePage;
-    unsigned long const huge = tail <= smallTail ? size - tail : capacity;
+    ::munmap(data + capacity, HugePage - before);
+    unsigned long const tail = size % HugePage;
+    unsigned long const huge = tail <= SmallTail ? size - tail : capacity;
     ::madvise(data, huge, MADV_HUGEPAGE); // a kernel without huge pages refuses, and nothing is lost
     return data;
 }
@@ -291,7 +292,7 @@ struct SNamedType
     std::string_view m_name;
 };
 
-constexpr std::array namedTypes{
+constexpr std::array NamedTypes{
     SNamedType{EBufTransformType::None, "none"},          SNamedType{EBufTransformType::Zlib, "zlib"},
     SNamedType{EBufTransformType::ZstdFast, "zstd-fast"}, SNamedType{EBufTransformType::Zstd, "zstd"},
     SNamedType{EBufTransformType::ZstdHigh, "zstd-high"},
@@ -301,14 +302,14 @@ constexpr std::array namedTypes{
 
 std::string str_from_buftransformtype(EBufTransformType type)
 {
-    auto const* const found = std::ranges::find(namedTypes, type, &SNamedType::m_type);
-    return found != namedTypes.end() ? std::string(found->m_name) : util::str(static_cast<std::int32_t>(type));
+    auto const* const found = std::ranges::find(NamedTypes, type, &SNamedType::m_type);
+    return found != NamedTypes.end() ? std::string(found->m_name) : util::str(static_cast<std::int32_t>(type));
 }
 
 std::optional<EBufTransformType> buftransformtype_from_str(std::string_view text)
 {
-    auto const* const found = std::ranges::find(namedTypes, text, &SNamedType::m_name);
-    return found != namedTypes.end() ? std::optional(found->m_type) : std::nullopt;
+    auto const* const found = std::ranges::find(NamedTypes, text, &SNamedType::m_name);
+    return found != NamedTypes.end() ? std::optional(found->m_type) : std::nullopt;
 }
 
 pool::CPoolPtr<CContentBuf> CContentBuf::Alloc(unsigned long size)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/datetime.h"
 
 #include "bucketry/base/exceptions.h"
@@ -18,9 +19,9 @@ namespace bucketry::datetime
 namespace
 {
 
-constexpr std::array<std::string_view, 7> weekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
+constexpr std::array<std::string_view, 7> Weekdays{"Sunday",   "Monday", "Tuesday", "Wednesday",
                                                    "Thursday", "Friday", "Saturday"};
-constexpr std::array<std::string_view, 12> months{"January",   "February", "March",    "April",
+constexpr std::array<std::string_view, 12> Months{"January",   "February", "March",    "April",
                                                   "May",       "June",     "July",     "August",
                                                   "September", "October",  "November", "December"};
 
@@ -149,13 +150,13 @@ private:
         case 'S':
             return ReadNumber(2, 0, 59, m_second);
         case 'a':
-            return ReadName(weekdays, true, 0, m_weekday);
+            return ReadName(Weekdays, true, 0, m_weekday);
         case 'A':
-            return ReadName(weekdays, false, 0, m_weekday);
+            return ReadName(Weekdays, false, 0, m_weekday);
         case 'b':
-            return ReadName(months, true, 1, m_month);
+            return ReadName(Months, true, 1, m_month);
         case 'B':
-            return ReadName(months, false, 1, m_month);
+            return ReadName(Months, false, 1, m_month);
         case 'T':
             return ReadConversion('H') && ReadLiteral(':') && ReadConversion('M') && ReadLiteral(':') &&
                 ReadConversion('S');

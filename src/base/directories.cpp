@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/files.h"
 
 #include "posix_handle.h"
@@ -18,7 +19,7 @@ namespace bucketry::posix
 namespace
 {
 
-constexpr int openDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr int OpenDirectory = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
 struct SEntry
 {
@@ -70,7 +71,8 @@ public:
         }
     }
 
-    // The type of an entry, seen through links if wished; DT_UNKNOWN if nothing is there, or nothing that a link leads to.
+    // The type of an entry, seen through links if wished; DT_UNKNOWN if nothing is there, or nothing that a link leads
+    // to.
     unsigned char TypeOf(SEntry const& entry, bool followLinks) const
     {
         bool const isKnown = entry.m_type != DT_UNKNOWN && !(followLinks && entry.m_type == DT_LNK);
@@ -96,7 +98,7 @@ public:
     // A handle on a directory below, never through a link; negative with errno if there is none.
     int OpenBelow(std::string const& name) const
     {
-        return Uninterrupted([&] { return ::openat(Handle(), name.c_str(), openDirectory | O_NOFOLLOW); });
+        return Uninterrupted([&] { return ::openat(Handle(), name.c_str(), OpenDirectory | O_NOFOLLOW); });
     }
 
 private:
@@ -174,7 +176,7 @@ void fs_directory_delete(std::string const& path)
 {
     std::size_t const end = path.find_last_not_of('/');
     std::string const bare = end == std::string::npos ? path : path.substr(0, end + 1); // "link/" would follow the link
-    DeleteContent(CDirectory(CHandle(OpenExc("delete the directory", bare, openDirectory | O_NOFOLLOW)), bare));
+    DeleteContent(CDirectory(CHandle(OpenExc("delete the directory", bare, OpenDirectory | O_NOFOLLOW)), bare));
     if (::rmdir(bare.c_str()) != 0)
     {
         ThrowSystemError("delete the directory", bare, errno);
@@ -236,7 +238,7 @@ CFsDirectoryInfo::CFsDirectoryInfo(std::string path) : m_path(std::move(path)) {
 
 std::vector<CFsItemInfo> CFsDirectoryInfo::EnumFiles(bool followLinks) const
 {
-    CDirectory const directory(CHandle(OpenExc("list", m_path, openDirectory)), m_path);
+    CDirectory const directory(CHandle(OpenExc("list", m_path, OpenDirectory)), m_path);
     std::vector<CFsItemInfo> files;
     for (SEntry const& entry : directory.ReadEntries())
     {
@@ -252,7 +254,7 @@ std::vector<CFsItemInfo> CFsDirectoryInfo::EnumFiles(bool followLinks) const
 std::vector<CFsItemInfo> CFsDirectoryInfo::EnumSubDirectories(bool followLinks, bool recursive, bool includeHidden,
                                                               bool skipUnreadable) const
 {
-    CDirectory const directory(CHandle(OpenExc("list", m_path, openDirectory)), m_path);
+    CDirectory const directory(CHandle(OpenExc("list", m_path, OpenDirectory)), m_path);
     std::vector<CFsItemInfo> found;
     AddSubDirectories(directory, {followLinks, recursive, includeHidden, skipUnreadable}, found);
     return found;

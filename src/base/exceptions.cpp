@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/exceptions.h"
 
 namespace bucketry::exc
@@ -6,7 +7,7 @@ namespace bucketry::exc
 namespace
 {
 
-constexpr std::string_view serializedHeader = "bucketry-failure 1\n";
+constexpr std::string_view SerializedHeader = "bucketry-failure 1\n";
 
 // A line ends at LF, so the LFs inside it are escaped, and with them the escape character.
 std::string EscapeLine(std::string const& line)
@@ -70,11 +71,11 @@ void exc_base_t::Generate() const
 void exc_base_t::Unserialize(std::string const& text)
 {
     std::string_view rest = text;
-    if (!rest.starts_with(serializedHeader))
+    if (!rest.starts_with(SerializedHeader))
     {
         RefuseText();
     }
-    rest.remove_prefix(serializedHeader.size());
+    rest.remove_prefix(SerializedHeader.size());
     std::vector<std::string> messages;
     while (!rest.empty())
     {
@@ -86,7 +87,7 @@ void exc_base_t::Unserialize(std::string const& text)
 
 std::string exc_base_t::Serialize() const
 {
-    std::string text(serializedHeader);
+    std::string text(SerializedHeader);
     for (std::string const& line : m_messages)
     {
         text += EscapeLine(line);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/files.h"
 
 #include "bucketry/base/exceptions.h"
@@ -20,7 +21,7 @@ namespace bucketry::posix
 namespace
 {
 
-constexpr std::uint64_t maxBytesPerCall = 2147479552; // more than that Linux moves in no call
+constexpr std::uint64_t MaxBytesPerCall = 2147479552; // more than that Linux moves in no call
 
 // Moves exactly `size` bytes with calls that may stop short; false if one gives 0.
 template <class TCall>
@@ -28,7 +29,7 @@ bool MoveAll(std::uint64_t size, TCall const& call, char const* operation, std::
 {
     for (std::uint64_t done = 0; done < size;)
     {
-        std::size_t const step = std::min(size - done, maxBytesPerCall);
+        std::size_t const step = std::min(size - done, MaxBytesPerCall);
         ssize_t const moved = Uninterrupted([&] { return call(done, step); });
         if (moved < 0)
         {
@@ -203,7 +204,7 @@ void CopyInKernel(int source, int target, std::string const& path)
     ssize_t moved = 1;
     while (moved > 0)
     {
-        moved = Uninterrupted([&] { return ::copy_file_range(source, nullptr, target, nullptr, maxBytesPerCall, 0); });
+        moved = Uninterrupted([&] { return ::copy_file_range(source, nullptr, target, nullptr, MaxBytesPerCall, 0); });
     }
     bool const hasFailed = moved < 0 && (IsFull(errno) || errno == EIO);
     if (hasFailed)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/guid.h"
 
 #include "bucketry/base/exceptions.h"
@@ -16,7 +17,7 @@ namespace bucketry::guid
 namespace
 {
 
-constexpr std::string_view digits = "0123456789abcdef";
+constexpr std::string_view Digits = "0123456789abcdef";
 
 // Whether a hyphen stands before the byte of this number in the text form.
 constexpr bool HasHyphenBefore(std::size_t byte)
@@ -28,7 +29,7 @@ constexpr bool HasHyphenBefore(std::size_t byte)
 unsigned DigitValue(char symbol)
 {
     char const lower = symbol >= 'A' && symbol <= 'F' ? static_cast<char>(symbol - 'A' + 'a') : symbol;
-    return static_cast<unsigned>(std::min(digits.find(lower), digits.size()));
+    return static_cast<unsigned>(std::min(Digits.find(lower), Digits.size()));
 }
 
 bool ReadBytes(std::string_view text, std::array<unsigned char, 16>& bytes)
@@ -98,8 +99,8 @@ std::string guid_t::ToAStr() const
     for (std::size_t byte = 0; byte < m_bytes.size(); ++byte)
     {
         text += HasHyphenBefore(byte) ? "-" : "";
-        text += digits[m_bytes[byte] >> 4U];
-        text += digits[m_bytes[byte] & 0x0FU];
+        text += Digits[m_bytes[byte] >> 4U];
+        text += Digits[m_bytes[byte] & 0x0FU];
     }
     return text;
 }

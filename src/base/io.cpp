@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/io.h"
 
 #include <algorithm>
@@ -11,16 +12,16 @@ namespace
 using std::chrono::nanoseconds;
 
 // What a user that comes late may catch up on: without it, oversleeping would lower the rate.
-constexpr nanoseconds maxCredit = std::chrono::milliseconds(100);
+constexpr nanoseconds MaxCredit = std::chrono::milliseconds(100);
 
 // Keeps the arithmetic in range for absurd rates.
-constexpr nanoseconds maxDebt = std::chrono::hours(24 * 365);
+constexpr nanoseconds MaxDebt = std::chrono::hours(24 * 365);
 
 nanoseconds TimeFor(unsigned long bytes, unsigned long bytesPerSec)
 {
     __extension__ using wide_t = unsigned __int128;
     wide_t const time = wide_t{bytes} * std::nano::den / bytesPerSec;
-    return nanoseconds(static_cast<nanoseconds::rep>(std::min(time, static_cast<wide_t>(maxDebt.count()))));
+    return nanoseconds(static_cast<nanoseconds::rep>(std::min(time, static_cast<wide_t>(MaxDebt.count()))));
 }
 
 } // namespace
@@ -55,8 +56,8 @@ nanoseconds CNetworkTrottlingCtx::Acquire(unsigned long bytes)
     {
         return nanoseconds::zero();
     }
-    auto const start = std::max(m_freeAt, now - maxCredit);
-    m_freeAt = std::min(start + TimeFor(bytes, bytesPerSec), now + maxDebt);
+    auto const start = std::max(m_freeAt, now - MaxCredit);
+    m_freeAt = std::min(start + TimeFor(bytes, bytesPerSec), now + MaxDebt);
     return std::max(start - now, nanoseconds::zero());
 }
 

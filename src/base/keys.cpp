@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/keys.h"
 
 #include "bucketry/base/exceptions.h"
@@ -17,10 +18,10 @@ namespace
 {
 
 // The cost of a password guess; part of the stored form, so these never change.
-constexpr std::uint64_t scryptN = 32768;
-constexpr std::uint64_t scryptR = 8;
-constexpr std::uint64_t scryptP = 1;
-constexpr std::uint64_t scryptMaxMemory = 64UL << 20U; // 128 * N * r bytes and some
+constexpr std::uint64_t ScryptN = 32768;
+constexpr std::uint64_t ScryptR = 8;
+constexpr std::uint64_t ScryptP = 1;
+constexpr std::uint64_t ScryptMaxMemory = 64UL << 20U; // 128 * N * r bytes and some
 
 // A key on the stack that does not stay there.
 struct SKeyOnStack
@@ -85,8 +86,8 @@ std::shared_ptr<CKeySet> CKeySet::FromPassword(std::string const& password, SRaw
     }
     SKeyOnStack derived;
     auto const& salt = idAndSalt.m_bytes;
-    if (::EVP_PBE_scrypt(password.data(), password.size(), salt.data(), salt.size(), scryptN, scryptR, scryptP,
-                         scryptMaxMemory, derived.m_key.data(), derived.m_key.size()) != 1)
+    if (::EVP_PBE_scrypt(password.data(), password.size(), salt.data(), salt.size(), ScryptN, ScryptR, ScryptP,
+                         ScryptMaxMemory, derived.m_key.data(), derived.m_key.size()) != 1)
     {
         ::ERR_clear_error();
         throw exc::CRuntimeExc("The key could not be derived from the password.");

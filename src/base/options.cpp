@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/options.h"
 
 #include "settings.h"
@@ -119,7 +120,7 @@ void options_t::SetBufferPoolIdleBytes(std::uint64_t bytes)
 
 std::string options_t::GetInstanceMetadataEndpoint() const
 {
-    return m_state->Text(&SState::m_instanceMetadataEndpoint, settings::instanceMetadataEndpoint);
+    return m_state->Text(&SState::m_instanceMetadataEndpoint, settings::InstanceMetadataEndpoint);
 }
 
 void options_t::SetInstanceMetadataEndpoint(std::string const& url)
@@ -129,7 +130,7 @@ void options_t::SetInstanceMetadataEndpoint(std::string const& url)
 
 std::string options_t::GetGoogleStorageHost() const
 {
-    return m_state->Text(&SState::m_googleStorageHost, settings::googleStorageHost);
+    return m_state->Text(&SState::m_googleStorageHost, settings::GoogleStorageHost);
 }
 
 void options_t::SetGoogleStorageHost(std::string const& host)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/sync.h"
 
 #include "bucketry/base/logging.h"
@@ -12,7 +13,7 @@ namespace bucketry::synch
 namespace
 {
 
-constexpr std::size_t maxThreadNameBytes = 15;
+constexpr std::size_t MaxThreadNameBytes = 15;
 
 } // namespace
 
@@ -22,7 +23,7 @@ struct thread_t::SState
 
     void Run(void (*function)(void*), void* argument)
     {
-        ::pthread_setname_np(::pthread_self(), m_name.substr(0, maxThreadNameBytes).c_str());
+        ::pthread_setname_np(::pthread_self(), m_name.substr(0, MaxThreadNameBytes).c_str());
         std::exception_ptr error;
         try
         {

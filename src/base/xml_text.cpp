@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "xml_text.h"
 
 #include "bucketry/base/exceptions.h"
@@ -21,7 +22,7 @@ struct SEntity
     char m_symbol;
 };
 
-constexpr std::array entities{SEntity{"amp", '&'}, SEntity{"lt", '<'}, SEntity{"gt", '>'}, SEntity{"quot", '"'},
+constexpr std::array Entities{SEntity{"amp", '&'}, SEntity{"lt", '<'}, SEntity{"gt", '>'}, SEntity{"quot", '"'},
                               SEntity{"apos", '\''}};
 
 // The production Char.
@@ -50,8 +51,8 @@ std::optional<char32_t> Dereference(std::string_view reference)
 {
     if (!reference.starts_with('#'))
     {
-        auto const* const found = std::ranges::find(entities, reference, &SEntity::m_name);
-        return found != entities.end() ? std::optional<char32_t>(found->m_symbol) : std::nullopt;
+        auto const* const found = std::ranges::find(Entities, reference, &SEntity::m_name);
+        return found != Entities.end() ? std::optional<char32_t>(found->m_symbol) : std::nullopt;
     }
     bool const isHex = reference.starts_with("#x");
     reference.remove_prefix(isHex ? 2 : 1);

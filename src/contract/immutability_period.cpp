@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/logging.h"
 #include "bucketry/base/options.h"
 #include "bucketry/versions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/google.h"
 
 #include "bucketry/base/exceptions.h"
@@ -61,7 +62,8 @@ s3wire::s3::CS3WireClient& CGoogleCloudClient::GetClient() const
     return GetContext()->m_client;
 }
 
-// ---- Deletion --------------------------------------------------------------------------------------------------------
+// ---- Deletion
+// --------------------------------------------------------------------------------------------------------
 
 task_t CGoogleCloudClient::DeleteFileAsync(std::string const& path)
 {
@@ -105,14 +107,15 @@ task_t CGoogleCloudClient::DeleteFileListAsync(std::vector<std::string> const& p
                     keys.push_back(ConvertObjectPath(path));
                 }
             }
-            return AdaptPplxTaskS3(
-                context->m_client.CompatibleDeleteObjects(context->m_container, keys, nullptr),
-                "CGoogleCloudClient::DeleteFileListAsync async task has failed, items count [%1]", paths.size());
+            return AdaptPplxTaskS3(context->m_client.CompatibleDeleteObjects(context->m_container, keys, nullptr),
+                                   "CGoogleCloudClient::DeleteFileListAsync async task has failed, items count [%1]",
+                                   paths.size());
         },
         "Failed to delete items on %1.", context->m_cloudName);
 }
 
-// ---- Questions -------------------------------------------------------------------------------------------------------
+// ---- Questions
+// -------------------------------------------------------------------------------------------------------
 
 std::uint64_t CGoogleCloudClient::GetObjectCount(std::string const& path)
 {
@@ -157,7 +160,8 @@ EArchiveRetrievalBehavior CGoogleCloudClient::GetArchiveRetrievalBehavior() cons
     return EArchiveRetrievalBehavior::NotNeeded;
 }
 
-// ---- Not offered -----------------------------------------------------------------------------------------------------
+// ---- Not offered
+// -----------------------------------------------------------------------------------------------------
 
 task_t CGoogleCloudClient::RetrieveArchiveAsync(std::string const&, std::string const&, SRetrieveArchiveOptions const&)
 {
@@ -179,7 +183,8 @@ SBatchJobStatus CGoogleCloudClient::GetBatchJobStatus(SBatchJobInfo const&)
     ThrowNotOffered("GetBatchJobStatus");
 }
 
-// ---- Server time and locks -------------------------------------------------------------------------------------------
+// ---- Server time and locks
+// -------------------------------------------------------------------------------------------
 
 std::shared_ptr<CServerTime> CGoogleCloudClient::GetServerTime()
 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3/versions/versioning_utils.h"
@@ -10,8 +11,8 @@
 namespace bucketry::google
 {
 
-/// The versions of a bucket of Google Cloud Storage, its generations. As on S3, but for deletions, which go one by one, and for
-/// archives, which there are none of: those two operations throw exc::CNotImplExc from the call.
+/// The versions of a bucket of Google Cloud Storage, its generations. As on S3, but for deletions, which go one by one,
+/// and for archives, which there are none of: those two operations throw exc::CNotImplExc from the call.
 class CGoogleVersioningUtils final : public s3::detail::CS3VersioningUtils
 {
 public:

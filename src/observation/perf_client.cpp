@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "observation/perf_events.h"
 
 #include "bucketry/statistics.h"

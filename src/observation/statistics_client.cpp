@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "observation/statistics_counting.h"
 #include "observation/statistics_streams.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/parallel.h"
 
 #include "bucketry/base/exceptions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "processing/compressor.h"
 
 #include "bucketry/base/exceptions.h"
@@ -74,10 +75,10 @@ unsigned long DecompressZstd(CContentBuf& plain, CContentBuf const& packed)
 }
 
 /// Deflate reaches 1032 (a 258-byte match in two bits). A Zstandard block of 128 KiB takes at least four bytes.
-constexpr SCodec kZlib{1032, [](unsigned long size) -> unsigned long { return compressBound(size); }, &CompressZlib,
-                       &DecompressZlib};
-constexpr SCodec kZstd{32768, [](unsigned long size) -> unsigned long { return ZSTD_compressBound(size); },
-                       &CompressZstd, &DecompressZstd};
+constexpr SCodec ZlibCodec{1032, [](unsigned long size) -> unsigned long { return compressBound(size); }, &CompressZlib,
+                           &DecompressZlib};
+constexpr SCodec ZstdCodec{32768, [](unsigned long size) -> unsigned long { return ZSTD_compressBound(size); },
+                           &CompressZstd, &DecompressZstd};
 
 struct SMethod
 {
@@ -90,13 +91,13 @@ SMethod MethodOf(EBufTransformType type)
     switch (type)
     {
     case EBufTransformType::Zlib:
-        return {kZlib, 6};
+        return {ZlibCodec, 6};
     case EBufTransformType::ZstdFast:
-        return {kZstd, 1};
+        return {ZstdCodec, 1};
     case EBufTransformType::Zstd:
-        return {kZstd, 3};
+        return {ZstdCodec, 3};
     case EBufTransformType::ZstdHigh:
-        return {kZstd, 8}; // 9 takes twice the workspace for a few percent at best
+        return {ZstdCodec, 8}; // 9 takes twice the workspace for a few percent at best
     case EBufTransformType::None:
         break;
     }

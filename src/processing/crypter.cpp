@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "processing/crypter.h"
 
 #include "bucketry/base/exceptions.h"
@@ -17,9 +18,9 @@ namespace
 using io::block::CContentBuf;
 using content_t = CCrypterImpl::content_t;
 
-constexpr unsigned long kNonceSize = 12;
-constexpr unsigned long kTagSize = 16;
-constexpr unsigned long kStep = 1UL << 30U; // EVP counts in int
+constexpr unsigned long NonceSize = 12;
+constexpr unsigned long TagSize = 16;
+constexpr unsigned long Step = 1UL << 30U; // EVP counts in int
 
 void Check(int result, char const* what)
 {
@@ -56,11 +57,11 @@ public:
 
     void Update(unsigned char* target, unsigned char const* source, unsigned long size)
     {
-        for (unsigned long done = 0; done < size; done += kStep)
+        for (unsigned long done = 0; done < size; done += Step)
         {
             int moved = 0;
             Check(EVP_CipherUpdate(m_context.get(), target + done, &moved, source + done,
-                                   static_cast<int>(std::min(kStep, size - done))),
+                                   static_cast<int>(std::min(Step, size - done))),
                   "the cipher");
         }
     }
@@ -68,14 +69,14 @@ public:
     /// False if the tag does not match what was decrypted.
     bool Finish()
     {
-        unsigned char none[kTagSize];
+        unsigned char none[TagSize];
         int size = 0;
         return EVP_CipherFinal_ex(m_context.get(), none, &size) == 1;
     }
 
     void Tag(int command, unsigned char* tag)
     {
-        Check(EVP_CIPHER_CTX_ctrl(m_context.get(), command, static_cast<int>(kTagSize), tag), "the tag");
+        Check(EVP_CIPHER_CTX_ctrl(m_context.get(), command, static_cast<int>(TagSize), tag), "the tag");
     }
 
 private:
@@ -101,13 +102,13 @@ public:
             throw exc::CRuntimeExc("There is no key set to encrypt with.");
         }
         unsigned long const size = content.GetSize();
-        content_t encrypted = CContentBuf::Alloc(kNonceSize + size + kTagSize);
+        content_t encrypted = CContentBuf::Alloc(NonceSize + size + TagSize);
         unsigned char* const out = encrypted->GetContent();
-        Check(RAND_bytes(out, static_cast<int>(kNonceSize)), "the random source");
+        Check(RAND_bytes(out, static_cast<int>(NonceSize)), "the random source");
         CCipher cipher(true, FindKey(*m_keys, *m_keySetId), out);
-        cipher.Update(out + kNonceSize, content.GetContent(), size);
+        cipher.Update(out + NonceSize, content.GetContent(), size);
         Check(cipher.Finish() ? 1 : 0, "the cipher");
-        cipher.Tag(EVP_CTRL_GCM_GET_TAG, out + kNonceSize + size);
+        cipher.Tag(EVP_CTRL_GCM_GET_TAG, out + NonceSize + size);
         return encrypted;
     }
 
@@ -123,18 +124,18 @@ public:
 
     content_t Transform(std::shared_ptr<crypto::CKeySetId> const& keySetId, CContentBuf const& content) const override
     {
-        if (content.GetSize() < kNonceSize + kTagSize)
+        if (content.GetSize() < NonceSize + TagSize)
         {
-            throw exc::CRuntimeExc("An encrypted body has at least %1 bytes, this one has %2.", kNonceSize + kTagSize,
+            throw exc::CRuntimeExc("An encrypted body has at least %1 bytes, this one has %2.", NonceSize + TagSize,
                                    content.GetSize());
         }
-        unsigned long const size = content.GetSize() - kNonceSize - kTagSize;
+        unsigned long const size = content.GetSize() - NonceSize - TagSize;
         unsigned char const* const in = content.GetContent();
         CCipher cipher(false, FindKey(*m_keys, *keySetId), in);
         content_t plain = CContentBuf::Alloc(size);
-        cipher.Update(plain->GetContent(), in + kNonceSize, size);
-        unsigned char tag[kTagSize];
-        std::copy_n(in + kNonceSize + size, kTagSize, tag);
+        cipher.Update(plain->GetContent(), in + NonceSize, size);
+        unsigned char tag[TagSize];
+        std::copy_n(in + NonceSize + size, TagSize, tag);
         cipher.Tag(EVP_CTRL_GCM_SET_TAG, tag);
         if (!cipher.Finish())
         {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/processing.h"
 
 #include "processing/compressor.h"
@@ -13,7 +14,8 @@ using transforms::compress::CCompressorImpl;
 using transforms::crypter::CCrypterImpl;
 using content_t = ICloudClientProcessor::content_t;
 
-// ---- Compression -----------------------------------------------------------------------------------------------------
+// ---- Compression
+// -----------------------------------------------------------------------------------------------------
 
 CCompressorProcessor::CCompressorProcessor(EBufTransformType transformType) : m_transformType(transformType) {}
 
@@ -60,7 +62,8 @@ content_t CCompressorProcessor::DecodeData(std::string const&, content_t content
     }
 }
 
-// ---- Encryption ------------------------------------------------------------------------------------------------------
+// ---- Encryption
+// ------------------------------------------------------------------------------------------------------
 
 CCryptProcessor::CCryptProcessor(std::shared_ptr<crypto::CKeySetId> keySetId,
                                  std::shared_ptr<crypto::CKeySetCollection> keys)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/guid.h"
 #include "bucketry/base/options.h"
 #include "bucketry/s3/cloud_client.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3/cloud_client.h"
 
 #include "bucketry/base/http.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3/connection_spec.h"
 
 #include "bucketry/base/exceptions.h"
@@ -72,7 +73,8 @@ auto ReadOrLog(TRead const& read) -> decltype(read())
 
 } // namespace
 
-// ---- Address ---------------------------------------------------------------------------------------------------------
+// ---- Address
+// ---------------------------------------------------------------------------------------------------------
 
 void SS3BucketAddr::Serialize(xml_holder_t& parent) const
 {
@@ -142,7 +144,8 @@ SS3BucketAddr SS3BucketClient::ToBucketAddr() const
     return address;
 }
 
-// ---- Credentials -----------------------------------------------------------------------------------------------------
+// ---- Credentials
+// -----------------------------------------------------------------------------------------------------
 
 void SS3Credentials::Serialize(xml_holder_t& parent) const
 {
@@ -207,7 +210,8 @@ SS3Credentials SS3Credentials::DeserializeFromS3Spec(std::string const& text)
     return Deserialize(root);
 }
 
-// ---- Options ---------------------------------------------------------------------------------------------------------
+// ---- Options
+// ---------------------------------------------------------------------------------------------------------
 
 SS3Options::SS3Options() : UseVirtualHostedStyle(options_t::GetInst().IsS3VirtualHostedStyleEnabled()) {}
 
@@ -268,7 +272,8 @@ std::optional<SS3BatchParams> SS3BatchParams::TryDeserialize(xml_holder_t& paren
                           xml::TiXmlGetStrAttrExc(element, "AccountId")};
 }
 
-// ---- Specification ---------------------------------------------------------------------------------------------------
+// ---- Specification
+// ---------------------------------------------------------------------------------------------------
 
 std::string SS3ClientConnSpec::GetRootNodeName()
 {

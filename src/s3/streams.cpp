@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/detail/streams.h"
 #include "bucketry/s3/cloud_client.h"
 #include "bucketry/s3/paths.h"

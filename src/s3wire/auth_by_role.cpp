@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/auth_by_role.h"
 
 #include "s3wire/auth/auth.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3wire/client.h"
 
 #include "s3wire/codec/arn.h"

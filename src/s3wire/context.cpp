@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/context.h"
 
 #include "bucketry/base/options.h"
@@ -13,7 +14,8 @@ namespace bucketry::s3wire::s3
 namespace
 {
 
-/// The metadata service is on the machine itself or is not there: it is never waited for longer, and never through a proxy.
+/// The metadata service is on the machine itself or is not there: it is never waited for longer, and never through a
+///                                                                proxy.
 CTempKeyStore::transport_factory_t MetadataTransports(std::shared_ptr<transport::CConnectionPool> pool)
 {
     return [pool = std::move(pool)](std::string const& url)

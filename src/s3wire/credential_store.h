@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/guid.h"
@@ -36,8 +37,8 @@ struct SStoredClient
     long m_creationTime = 0; ///< seconds since 1970-01-01 UTC, 0 for none
 };
 
-/// Addresses and keys by client id. In memory only; secrets are overwritten when they are replaced, removed, or the store
-/// goes. Any number of threads at once.
+/// Addresses and keys by client id. In memory only; secrets are overwritten when they are replaced, removed, or the
+/// store goes. Any number of threads at once.
 class CCredentialStore
 {
 public:

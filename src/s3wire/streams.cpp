@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/streams.h"
 
 #include "bucketry/base/logging.h"
@@ -15,11 +16,11 @@ namespace bucketry::s3wire::s3
 namespace
 {
 
-constexpr unsigned long g_mebibyte = 1024UL * 1024;
-constexpr unsigned long g_minPartSize = 8 * g_mebibyte;
-constexpr unsigned long g_inFlightBytes = 8 * g_minPartSize;
-constexpr unsigned long g_maxPartsInFlight = 4;
-constexpr unsigned g_partsBeforeGrowth = 1000;
+constexpr unsigned long Mebibyte = 1024UL * 1024;
+constexpr unsigned long MinPartSize = 8 * Mebibyte;
+constexpr unsigned long InFlightBytes = 8 * MinPartSize;
+constexpr unsigned long MaxPartsInFlight = 4;
+constexpr unsigned PartsBeforeGrowth = 1000;
 
 } // namespace
 
@@ -197,15 +198,15 @@ unsigned long CS3WireWriteStream::PartSize() const
 {
     if (m_announced == 0)
     {
-        return g_minPartSize << (m_partsSent / g_partsBeforeGrowth);
+        return MinPartSize << (m_partsSent / PartsBeforeGrowth);
     }
-    unsigned long const needed = m_announced / wire::g_maxPartNumber + 1;
-    return std::max(g_minPartSize, (needed + g_mebibyte - 1) / g_mebibyte * g_mebibyte);
+    unsigned long const needed = m_announced / wire::MaxPartNumber + 1;
+    return std::max(MinPartSize, (needed + Mebibyte - 1) / Mebibyte * Mebibyte);
 }
 
 std::size_t CS3WireWriteStream::PartsInFlight() const
 {
-    return std::clamp(g_inFlightBytes / PartSize(), 1UL, g_maxPartsInFlight);
+    return std::clamp(InFlightBytes / PartSize(), 1UL, MaxPartsInFlight);
 }
 
 void CS3WireWriteStream::SendPart()

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/buffers.h"
@@ -16,8 +17,8 @@
 namespace bucketry::s3wire::s3
 {
 
-/// Positioned reads of one object, in any order. Nothing is asked for before the first read. If the object is replaced between
-/// two reads, the next one fails with status 412 instead of mixing the two. One caller at a time.
+/// Positioned reads of one object, in any order. Nothing is asked for before the first read. If the object is replaced
+/// between two reads, the next one fails with status 412 instead of mixing the two. One caller at a time.
 class CS3WireReadStream
 {
 public:
@@ -25,7 +26,8 @@ public:
                       std::string const& version);
 
     unsigned long ObjectSize();
-    /// Reads up to `length` bytes from `offset` and gives their number: fewer only at the end of the object, 0 behind it.
+    /// Reads up to `length` bytes from `offset` and gives their number: fewer only at the end of the object, 0 behind
+    /// it.
     unsigned long Read(unsigned char* buffer, unsigned long length, unsigned long offset);
 
 private:
@@ -35,13 +37,14 @@ private:
     std::optional<unsigned long> m_size;
 };
 
-/// Writes one object front to back. What fits one part goes out as one request at the end; anything longer as a multipart
-/// upload, with up to four parts in flight while the next one fills. Memory: five parts of 8 MiB; parts grow where 10000 of them
-/// would not suffice, and then fewer are in flight.
+/// Writes one object front to back. What fits one part goes out as one request at the end; anything longer as a
+/// multipart upload, with up to four parts in flight while the next one fills. Memory: five parts of 8 MiB; parts grow
+/// where 10000 of them would not suffice, and then fewer are in flight.
 ///
-/// Nothing is sent before the first part is full and more follows. An unfinished stream that goes away waits for its parts
-/// and aborts the upload. Where the store's answer to the begin of an upload is lost, an upload without parts stays behind: it
-/// takes no room, and it cannot be told from another writer's, so it is not hunted for. After a failure each operation throws the same again. One caller at a time.
+/// Nothing is sent before the first part is full and more follows. An unfinished stream that goes away waits for its
+/// parts and aborts the upload. Where the store's answer to the begin of an upload is lost, an upload without parts
+/// stays behind: it takes no room, and it cannot be told from another writer's, so it is not hunted for. After a
+/// failure each operation throws the same again. One caller at a time.
 class CS3WireWriteStream
 {
 public:

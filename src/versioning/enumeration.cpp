@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/text.h"
 #include "bucketry/versions.h"
 
@@ -15,7 +16,8 @@ using versions_t = std::vector<SCloudObjectVersion>;
 using pairs_t = std::vector<SCloudObjectPathVersionPair>;
 using enum ECloudObjectVersionSortOrder;
 
-/// A decimal number as something to compare: its length without leading zeros, and its digits. Any other text is below all.
+/// A decimal number as something to compare: its length without leading zeros, and its digits. Any other text is below
+///                                           all.
 std::pair<std::size_t, std::string_view> NumberOf(std::string_view text)
 {
     bool const isNumber = std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
@@ -23,9 +25,9 @@ std::pair<std::size_t, std::string_view> NumberOf(std::string_view text)
     return {digits.size(), digits};
 }
 
-/// Of versions in the same second the one with the greater number as its id counts as the newer one, where ids are numbers that
-/// grow. Elsewhere it is the one that was listed first, since that is how stores list them: whoever deletes all but the newest
-/// had better not delete that one.
+/// Of versions in the same second the one with the greater number as its id counts as the newer one, where ids are
+/// numbers that grow. Elsewhere it is the one that was listed first, since that is how stores list them: whoever
+/// deletes all but the newest had better not delete that one.
 template <class TVersions, class TVersionOf>
 void SortByTime(TVersions& versions, ECloudObjectVersionSortOrder order, TVersionOf const& versionOf)
 {

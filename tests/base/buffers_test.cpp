@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/buffers.h"
 
 #include <gtest/gtest.h>
@@ -14,7 +15,7 @@ using io::block::CPooledBuf;
 namespace
 {
 
-constexpr unsigned long mebibyte = 1UL << 20U;
+constexpr unsigned long Mebibyte = 1UL << 20U;
 
 } // namespace
 
@@ -27,7 +28,7 @@ TEST(Buffers, GrowKeepsOldBytesAndCopiesAreDeep)
     EXPECT_EQ(buffer->GetCount(), 0U);
     buffer->SetCount(5);
     std::memcpy(buffer->GetData(), "hello", 5);
-    for (unsigned long const size : {2000UL, 3 * mebibyte, 40 * mebibyte}) // from the heap to mapped memory
+    for (unsigned long const size : {2000UL, 3 * Mebibyte, 40 * Mebibyte}) // from the heap to mapped memory
     {
         buffer->SetCount(size);
         EXPECT_EQ(std::memcmp(buffer->GetData(), "hello", 5), 0);
@@ -54,12 +55,12 @@ TEST(Buffers, GrowKeepsOldBytesAndCopiesAreDeep)
 TEST(Buffers, ComeBackForRequestsOfLikeSizeOnly)
 {
     auto const pool = std::make_shared<bufs_pool_t>();
-    unsigned char const* const block = CPooledBuf(4 * mebibyte + 1, pool).GetData();
-    EXPECT_GE(pool->GetIdleBytes(), 4 * mebibyte);
+    unsigned char const* const block = CPooledBuf(4 * Mebibyte + 1, pool).GetData();
+    EXPECT_GE(pool->GetIdleBytes(), 4 * Mebibyte);
     {
-        CPooledBuf const tooSmall(mebibyte, pool);
+        CPooledBuf const tooSmall(Mebibyte, pool);
         EXPECT_NE(tooSmall.GetData(), block);
-        CPooledBuf const again(4 * mebibyte - 77, pool);
+        CPooledBuf const again(4 * Mebibyte - 77, pool);
         EXPECT_EQ(again.GetData(), block);
         EXPECT_EQ(pool->GetIdleBytes(), 0U);
     }
@@ -69,21 +70,21 @@ TEST(Buffers, ComeBackForRequestsOfLikeSizeOnly)
 
 TEST(Buffers, IdleBytesAreBoundedAndTheOldestGo)
 {
-    auto const pool = std::make_shared<bufs_pool_t>(10 * mebibyte);
+    auto const pool = std::make_shared<bufs_pool_t>(10 * Mebibyte);
     {
-        CPooledBuf const first(4 * mebibyte, pool);
-        CPooledBuf const second(3 * mebibyte, pool);
-        CPooledBuf const tooLarge(11 * mebibyte, pool);
+        CPooledBuf const first(4 * Mebibyte, pool);
+        CPooledBuf const second(3 * Mebibyte, pool);
+        CPooledBuf const tooLarge(11 * Mebibyte, pool);
     } // the last one made goes first
-    EXPECT_EQ(pool->GetIdleBytes(), 7 * mebibyte);
-    unsigned char const* const newest = CPooledBuf(8 * mebibyte, pool).GetData();
-    EXPECT_EQ(pool->GetIdleBytes(), 8 * mebibyte) << "both older ones had to go";
-    EXPECT_EQ(CPooledBuf(8 * mebibyte, pool).GetData(), newest);
+    EXPECT_EQ(pool->GetIdleBytes(), 7 * Mebibyte);
+    unsigned char const* const newest = CPooledBuf(8 * Mebibyte, pool).GetData();
+    EXPECT_EQ(pool->GetIdleBytes(), 8 * Mebibyte) << "both older ones had to go";
+    EXPECT_EQ(CPooledBuf(8 * Mebibyte, pool).GetData(), newest);
 }
 
 TEST(Buffers, ServeManyThreads)
 {
-    auto const pool = std::make_shared<bufs_pool_t>(mebibyte);
+    auto const pool = std::make_shared<bufs_pool_t>(Mebibyte);
     auto const churn = [&pool](unsigned char mark)
     {
         for (unsigned long i = 1; i < 400; ++i)
@@ -99,7 +100,7 @@ TEST(Buffers, ServeManyThreads)
     std::thread second(churn, static_cast<unsigned char>(2));
     first.join();
     second.join();
-    EXPECT_LE(pool->GetIdleBytes(), mebibyte);
+    EXPECT_LE(pool->GetIdleBytes(), Mebibyte);
 }
 
 TEST(Buffers, ContentBodiesAreSharedAndNameTheirCompression)

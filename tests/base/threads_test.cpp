@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/io.h"
 #include "bucketry/base/perf.h"
 #include "bucketry/base/sync.h"

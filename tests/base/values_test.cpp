@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/certificate.h"
 #include "bucketry/base/datetime.h"
 #include "bucketry/base/exceptions.h"
@@ -17,7 +18,7 @@ using datetime::CDateTime;
 namespace
 {
 
-constexpr char const* httpDate = "%a, %d %b %Y %H:%M:%S GMT";
+constexpr char const* HttpDate = "%a, %d %b %Y %H:%M:%S GMT";
 
 // Local time of the process for one test.
 class CTimeZone
@@ -50,7 +51,7 @@ TEST(DateTime, ReadsAndWritesEachFormInUse)
     };
     for (SCase const& each :
          {SCase{"1994-11-06 08:49:37", CDateTime::DefaultFormat, 784111777},
-          SCase{"Sun, 06 Nov 1994 08:49:37 GMT", httpDate, 784111777},
+          SCase{"Sun, 06 Nov 1994 08:49:37 GMT", HttpDate, 784111777},
           SCase{"1994-11-06T08:49:37.000Z", "%Y-%m-%dT%H:%M:%S.000Z", 784111777},
           SCase{"Sunday  6 November 310 1994 %", "%A %e %B %j %Y %%", 784080000},
           SCase{"1969-12-31T23:59:59", "%FT%T", -1}, SCase{"0000-03-01T00:00:00", "%FT%T", -62162035200},
@@ -76,8 +77,8 @@ TEST(DateTime, RefusesRubbishAndDatesThatDoNotExist)
     {
         EXPECT_THROW(CDateTime::fromString(text, CDateTime::DefaultFormat, true), exc::CRuntimeExc) << text;
     }
-    EXPECT_THROW(CDateTime::fromString("Mon, 06 Nov 1994 08:49:37 GMT", httpDate, true), exc::CRuntimeExc);
-    EXPECT_THROW(CDateTime::fromString("Sun, 06 Nov 1994 08:49:37 UTC", httpDate, true), exc::CRuntimeExc);
+    EXPECT_THROW(CDateTime::fromString("Mon, 06 Nov 1994 08:49:37 GMT", HttpDate, true), exc::CRuntimeExc);
+    EXPECT_THROW(CDateTime::fromString("Sun, 06 Nov 1994 08:49:37 UTC", HttpDate, true), exc::CRuntimeExc);
     EXPECT_THROW(CDateTime::fromString("2023 366", "%Y %j", true), exc::CRuntimeExc);
     EXPECT_THROW(CDateTime::fromString("2023-02-03 033", "%F %j", true), exc::CRuntimeExc);
     EXPECT_THROW(CDateTime::fromString("05", "%q", true), exc::CRuntimeExc);

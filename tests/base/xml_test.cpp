@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "base/xmlpp.h"
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/xml.h"
@@ -11,7 +12,7 @@ using xmlpp::CXmlDocument;
 namespace
 {
 
-std::string const everyByte = "\t\n\r \r\n&amp;<>\"'&#10;]]>\x7F \xC2\x85 \xE2\x82\xAC \xF0\x9F\x98\x80 \xEF\xBF\xBD ";
+std::string const EveryByte = "\t\n\r \r\n&amp;<>\"'&#10;]]>\x7F \xC2\x85 \xE2\x82\xAC \xF0\x9F\x98\x80 \xEF\xBF\xBD ";
 
 std::string FailureOf(std::string const& text)
 {
@@ -32,7 +33,7 @@ TEST(Xml, AttributesComeBackByteForByte)
 {
     CXmlDocument document = CXmlDocument::CreateNew();
     auto root = document.CreateRootNode("Root");
-    root.SetAttribute("Text", everyByte);
+    root.SetAttribute("Text", EveryByte);
     root.CreateChildNode("Child").SetAttribute("Inner", document.Serialize(false));
     root.CreateChildNode("Other");
     root.CreateChildNode("Child").SetAttribute("Empty", "");
@@ -40,11 +41,11 @@ TEST(Xml, AttributesComeBackByteForByte)
     {
         std::string const text = document.Serialize(pretty);
         auto const read = CXmlDocument::Unserialize(text).GetRootNode("Root");
-        EXPECT_EQ(read.GetAttribute("Text"), everyByte);
+        EXPECT_EQ(read.GetAttribute("Text"), EveryByte);
         auto const children = read.GetChildNodes("Child");
         ASSERT_EQ(children.size(), 2U);
         auto const inner = CXmlDocument::Unserialize(children[0].GetAttribute("Inner")).GetRootNode("Root");
-        EXPECT_EQ(inner.GetAttribute("Text"), everyByte);
+        EXPECT_EQ(inner.GetAttribute("Text"), EveryByte);
         EXPECT_EQ(children[1].GetAttribute("Empty"), "");
         EXPECT_TRUE(children[1].HasAttribute("Empty") && !children[1].HasAttribute("Text"));
         EXPECT_THROW(children[1].GetAttribute("Text"), exc::CRuntimeExc);

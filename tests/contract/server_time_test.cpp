@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/expect_failure.h"
 #include "support/fake_clock.h"
 #include "support/log_capture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A manifest from anybody, as it comes and with its digest set right: it is refused with the library's exception, or is
 // byte for byte what the tool itself writes for what was read.
 

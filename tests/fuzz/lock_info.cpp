@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A stored lock record from anybody: it is refused with the library's exception, or comes back as it was read.
 
 #include "bucketry/base/exceptions.h"

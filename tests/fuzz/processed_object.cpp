@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A stored object from anybody: reading it fails with the library's exception, or gives no more than its header
 // announces. The same bytes as a plain body come back as they were, whatever was done to them.
 

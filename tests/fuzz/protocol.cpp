@@ -1,5 +1,6 @@
-// What comes over the network from anybody, one target for each reader; FUZZ_TARGET names the one that is built. It is refused
-// in the one way that its callers know, or what was read holds together. Anything else ends the process.
+// SPDX-License-Identifier: Apache-2.0
+// What comes over the network from anybody, one target for each reader; FUZZ_TARGET names the one that is built. It is
+// refused in the one way that its callers know, or what was read holds together. Anything else ends the process.
 
 #include "bucketry/base/datetime.h"
 #include "bucketry/base/exceptions.h"

@@ -1,6 +1,7 @@
-// A request from anybody, and the same bytes as a fault script. The request is a first line, header lines, an empty line and a
-// body. Nobody asks for its signature, so that it comes as far as it can: it is answered, and never because of a failure of the
-// simulator itself. A script is read, or refused with the line that is at fault.
+// SPDX-License-Identifier: Apache-2.0
+// A request from anybody, and the same bytes as a fault script. The request is a first line, header lines, an empty
+// line and a body. Nobody asks for its signature, so that it comes as far as it can: it is answered, and never because
+// of a failure of the simulator itself. A script is read, or refused with the line that is at fault.
 
 #include "faults/faults.h"
 #include "server/service.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # arrows.sh SOURCE_DIR INCLUDE_DIR "ROOM BELOW..."...: each room, with the rooms whose headers it may include besides its own.
 # Fails for an arrow that points up or back, and for files that include each other, be it in a circle. A .cpp and its header
 # count as one file.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # leaks.sh COMPILER INCLUDE_DIR: no public header may pull in a header of a library other than Boost.
 set -euo pipefail
 compiler=$1

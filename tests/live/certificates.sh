@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Makes the certificates of the live tests: certificates.sh DIR
 #   ca.pem           the authority clients are to trust; it signed all of these but the stranger's
 #   server.pem       good: localhost, buckets.localhost, *.buckets.localhost, 127.0.0.1

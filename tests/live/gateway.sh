@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # A one-node Ceph RADOS gateway on loopback, without keys, everything it has in one directory.
 #   gateway.sh start DIR          makes one in DIR (absent or empty) and starts it; DIR/env then tells clients what to know
 #   gateway.sh stop DIR           ends all its processes

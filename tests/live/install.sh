@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs what the live tests need and this machine lacks. Needs root or a sudo that asks nothing.
 set -euo pipefail
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/datetime.h"
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"
@@ -24,11 +25,11 @@ namespace
 using testing::BufsOf;
 using testing::TextOf;
 
-constexpr unsigned long g_mebibyte = 1024 * 1024;
+constexpr unsigned long Mebibyte = 1024 * 1024;
 
-/// Where this store differs from S3: it forgets the lock headers of copies and multipart uploads and names no version of a
-/// copy, which the layer makes good; and it knows no archive.
-constexpr bool g_restoresFromArchive = false;
+/// Where this store differs from S3: it forgets the lock headers of copies and multipart uploads and names no version
+/// of a copy, which the layer makes good; and it knows no archive.
+constexpr bool RestoresFromArchive = false;
 
 std::string Setting(char const* name)
 {
@@ -253,7 +254,7 @@ TEST_F(LiveStore, DeletesOneAndTwoAndAHalfThousand)
 
 TEST_F(LiveStore, StreamsObjectsOfEverySize)
 {
-    for (unsigned long const size : {0UL, 5UL, 8 * g_mebibyte, 8 * g_mebibyte + 1, 27 * g_mebibyte})
+    for (unsigned long const size : {0UL, 5UL, 8 * Mebibyte, 8 * Mebibyte + 1, 27 * Mebibyte})
     {
         std::string const text = Pattern(size);
         auto const stream = Open("plain", "stream", size);
@@ -268,7 +269,7 @@ TEST_F(LiveStore, StreamsObjectsOfEverySize)
         EXPECT_EQ(part, text.substr(offset, 7));
         EXPECT_EQ(reader.Read(reinterpret_cast<unsigned char*>(part.data()), 1, size), 0u);
     }
-    Open("plain", "dropped", 0)->WriteZeroes(20 * g_mebibyte);
+    Open("plain", "dropped", 0)->WriteZeroes(20 * Mebibyte);
     EXPECT_FALSE(m_client.IsObjectExist("plain", "dropped", "").get());
     wire::SWireRequest uploads = wire::BucketRequest("ListMultipartUploads", transport::EHttpMethod::Get, "plain");
     wire::AddSubResource(uploads, "uploads");
@@ -294,7 +295,7 @@ TEST_F(LiveStore, KeepsTheLockOfEveryRouteByWhichAnObjectCanCome)
     {
         expectLocked("lock/put", Put("locked", "lock/put", "x", lock));
         auto const stream = Open("locked", "lock/parts", 0, lock);
-        stream->WriteZeroes(9 * g_mebibyte);
+        stream->WriteZeroes(9 * Mebibyte);
         expectLocked("lock/parts", stream->Finish()->m_versionId);
         Put("locked", "free", "x");
         expectLocked("lock/copy",
@@ -324,7 +325,7 @@ TEST_F(LiveStore, AnswersWhatIsAskedAboutItself)
         EXPECT_EQ(refusal.GetStatusCode(), 404);
         EXPECT_EQ(refusal.GetAmazonErrorCode(), "NoSuchKey");
     }
-    if (!g_restoresFromArchive)
+    if (!RestoresFromArchive)
     {
         Put("plain", "archive", "x");
         EXPECT_THROW(m_client.PostObjectRestore("plain", "archive", 1, EGlacierRetrievalTier::Bulk, "").get(),
@@ -335,7 +336,7 @@ TEST_F(LiveStore, AnswersWhatIsAskedAboutItself)
 TEST_F(LiveStore, IsReachedOverTlsWithItsOwnAuthority)
 {
     CS3WireClient const client = ClientOver(Connect(TlsSettings("BUCKETRY_LIVE_TLS_ENDPOINT")));
-    std::string const text = Pattern(3 * g_mebibyte);
+    std::string const text = Pattern(3 * Mebibyte);
     client.PutObject("plain", "tls", BufsOf(text), {}, {}, {}, {}, {}).get();
     EXPECT_TRUE(Get("plain", "tls") == text);
     SObjectData const part = client.GetObject("plain", "tls", nullptr, 1000, 0, "").get();
@@ -398,10 +399,10 @@ private:
 
 TEST_F(LiveStore, CopiesInPartsWhatIsTooLargeForOneRequest)
 {
-    std::string const text = Pattern(12 * g_mebibyte);
+    std::string const text = Pattern(12 * Mebibyte);
     std::string const version = Put("locked", "large source", text);
     Put("locked", "large source", "newer");
-    SStoreTraits const small{false, false, 8 * g_mebibyte, 5 * g_mebibyte};
+    SStoreTraits const small{false, false, 8 * Mebibyte, 5 * Mebibyte};
     COperations operations(std::make_shared<CSmallCopies>(), std::make_shared<CStoreRecord>(SStoreAddress{}, small));
     std::string const copied =
         operations.CopyObject({"locked", "large source", version}, {"locked", "large copy", ""}, {}, {}, "")

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/bufs.h"
 #include "support/expect_failure.h"
 #include "support/store_backends.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs a command beside a Ceph RADOS gateway of its own: with-gateway.sh COMMAND [ARGUMENT...]
 #
 # The command finds the gateway through the BUCKETRY_LIVE_* variables (see README.md); its exit status is this script's.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lock_fixture.h"
 #include "support/temp_dir.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "lock_fixture.h"
 
 #include <gmock/gmock.h>
@@ -154,7 +155,7 @@ struct SOvertaken
     std::vector<std::pair<std::string, int>> m_unversioned;
 };
 
-SOvertaken const overtaken[] = {
+SOvertaken const Overtaken[] = {
     {"declare", "try", false, {{"declare", 1}}, {}},
     {"try", "declare", false, {{"try", 2}, {"declare", 1}}, {{"try", 0}}},
     {"try", "declare", true, {{"try", 2}, {"declare", 1}}, {{"try", 0}}},
@@ -165,7 +166,7 @@ SOvertaken const overtaken[] = {
 
 TEST_P(OptimisticLock, TakesBackWhatItMayWhenItIsOvertaken)
 {
-    for (SOvertaken const& row : overtaken)
+    for (SOvertaken const& row : Overtaken)
     {
         CLockFixture one(GetParam());
         auto const overtake = [&](std::string const& call)

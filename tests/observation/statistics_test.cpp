@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/statistics.h"
 
 #include "support/decorator_suite.h"

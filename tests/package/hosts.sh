@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash disable=SC2034
 # Sourced by the tests of this folder: TREE BUILD COMPILER [OPTION...] are the source, the build that is tested, and with what
 # cmake is to build more of the same kind. Sets `work`, an empty folder of the test's own, which goes when the test ends well.

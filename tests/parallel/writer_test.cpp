@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "parallel/operations.h"
 #include "support/recording_client.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/bare_client.h"
 #include "support/expect_failure.h"
 #include "support/log_capture.h"
@@ -20,7 +21,7 @@ using testing::ExpectFailure;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-constexpr char const* g_arn = "arn:aws:s3:eu-west-1:123456789012:accesspoint/backup";
+constexpr char const* Arn = "arn:aws:s3:eu-west-1:123456789012:accesspoint/backup";
 
 TEST(Paths, BecomeKeysAndPrefixes)
 {
@@ -61,7 +62,7 @@ TEST(S3Client, AsksForTheRegionAndOnlyWarns)
                "Cannot validate region [us-east-1] for bucket [vault]\n"},
           SRow{"S3", "vault", "", Answer(403, error), false, ""},
           SRow{"Google", "vault", "us-east-1", Answer(403, error), false, ""},
-          SRow{"S3", g_arn, "eu-west-1", Answer(403, error), false, ""}})
+          SRow{"S3", Arn, "eu-west-1", Answer(403, error), false, ""}})
     {
         CRawHttpServer const server([&](std::string const&) { return row.m_answer; });
         auto const context = ContextFor(server.Url(), row.m_container);
@@ -79,7 +80,7 @@ TEST(S3Client, AsksForTheRegionAndOnlyWarns)
 
 TEST(S3Client, TellsWhatItIsWithoutARequest)
 {
-    auto const client = ClientFor("http://127.0.0.1:1", g_arn);
+    auto const client = ClientFor("http://127.0.0.1:1", Arn);
     EXPECT_EQ(client->GetCloudContainerName(), "backup");
     EXPECT_EQ(ClientFor("http://127.0.0.1:1", "vault")->GetCloudContainerName(), "vault");
     EXPECT_EQ(client->GetStorageQuota(), 9223372036854775807);

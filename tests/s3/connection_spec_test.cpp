@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/options.h"
 #include "bucketry/s3.h"
 #include "s3wire/context.h"
@@ -14,15 +15,15 @@ using testing::CLogCapture;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-constexpr char const* g_arn = "arn:aws:s3:eu-west-1:123456789012:accesspoint/backup";
+constexpr char const* Arn = "arn:aws:s3:eu-west-1:123456789012:accesspoint/backup";
 
 std::string Root(std::string const& inside)
 {
     return "<S3ConnSpec>" + inside + "</S3ConnSpec>";
 }
 
-std::string const g_address = R"(<BucketAddr ApiEndpoint="http://h" Region="r" BucketName="b"/>)";
-std::string const g_keys = R"(<Credentials AccessKeyId="AKID" SecretAccessKey="hidden"/>)";
+std::string const Address = R"(<BucketAddr ApiEndpoint="http://h" Region="r" BucketName="b"/>)";
+std::string const KeysOfSpec = R"(<Credentials AccessKeyId="AKID" SecretAccessKey="hidden"/>)";
 
 SS3ClientConnSpec FullSpec()
 {
@@ -50,7 +51,7 @@ TEST(ConnectionSpec, TextHasAPlaceForEverythingAndReadsBackTheSame)
     EXPECT_EQ(SS3ClientConnSpec::Deserialize(text).Serialize(), text);
 
     SS3ClientConnSpec spec;
-    spec.BucketAddr.ARN = g_arn;
+    spec.BucketAddr.ARN = Arn;
     spec.BucketAddr.Region = "set by hand";
     spec.BucketAddr.Proxy = SS3ProxyConfig{"http://proxy", "", "lost"};
     auto const pem = testing::CTestAuthority().CertificatePem();
@@ -59,13 +60,13 @@ TEST(ConnectionSpec, TextHasAPlaceForEverythingAndReadsBackTheSame)
     spec.FolderName = "not written";
     EXPECT_THAT(spec.Serialize(), Not(HasSubstr("Region")));
     SS3ClientConnSpec const read = SS3ClientConnSpec::Deserialize(spec.Serialize());
-    EXPECT_EQ(read.BucketAddr.ARN, g_arn);
+    EXPECT_EQ(read.BucketAddr.ARN, Arn);
     EXPECT_EQ(read.BucketAddr.Region, "eu-west-1");
     EXPECT_EQ(read.BucketAddr.Proxy->Password, "");
     EXPECT_TRUE(read.BucketAddr.ServerCertificate == spec.BucketAddr.ServerCertificate);
     EXPECT_EQ(read.Credentials.RoleAuth->MetadataHost, options_t::GetInst().GetInstanceMetadataEndpoint());
     EXPECT_EQ(read.FolderName, "");
-    EXPECT_EQ(SS3ClientConnSpec::Deserialize(Root(g_address + g_keys + R"(<Repository FolderName="f"/>)")).FolderName,
+    EXPECT_EQ(SS3ClientConnSpec::Deserialize(Root(Address + KeysOfSpec + R"(<Repository FolderName="f"/>)")).FolderName,
               "f");
 }
 
@@ -74,10 +75,11 @@ TEST(ConnectionSpec, OptionsThatAreMissingKeepTheirDefaults)
     for (bool const isVirtualHosted : {false, true})
     {
         options_t::GetInst().SetS3VirtualHostedStyleEnabled(isVirtualHosted);
-        EXPECT_EQ(SS3ClientConnSpec::Deserialize(Root(g_address + g_keys)).Options.UseVirtualHostedStyle,
+        EXPECT_EQ(SS3ClientConnSpec::Deserialize(Root(Address + KeysOfSpec)).Options.UseVirtualHostedStyle,
                   isVirtualHosted);
-        EXPECT_EQ(SS3ClientConnSpec::Deserialize(Root(g_address + g_keys + "<Options/>")).Options.UseVirtualHostedStyle,
-                  isVirtualHosted);
+        EXPECT_EQ(
+            SS3ClientConnSpec::Deserialize(Root(Address + KeysOfSpec + "<Options/>")).Options.UseVirtualHostedStyle,
+            isVirtualHosted);
     }
     options_t::GetInst().SetS3VirtualHostedStyleEnabled(false);
 }
@@ -93,15 +95,15 @@ TEST(ConnectionSpec, RefusesWhatIsNone)
     for (SRow const& row :
          {SRow{"", "Malformed XML", false}, SRow{"<S3ConnSpec>", "Malformed XML", false},
           SRow{"<Other S3ConnSpec='1'/>", nullptr, false}, SRow{"<S3ConnSpec/>", "BucketAddr", true},
-          SRow{Root(R"(<BucketAddr ApiEndpoint="h" Region="r"/>)" + g_keys), "BucketName", true},
-          SRow{Root(R"(<BucketAddr ARN="arn:aws:s3:::bucket"/>)" + g_keys), "Invalid S3 ARN", true},
-          SRow{Root(g_address), "Either <Credentials> or <RoleAuth> node or <AmazonS3RestClientId>", true},
-          SRow{Root(g_address + R"(<Credentials AccessKeyId="a"/>)"), "SecretAccessKey", true},
-          SRow{Root(g_address + "<RoleAuth/>"), "RoleName", true},
-          SRow{Root(g_address + g_keys + R"(<Options StorageClass="COLD"/>)"), "COLD", true},
-          SRow{Root(g_address + g_keys + R"(<Options UseVirtualHostedStyle="maybe"/>)"), "maybe", true},
-          SRow{Root(g_address + g_keys + R"(<BatchParams AccountId="1"/>)"), "ControlApiEndpoint", true},
-          SRow{Root(R"(<BucketAddr ARN=")" + std::string(g_arn) + R"(" ServerCertificate="x"/>)" + g_keys),
+          SRow{Root(R"(<BucketAddr ApiEndpoint="h" Region="r"/>)" + KeysOfSpec), "BucketName", true},
+          SRow{Root(R"(<BucketAddr ARN="arn:aws:s3:::bucket"/>)" + KeysOfSpec), "Invalid S3 ARN", true},
+          SRow{Root(Address), "Either <Credentials> or <RoleAuth> node or <AmazonS3RestClientId>", true},
+          SRow{Root(Address + R"(<Credentials AccessKeyId="a"/>)"), "SecretAccessKey", true},
+          SRow{Root(Address + "<RoleAuth/>"), "RoleName", true},
+          SRow{Root(Address + KeysOfSpec + R"(<Options StorageClass="COLD"/>)"), "COLD", true},
+          SRow{Root(Address + KeysOfSpec + R"(<Options UseVirtualHostedStyle="maybe"/>)"), "maybe", true},
+          SRow{Root(Address + KeysOfSpec + R"(<BatchParams AccountId="1"/>)"), "ControlApiEndpoint", true},
+          SRow{Root(R"(<BucketAddr ARN=")" + std::string(Arn) + R"(" ServerCertificate="x"/>)" + KeysOfSpec),
                "certificate", true},
           SRow{Root(R"(<BucketAddr BucketName="b" AmazonS3RestClientId="no guid"/>)"), "no guid", true},
           SRow{Root(R"(<BucketAddr BucketName="b" AmazonS3RestClientId="00000000-0000-4000-8000-0000000000aa"/>)"),
@@ -128,7 +130,7 @@ TEST(ConnectionSpec, ShortFormTakesEverythingElseFromTheCredentialStore)
     EXPECT_FALSE(shortSpec.Credentials.Keys);
     std::string text = shortSpec.Serialize();
     EXPECT_THROW(SS3Credentials::DeserializeFromS3Spec(text), exc::CRuntimeExc);
-    text.replace(text.find("<Options"), 0, g_keys); // not looked at
+    text.replace(text.find("<Options"), 0, KeysOfSpec); // not looked at
 
     SS3ClientConnSpec const read = SS3ClientConnSpec::Deserialize(text);
     EXPECT_EQ(read.BucketAddr.BucketName, "b");
@@ -160,11 +162,11 @@ TEST(ConnectionSpec, LogLineShowsNoSecret)
     EXPECT_EQ(spec.ToLogStr(), "S3 client connection: [region: eu-west-1, bucket: backup, accessKeyId: ****AKID]");
     spec.Credentials.Keys->AccessKeyId = "AKI";
     EXPECT_EQ(spec.ToLogStr(), "S3 client connection: [region: eu-west-1, bucket: backup]");
-    spec.BucketAddr.ARN = g_arn;
+    spec.BucketAddr.ARN = Arn;
     spec.Credentials.Keys.reset();
     spec.Credentials.ClientId = guid::guid_t::FromAStr("00000000-0000-4000-8000-0000000000aa");
     EXPECT_EQ(spec.ToLogStr(),
-              "S3 client connection: [ARN string: '" + std::string(g_arn) +
+              "S3 client connection: [ARN string: '" + std::string(Arn) +
                   "', clientId: 00000000-0000-4000-8000-0000000000aa, no keys]");
 }
 

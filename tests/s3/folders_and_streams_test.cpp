@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/bare_client.h"
 #include "support/expect_failure.h"
 #include "support/memory_client.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/streams.h"
 
 #include "bucketry/base/exceptions.h"
@@ -18,7 +19,7 @@ using namespace s3;
 using testing::ElementsAre;
 using transport::EHttpMethod;
 
-constexpr unsigned long g_part = 8 * 1024 * 1024;
+constexpr unsigned long Part = 8 * 1024 * 1024;
 
 /// A store for one object.
 class CUploadStore
@@ -109,7 +110,7 @@ void Write(CS3WireWriteStream& stream, std::string const& text, unsigned long fr
 
 TEST(WriteStream, SendsOneRequestForWhatFitsOnePart)
 {
-    for (unsigned long const size : {0UL, 5UL, g_part})
+    for (unsigned long const size : {0UL, 5UL, Part})
     {
         CUploadStore store;
         std::string const text = Pattern(size);
@@ -128,16 +129,16 @@ TEST(WriteStream, SendsOneRequestForWhatFitsOnePart)
 TEST(WriteStream, SendsPartsAndPutsThemTogether)
 {
     CUploadStore store;
-    std::string const text = Pattern(3 * g_part + 77);
-    auto const stream = store.Open(text.size() + 2 * g_part);
+    std::string const text = Pattern(3 * Part + 77);
+    auto const stream = store.Open(text.size() + 2 * Part);
     Write(*stream, text.substr(0, 1000));
     Write(*stream, text, 1000);
-    stream->WriteZeroes(2 * g_part);
+    stream->WriteZeroes(2 * Part);
     stream->Flush();
     EXPECT_EQ(store.m_parts.size(), 5u);
     SMultipartUploadResult const result = *stream->Finish();
     EXPECT_EQ(result.m_result + result.m_versionId, "\"m\"V1");
-    EXPECT_TRUE(store.m_object == text + std::string(2 * g_part, '\0'));
+    EXPECT_TRUE(store.m_object == text + std::string(2 * Part, '\0'));
     EXPECT_EQ(store.m_parts.size(), 6u);
     EXPECT_EQ(store.m_sender->Lines().back(), "POST b/k?uploadId=UID");
 }
@@ -145,13 +146,13 @@ TEST(WriteStream, SendsPartsAndPutsThemTogether)
 TEST(WriteStream, AbortsWhatIsDroppedOrFails)
 {
     CUploadStore store;
-    store.Open(0)->WriteZeroes(g_part);
+    store.Open(0)->WriteZeroes(Part);
     EXPECT_TRUE(store.m_sender->Lines().empty());
-    store.Open(0)->WriteZeroes(g_part + 1);
+    store.Open(0)->WriteZeroes(Part + 1);
     EXPECT_EQ(store.m_sender->Lines().back(), "DELETE b/k?uploadId=UID");
 
-    auto wrong = store.Open(g_part + 2);
-    wrong->WriteZeroes(g_part + 1);
+    auto wrong = store.Open(Part + 2);
+    wrong->WriteZeroes(Part + 1);
     EXPECT_THROW(wrong->Finish(), exc::CRuntimeExc);
     EXPECT_THROW(wrong->WriteZeroes(1), exc::CRuntimeExc) << "a failure stays";
     wrong.reset();
@@ -162,7 +163,7 @@ TEST(WriteStream, AbortsWhatIsDroppedOrFails)
 
     store.m_failPart = 1;
     auto refused = store.Open(0);
-    refused->WriteZeroes(g_part + 1);
+    refused->WriteZeroes(Part + 1);
     EXPECT_THROW(refused->Flush(), CS3WireException);
     EXPECT_THROW(refused->Finish(), CS3WireException);
     refused.reset();
@@ -174,12 +175,12 @@ TEST(WriteStream, KeepsTheObjectWhoseLockFails)
 {
     CUploadStore store; // gives no answer that names a lock
     auto stream = store.Open(0, SObjectLockConfig(true, EObjectLockMode::Governance, "2031-01-01T00:00:00Z", false));
-    stream->WriteZeroes(g_part + 1);
+    stream->WriteZeroes(Part + 1);
     EXPECT_ANY_THROW(stream->Finish());
     std::size_t const requests = store.m_sender->Lines().size();
     stream.reset();
     EXPECT_EQ(store.m_sender->Lines().size(), requests) << "no abort";
-    EXPECT_EQ(store.m_object.size(), g_part + 1);
+    EXPECT_EQ(store.m_object.size(), Part + 1);
 }
 
 TEST(WriteStream, LooksAtTheObjectWhenTheAnswerIsLost)
@@ -189,9 +190,9 @@ TEST(WriteStream, LooksAtTheObjectWhenTheAnswerIsLost)
         CUploadStore store;
         store.m_loseCompleteAnswer = true;
         store.m_complete = completed;
-        store.m_object = std::string(g_part + 1, 'x'); // an older object of the same size is not taken for the new one
+        store.m_object = std::string(Part + 1, 'x'); // an older object of the same size is not taken for the new one
         auto const stream = store.Open(0);
-        stream->WriteZeroes(g_part + 1);
+        stream->WriteZeroes(Part + 1);
         if (completed)
         {
             EXPECT_EQ(stream->Finish()->m_versionId, "V2");

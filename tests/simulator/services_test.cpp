@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "client.h"
 
 #include <gmock/gmock.h>
@@ -20,11 +21,11 @@ std::string JsonText(std::string const& json, std::string const& name)
 } // namespace
 
 /// The clock is moved by hours, while requests are signed for the real time.
-SSimulatorOptions const g_anyClock = {.m_maxSkew = std::chrono::hours(24 * 365 * 1000)};
+SSimulatorOptions const AnyClock = {.m_maxSkew = std::chrono::hours(24 * 365 * 1000)};
 
 TEST(SimulatedArchive, OpensSomeTimeAfterItWasAskedFor)
 {
-    CSimulator simulator(g_anyClock);
+    CSimulator simulator(AnyClock);
     simulator.CreateBucket("b");
     CClient const client(simulator);
     auto const restore = [&](std::string const& key, std::string const& inside)
@@ -101,7 +102,7 @@ protected:
     std::string RestoreState() { return m_client.Send("HEAD", "/b/a%20b").Header("x-amz-restore"); }
 
     std::string const m_account = "x-amz-account-id: 123456789012";
-    CSimulator m_simulator{g_anyClock};
+    CSimulator m_simulator{AnyClock};
     CClient const m_client{m_simulator};
 };
 

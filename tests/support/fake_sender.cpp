@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/fake_sender.h"
 
 #include "bucketry/s3wire/exception.h"

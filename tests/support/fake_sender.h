@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/client_over.h"
@@ -12,7 +13,8 @@
 namespace bucketry::s3wire::tests
 {
 
-/// A sender without a network: the handler makes the answers, and refusals become exceptions as the real one raises them.
+/// A sender without a network: the handler makes the answers, and refusals become exceptions as the real one raises
+///                             them.
 class CFakeSender final : public wire::IWireSender
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/client.h"
@@ -34,7 +35,8 @@ private:
     std::vector<std::string> m_seen;
 };
 
-/// A client, and the versioning operations, that only record, and answer with fixed results. The recorder must outlive them. Streams record, too.
+/// A client, and the versioning operations, that only record, and answer with fixed results. The recorder must outlive
+/// them. Streams record, too.
 std::shared_ptr<ICloudClient> RecordingClient(CRecorder& recorder);
 std::shared_ptr<ICloudVersioningUtils> RecordingVersioning(CRecorder& recorder);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/store_backends.h"
 
 #include "s3wire/auth/auth.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "backup/manifest.h"
 #include "backup/names.h"
 #include "json.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "backup/tree.h"
 #include "files.h"
 #include "task_window.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "listing.h"
 
 #include "support/memory_client.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "tool/store_commands.h"
 
 namespace bucketry::tool

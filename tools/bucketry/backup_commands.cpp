@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "backup/restorer.h"
 #include "backup/verifier.h"
 #include "backup/writer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/exceptions.h"
@@ -71,8 +72,8 @@ struct SFileAttributes
 /// Sets modification time and permission bits of an open file or directory.
 void ApplyAttributes(CFd const& file, SFileAttributes const& attributes, std::string_view path);
 
-/// A file that appears whole or not at all: it is written under a temporary name in the same directory and takes its own
-/// name in the end. Dropped before, it leaves nothing. `directory` must outlive it.
+/// A file that appears whole or not at all: it is written under a temporary name in the same directory and takes its
+/// own name in the end. Dropped before, it leaves nothing. `directory` must outlive it.
 class CReplacementFile
 {
 public:

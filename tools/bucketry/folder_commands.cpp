@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "backup/names.h"
 #include "cli.h"
 #include "listing.h"

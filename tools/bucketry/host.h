@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "output.h"
@@ -50,7 +51,8 @@ enum class EAccess
     Write ///< a local root is made if it is missing
 };
 
-/// What a command works with: the storage that the global options name, and the output. Outlives all tasks of the command.
+/// What a command works with: the storage that the global options name, and the output. Outlives all tasks of the
+///                            command.
 class CHost
 {
 public:

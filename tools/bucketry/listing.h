@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "host.h"
@@ -16,8 +17,8 @@ void WalkFolder(ICloudClient& client, std::string const& folder,
 
 /// Deletes a folder with all its content, many objects at a time; on a client with versions every version. Blocks, and
 /// throws the first failure.
-/// \param isLink  for a local root: whether a path is a link, which goes without a look behind it. Empty for a client that
-///                lists asynchronously.
+/// \param isLink  for a local root: whether a path is a link, which goes without a look behind it. Empty for a client
+///                that lists asynchronously.
 void RemoveFolder(ICloudClient& client, std::string const& folder,
                   std::function<bool(std::string const& path)> const& isLink);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "child.h"
 #include "cli.h"
 #include "signals.h"
@@ -181,7 +182,8 @@ private:
         return signal;
     }
 
-    /// The exit status of the command. Signals of the terminal reach it anyway; those sent to this process are passed on.
+    /// The exit status of the command. Signals of the terminal reach it anyway; those sent to this process are passed
+    /// on.
     int RunCommand(CLockWatch& watch)
     {
         CChild child(m_options.m_command, m_signals.Former());

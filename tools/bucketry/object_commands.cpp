@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "backup/names.h"
 #include "cli.h"
 #include "files.h"
@@ -127,7 +128,8 @@ void ReadExactly(SInput const& input, unsigned char* data, std::size_t size, std
     }
 }
 
-/// Piece by piece, so that a large file takes no more memory than a small one. Gives the new version's id, if there is one.
+/// Piece by piece, so that a large file takes no more memory than a small one. Gives the new version's id, if there is
+/// one.
 std::string StreamUp(CHost& host, SInput const& input, std::string const& file, std::string const& path,
                      until_t const& until)
 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "host.h"
@@ -8,10 +9,10 @@
 #include <optional>
 #include <string>
 
-/// Bodies that are too large for one compressed or encrypted object. Their pieces are objects below "PATH.bucketry-pieces",
-/// in a folder for each time the body was stored; PATH itself is an index, stored as any body, that names that folder.
-/// The index is written behind the pieces, and older pieces go behind it, so PATH is whole at all times. Where versions are
-/// kept, older pieces stay with the older versions of the index, until all versions go.
+/// Bodies that are too large for one compressed or encrypted object. Their pieces are objects below
+/// "PATH.bucketry-pieces", in a folder for each time the body was stored; PATH itself is an index, stored as any body,
+/// that names that folder. The index is written behind the pieces, and older pieces go behind it, so PATH is whole at
+/// all times. Where versions are kept, older pieces stay with the older versions of the index, until all versions go.
 namespace bucketry::tool
 {
 
@@ -20,8 +21,8 @@ using source_t = std::function<void(unsigned char* data, std::size_t size)>;
 /// Takes the next bytes of a body.
 using sink_t = std::function<void(unsigned char const* data, std::size_t size)>;
 
-/// Starts to store one body, immutable if there is a date; then `version`, which may be null, holds the new version's id at
-/// the end. Throws CUsageError for a date where no versions are kept.
+/// Starts to store one body, immutable if there is a date; then `version`, which may be null, holds the new version's
+/// id at the end. Throws CUsageError for a date where no versions are kept.
 std::shared_ptr<task::IAsyncTask> StoreBody(ICloudClient& client, std::string const& path,
                                             std::shared_ptr<io::block::CPooledBuf> const& body,
                                             std::optional<datetime::CDateTime> const& until,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "spec.h"
 
 #include "files.h"
@@ -30,7 +31,8 @@ private:
     std::string m_text;
 };
 
-/// Which element of a well-formed specification cannot be read, where the message does not tell: "In the attribute ...: ".
+/// Which element of a well-formed specification cannot be read, where the message does not tell: "In the attribute ...:
+/// ".
 std::string PlaceOfFault(std::string const& text)
 {
     using s3wire::s3::CObjectStorageClass;

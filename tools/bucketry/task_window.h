@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/tasks.h"
@@ -11,8 +12,8 @@
 namespace bucketry::tool
 {
 
-/// What the tool holds of a body at a time: larger ones are stored as pieces of this size, in bytes, the last one smaller, or
-/// streamed where there is a stream.
+/// What the tool holds of a body at a time: larger ones are stored as pieces of this size, in bytes, the last one
+/// smaller, or streamed where there is a stream.
 inline constexpr std::uint64_t PieceBytes = std::uint64_t(64) << 20;
 
 /// Keeps a bounded number of storage operations in flight, bounded also in the bytes of their bodies. Operations end in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -14,7 +15,8 @@ class BUCKETRY_API CX509CertBlob
 public:
     CX509CertBlob() = default;
 
-    /// Reads the first certificate of a PEM text (RFC 7468). Throws exc::CRuntimeExc if there is none that can be parsed.
+    /// Reads the first certificate of a PEM text (RFC 7468). Throws exc::CRuntimeExc if there is none that can be
+    /// parsed.
     static CX509CertBlob FromPemString(std::string const& pem);
     std::string ToPemString() const;
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -19,9 +20,9 @@ public:
     /// The null value: no time at all.
     explicit CDateTime(bool utc = true) noexcept;
 
-    /// Reads `text`, all of it, by a strptime(3) format with the conversions %Y %m %d %H %M %S %a %A %b %B %d %e %T %F %j and %%,
-    /// names in English. Throws exc::CRuntimeExc with text and format for anything else, impossible dates included.
-    /// `utc` says how the text is meant and how the value is shown.
+    /// Reads `text`, all of it, by a strptime(3) format with the conversions %Y %m %d %H %M %S %a %A %b %B %d %e %T %F
+    /// %j and %%, names in English. Throws exc::CRuntimeExc with text and format for anything else, impossible dates
+    /// included. `utc` says how the text is meant and how the value is shown.
     static CDateTime fromString(std::string const& text, std::string const& format, bool utc);
     /// `seconds` since 1970-01-01 00:00:00 UTC.
     static CDateTime fromUnixTime(long const& seconds, bool utc);

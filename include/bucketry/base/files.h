@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -13,10 +14,11 @@ namespace bucketry::util
 
 /// Joins two pieces with exactly one "/" between them; ends in "/" if `second` is empty.
 BUCKETRY_API std::string fs_merge_path(std::string const& first, std::string const& second);
-/// Makes the directories of a path up to its last "/". One that is there already is no failure; anything else in the way is.
+/// Makes the directories of a path up to its last "/". One that is there already is no failure; anything else in the
+/// way is.
 BUCKETRY_API void fs_make_directory(std::string const& path);
-/// Copies the content of a file and its permission bits; with `overwrite` an existing target is replaced, else it is a failure.
-/// A copy onto itself changes nothing.
+/// Copies the content of a file and its permission bits; with `overwrite` an existing target is replaced, else it is a
+/// failure. A copy onto itself changes nothing.
 BUCKETRY_API void fs_file_copy(std::string const& source, std::string const& target, bool overwrite);
 /// Deletes a file or a link. A missing one is a failure.
 BUCKETRY_API void fs_file_delete(std::string const& path);
@@ -33,15 +35,15 @@ BUCKETRY_API bool fs_is_directory_exists(std::string const& path);
 namespace bucketry::posix
 {
 
-/// An open file; closed when it goes. One thread at a time. Opening never waits: a pipe without a reader is a failure, and
-/// so is reading from a pipe.
+/// An open file; closed when it goes. One thread at a time. Opening never waits: a pipe without a reader is a failure,
+/// and so is reading from a pipe.
 class BUCKETRY_API posix_file_t
 {
 public:
     /// Opens a file for reading. With `direct` the system is asked not to keep its content in the page cache.
     static posix_file_t Open4Read(std::string const& path, bool direct);
-    /// Creates a file, or empties the one that is there, for writing; `size` bytes are announced, so that a full disk is told
-    /// before anything is written or emptied where the file system can say so.
+    /// Creates a file, or empties the one that is there, for writing; `size` bytes are announced, so that a full disk
+    /// is told before anything is written or emptied where the file system can say so.
     static posix_file_t CreateNew(std::string const& path, std::uint64_t size);
 
     posix_file_t(posix_file_t&& other) noexcept;
@@ -90,12 +92,12 @@ class BUCKETRY_API CFsDirectoryInfo
 public:
     explicit CFsDirectoryInfo(std::string path);
 
-    /// Everything that is no directory. `followLinks`: a link counts as what it leads to, and one that leads to nothing is
-    /// left out; else it counts as a file.
+    /// Everything that is no directory. `followLinks`: a link counts as what it leads to, and one that leads to nothing
+    /// is left out; else it counts as a file.
     std::vector<CFsItemInfo> EnumFiles(bool followLinks) const;
     /// `followLinks`: a link to a directory counts as one. `recursive`: at every depth, links never followed for that.
-    /// `includeHidden`: names that begin with a dot as well. `skipUnreadable`, for `recursive` only: leave out what may not be
-    /// opened, else it is a failure.
+    /// `includeHidden`: names that begin with a dot as well. `skipUnreadable`, for `recursive` only: leave out what may
+    /// not be opened, else it is a failure.
     std::vector<CFsItemInfo> EnumSubDirectories(bool followLinks, bool recursive, bool includeHidden,
                                                 bool skipUnreadable) const;
 

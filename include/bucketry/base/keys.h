@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -45,8 +46,8 @@ public:
     static std::shared_ptr<CKeySet> Generate();
     /// Throws exc::CRuntimeExc for the null id.
     static std::shared_ptr<CKeySet> FromRaw(SRawKeySetId const& id, raw_key_t const& key);
-    /// Derives the key from a password by scrypt (RFC 7914; N 32768, r 8, p 1) with the id as salt: the same password and
-    /// id always give the same key. Throws exc::CRuntimeExc for an empty password or the null id.
+    /// Derives the key from a password by scrypt (RFC 7914; N 32768, r 8, p 1) with the id as salt: the same password
+    /// and id always give the same key. Throws exc::CRuntimeExc for an empty password or the null id.
     static std::shared_ptr<CKeySet> FromPassword(std::string const& password, SRawKeySetId const& idAndSalt);
 
     CKeySet(CKeySet const&) = delete;

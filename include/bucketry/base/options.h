@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -9,7 +10,8 @@
 namespace bucketry
 {
 
-/// The host's settings for the process. Safe to call from any thread; a change is seen by what reads the option afterwards.
+/// The host's settings for the process. Safe to call from any thread; a change is seen by what reads the option
+/// afterwards.
 class BUCKETRY_API options_t
 {
 public:
@@ -46,7 +48,8 @@ public:
     std::uint64_t GetBufferPoolIdleBytes() const;
     void SetBufferPoolIdleBytes(std::uint64_t bytes);
 
-    /// URL of the instance metadata service. Default the link-local address of the cloud hosts; an empty text restores it.
+    /// URL of the instance metadata service. Default the link-local address of the cloud hosts; an empty text restores
+    /// it.
     std::string GetInstanceMetadataEndpoint() const;
     void SetInstanceMetadataEndpoint(std::string const& url);
 
@@ -62,8 +65,8 @@ public:
     /// Seconds in which not one byte has moved, after which an attempt counts as lost. Default 120.
     std::uint32_t GetS3StallTimeoutSec() const;
     void SetS3StallTimeoutSec(std::uint32_t seconds);
-    /// Seconds for a request with all its repeats: then an attempt is cut off, and none begins any more. Default 0, which
-    /// leaves large transfers their time.
+    /// Seconds for a request with all its repeats: then an attempt is cut off, and none begins any more. Default 0,
+    /// which leaves large transfers their time.
     std::uint32_t GetS3TotalTimeoutSec() const;
     void SetS3TotalTimeoutSec(std::uint32_t seconds);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -31,8 +32,8 @@ using sink_t = std::function<void(int id, std::vector<CPerfEventArg> const& argu
 BUCKETRY_API void EnablePerfLog(bool enabled);
 BUCKETRY_API bool IsPerfLogEnabled();
 
-/// Sets the taker of the events; an empty function drops them. It is called on the threads that raise the events, several
-/// at a time. What it throws is dropped.
+/// Sets the taker of the events; an empty function drops them. It is called on the threads that raise the events,
+/// several at a time. What it throws is dropped.
 BUCKETRY_API void SetSink(sink_t sink);
 
 BUCKETRY_API void OnEvent(int id) noexcept;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/exceptions.h"
@@ -26,8 +27,8 @@ public:
     /// Waits without limit; what the function threw and nobody asked for is logged.
     ~thread_t();
 
-    /// Waits up to `msec` milliseconds for the end, joins the thread and throws a copy of what its function threw, once.
-    /// Throws exc::CRuntimeExc if the time passes first; the thread then goes on and may be waited for again.
+    /// Waits up to `msec` milliseconds for the end, joins the thread and throws a copy of what its function threw,
+    /// once. Throws exc::CRuntimeExc if the time passes first; the thread then goes on and may be waited for again.
     void WaitForFinishExc(int msec);
 
 private:

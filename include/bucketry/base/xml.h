@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -48,8 +49,8 @@ BUCKETRY_API xml_holder_t TiXmlGetChildSafe(xml_holder_t const& parent, std::str
 
 /// Throws exc::CRuntimeExc with the names of element and attribute if it is missing.
 BUCKETRY_API std::string TiXmlGetStrAttrExc(xml_holder_t const& element, std::string const& name);
-/// False, with the target left alone, if the attribute is missing. A value of the wrong form throws exc::CRuntimeExc with the
-/// names of element and attribute. Booleans are "true" and "false" ("1" and "0" are read, too).
+/// False, with the target left alone, if the attribute is missing. A value of the wrong form throws exc::CRuntimeExc
+/// with the names of element and attribute. Booleans are "true" and "false" ("1" and "0" are read, too).
 BUCKETRY_API bool TiXmlGetStrAttrSafe(xml_holder_t const& element, std::string const& name, std::string& value);
 BUCKETRY_API bool TiXmlGetBoolAttrSafe(xml_holder_t const& element, std::string const& name, bool& value);
 BUCKETRY_API bool TiXmlGetUInt64AttrSafe(xml_holder_t const& element, std::string const& name, std::uint64_t& value);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/certificate.h"
@@ -10,11 +11,12 @@
 #include <optional>
 #include <string>
 
-/// What it takes to reach one bucket, as records and as an XML text. Plain values without shared state; an empty text means
-/// that the value is not given. The XML text and most records hold secrets in the clear: only ToLogStr may be logged.
+/// What it takes to reach one bucket, as records and as an XML text. Plain values without shared state; an empty text
+/// means that the value is not given. The XML text and most records hold secrets in the clear: only ToLogStr may be
+/// logged.
 ///
-/// The Serialize operations write below a given element, the Deserialize operations read from it; these throw exc::CRuntimeExc
-/// that names the element or attribute at fault.
+/// The Serialize operations write below a given element, the Deserialize operations read from it; these throw
+/// exc::CRuntimeExc that names the element or attribute at fault.
 namespace bucketry::s3
 {
 
@@ -104,7 +106,8 @@ struct BUCKETRY_API SS3BucketClient
     guid::guid_t ClientId;
 };
 
-/// A whole specification. Its short form is a bucket name and a client id; all else then comes from the credential store.
+/// A whole specification. Its short form is a bucket name and a client id; all else then comes from the credential
+/// store.
 struct BUCKETRY_API SS3ClientConnSpec
 {
     static std::string GetRootNodeName();

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/buffers.h"
@@ -28,9 +29,11 @@ class BUCKETRY_API CS3WireClientBase
 public:
     virtual ~CS3WireClientBase();
 
-    /// For batch jobs: the endpoint of the control API (empty: the one of the region) and the account. Seen by all copies.
+    /// For batch jobs: the endpoint of the control API (empty: the one of the region) and the account. Seen by all
+    ///                 copies.
     void SetBatchParameters(std::string const& controlEndpoint, std::string const& accountId);
-    /// The account of the batch parameters if there is one; else the caller's own, which the store is asked for once. Blocks.
+    /// The account of the batch parameters if there is one; else the caller's own, which the store is asked for once.
+    /// Blocks.
     std::string GetAccountId() const;
 
     std::shared_ptr<COperations> const& GetOperations() const { return m_operations; }
@@ -50,11 +53,11 @@ namespace bucketry::s3wire::s3
 
 /// The operations of an S3 store. A cheap value: a copy talks to the same store over the same connections.
 ///
-/// Bucket is a bucket name or the ARN of an access point, key an object key as the store has it, without a leading delimiter;
-/// an empty version means the current one.
+/// Bucket is a bucket name or the ARN of an access point, key an object key as the store has it, without a leading
+/// delimiter; an empty version means the current one.
 ///
-/// Each Task has one thread. Fails from the call: exc::CRuntimeExc for an empty key or one over 1024 bytes, and for an ARN that
-/// cannot be served; nothing has been sent. Fails from the task: CS3WireException for a refused request,
+/// Each Task has one thread. Fails from the call: exc::CRuntimeExc for an empty key or one over 1024 bytes, and for an
+/// ARN that cannot be served; nothing has been sent. Fails from the task: CS3WireException for a refused request,
 /// web::http::http_exception if no usable answer came. Any number of threads; a task outlives the client.
 class BUCKETRY_API CS3WireClient final : public CS3WireClientBase
 {
@@ -74,9 +77,9 @@ public:
     CS3WireClient& operator=(CS3WireClient const&) = default;
     ~CS3WireClient() override;
 
-    /// The bytes [offset, offset + length), in one block from `pool`. A length of 0 reaches to the end. A range that ends beyond the
-    /// object is cut there; one that begins there is refused with status 416. The content is checked against its announced
-    /// length, and against its checksum where the store gives one.
+    /// The bytes [offset, offset + length), in one block from `pool`. A length of 0 reaches to the end. A range that
+    /// ends beyond the object is cut there; one that begins there is refused with status 416. The content is checked
+    /// against its announced length, and against its checksum where the store gives one.
     web::Task<SObjectData> GetObject(std::string const& bucket, std::string const& key,
                                      std::shared_ptr<io::block::bufs_pool_t> pool, unsigned long offset,
                                      unsigned long length, std::string const& version) const;
@@ -89,8 +92,9 @@ public:
                                           std::shared_ptr<io::block::CPooledBuf> content, metadata_t const& metadata,
                                           SObjectLockConfig const& lock, CObjectStorageClass const& storageClass,
                                           metadata_t const& headers, SPutObjectExtraAgruments const& extra) const;
-    /// `metadataDirective`: "COPY", "REPLACE", or empty for the store's default, COPY. What the store refuses to copy in one piece,
-    /// from 5 GiB on, is copied in parts; such a copy takes over metadata and content type, and no other header.
+    /// `metadataDirective`: "COPY", "REPLACE", or empty for the store's default, COPY. What the store refuses to copy
+    /// in one piece, from 5 GiB on, is copied in parts; such a copy takes over metadata and content type, and no other
+    /// header.
     web::Task<SCopyObjectResult> CopyObject(std::string const& sourceBucket, std::string const& targetBucket,
                                             std::string const& sourceKey, std::string const& targetKey,
                                             CObjectStorageClass const& storageClass, std::string const& sourceVersion,
@@ -107,10 +111,12 @@ public:
     /// The Date header of the store, "%a, %d %b %Y %H:%M:%S GMT", of whatever answer comes; empty if none. Blocks.
     std::string GetServerTimeUtc(std::string const& bucket) const;
 
-    /// Listings. They go on to the end of the bucket; `marker`: start behind that key; `count`: keys on a page, 0 for the store's choice.
+    /// Listings. They go on to the end of the bucket; `marker`: start behind that key; `count`: keys on a page, 0 for
+    /// the store's choice.
     web::Task<SBucket> GetBucket(std::string const& bucket, std::string const& prefix, std::string const& delimiter,
                                  std::string const& marker, unsigned long count) const;
-    /// Calls `onPage` for one page after the other, on the task's thread; only one page is in memory. What it throws fails the task.
+    /// Calls `onPage` for one page after the other, on the task's thread; only one page is in memory. What it throws
+    /// fails the task.
     web::Task<void> GetBucket(std::function<void(SBucketContents const&)> onPage, std::string const& bucket,
                               std::string const& prefix, std::string const& delimiter, std::string const& marker,
                               unsigned long count) const;
@@ -123,9 +129,9 @@ public:
                                            std::string const& delimiter, std::string const& marker,
                                            unsigned long count) const;
 
-    /// Deletes. An object that is not there is no failure. If the store refuses objects, the others are deleted all the same, and
-    /// the task fails with code and status of the first refusal and the number of all. `progress` may be null. A prefix is
-    /// deleted at every depth; an empty one is the whole bucket.
+    /// Deletes. An object that is not there is no failure. If the store refuses objects, the others are deleted all the
+    /// same, and the task fails with code and status of the first refusal and the number of all. `progress` may be
+    /// null. A prefix is deleted at every depth; an empty one is the whole bucket.
     web::Task<void> DeleteObjects(std::string const& bucket, SMultiObjectDeleteRequest const& request,
                                   progress_t progress) const;
     web::Task<void> DeleteObjects(std::string const& bucket, std::string const& prefix, progress_t progress) const;

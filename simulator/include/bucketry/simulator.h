@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/export.h"
@@ -211,8 +212,8 @@ public:
     CSimulator& operator=(CSimulator const&) = delete;
 
     std::uint16_t Port() const;
-    /// scheme://address:port; of the google profile scheme://storage.googleapis.com.localhost:port, which libcurl takes for
-    /// loopback, so that clients which know that store by its name take it for one.
+    /// scheme://address:port; of the google profile scheme://storage.googleapis.com.localhost:port, which libcurl takes
+    /// for loopback, so that clients which know that store by its name take it for one.
     std::string Endpoint() const;
     /// The same without TLS; empty if there is none beside TLS.
     std::string PlainEndpoint() const;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/detail/adapt.h"
 
 #include "bucketry/base/exceptions.h"
@@ -13,12 +14,12 @@ namespace bucketry::s3::detail
 namespace
 {
 
-constexpr std::uint16_t g_notFound = 404;
+constexpr std::uint16_t NotFound = 404;
 
 bool IsNotFound(std::exception const& error)
 {
     auto const* const storage = dynamic_cast<CObjectStorageException const*>(&error);
-    return storage != nullptr && storage->m_statusCode == g_notFound;
+    return storage != nullptr && storage->m_statusCode == NotFound;
 }
 
 void WaitAdapted(web::Task<void> const& task)

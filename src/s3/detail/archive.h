@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/client.h"
@@ -19,15 +20,16 @@ struct SRestoreTexts
     std::string m_notArchived;
 };
 
-/// The outcome of a restore request, which is waited for. To ask again, and to ask for an object that is not archived, is no
-/// failure and is logged at most; every other failure is rethrown with m_refused on top, a refusal as an exc::CRuntimeExc.
+/// The outcome of a restore request, which is waited for. To ask again, and to ask for an object that is not archived,
+/// is no failure and is logged at most; every other failure is rethrown with m_refused on top, a refusal as an
+/// exc::CRuntimeExc.
 void JudgeRestore(web::Task<s3wire::s3::EPostObjectRestoreResponse> const& asked, SRestoreTexts const& texts);
 
 /// As long as nothing is known of a restore.
 void Reset(SArchiveRetrievalStatus& status);
 
-/// Fills a reset record from the answer to a head request. A date that cannot be read is left out, and what `badDateText` makes
-/// of it is logged.
+/// Fills a reset record from the answer to a head request. A date that cannot be read is left out, and what
+/// `badDateText` makes of it is logged.
 void Fill(SArchiveRetrievalStatus& status, s3wire::s3::SObjectData const& head,
           std::function<std::string(std::string const& date)> const& badDateText);
 

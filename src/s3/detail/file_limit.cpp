@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3/file_limit.h"
 
 #include "bucketry/base/logging.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/detail/folder_names.h"
 
 #include "bucketry/base/exceptions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/exceptions.h"
@@ -10,7 +11,8 @@
 namespace bucketry::s3
 {
 
-/// One object of a store as another client of a store can copy it. Says nothing about whether the two stores reach each other.
+/// One object of a store as another client of a store can copy it. Says nothing about whether the two stores reach each
+/// other.
 struct SS3FileInterRegionSource final : ICloudInterRegionSource
 {
     SS3FileInterRegionSource(std::string bucket, std::string key, std::string versionId)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3/paths.h"
 
 namespace bucketry::s3::detail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/http.h"
 #include "bucketry/s3.h"
 
@@ -10,7 +11,7 @@ namespace bucketry
 namespace
 {
 
-constexpr char const* g_retryableCodes[] = {
+constexpr char const* RetryableCodes[] = {
     "InternalFailure", "InvalidSignature", "InternalServerError",   "RequestExpired",       "ServiceUnavailable",
     "Throttling",      "SlowDown",         "SignatureDoesNotMatch", "RequestTimeTooSkewed",
 };
@@ -19,7 +20,7 @@ bool IsRefusalRetryable(s3wire::CS3WireException const& refusal)
 {
     std::string const& code = refusal.GetAmazonErrorCode();
     return refusal.GetStatusCode() == 429 || refusal.GetStatusCode() == 500 || code.empty() ||
-        std::any_of(std::begin(g_retryableCodes), std::end(g_retryableCodes),
+        std::any_of(std::begin(RetryableCodes), std::end(RetryableCodes),
                     [&](char const* start) { return code.starts_with(start); });
 }
 

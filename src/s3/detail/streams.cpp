@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/detail/streams.h"
 
 namespace bucketry::s3::detail

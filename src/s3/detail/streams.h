@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/exceptions.h"
@@ -13,8 +14,8 @@ namespace bucketry::s3::detail
 /// Throws exc::CRuntimeExc for a storage class of another kind of store.
 void CheckIsAmazonS3(s3wire::s3::CObjectStorageClass const& storageClass);
 
-/// What streamed uploads with and without versions share. The REST client must outlive it. One caller at a time; failures are
-/// those of the REST layer, unchanged.
+/// What streamed uploads with and without versions share. The REST client must outlive it. One caller at a time;
+/// failures are those of the REST layer, unchanged.
 template <class TUpload>
 class CStreamedUpload : public TUpload
 {
@@ -71,7 +72,8 @@ public:
     std::string FinishVersioned() override;
 };
 
-/// A streamed download with a REST client of its own. One caller at a time; failures are those of the REST layer, unchanged.
+/// A streamed download with a REST client of its own. One caller at a time; failures are those of the REST layer,
+/// unchanged.
 class CS3Download final : public ICloudDownload
 {
 public:

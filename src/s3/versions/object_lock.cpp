@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/options.h"
 #include "bucketry/s3/paths.h"
 #include "bucketry/s3wire/exception.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3/paths.h"
 #include "s3/detail/adapt.h"
 #include "s3/detail/folder_names.h"

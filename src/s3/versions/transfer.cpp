@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3/paths.h"
 #include "s3/detail/adapt.h"
 #include "s3/detail/content.h"
@@ -120,7 +121,8 @@ std::shared_ptr<ICloudUploadVersioned> CS3VersioningUtils::StartUpload(std::stri
                                                 lock);
 }
 
-// ---- Between regions -------------------------------------------------------------------------------------------------
+// ---- Between regions
+// -------------------------------------------------------------------------------------------------
 
 std::shared_ptr<ICloudInterRegionSource> CS3VersioningUtils::GetFileInterRegionSource(std::string const& path,
                                                                                       std::string const& version)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/task.h"
@@ -24,8 +25,8 @@ web::Task<std::optional<datetime::CDateTime>> CreateGetFileVersionImmutabilityAs
 /// Versions and their locks on a store of the S3 kind. Works on any bucket: one without versions is noticed by a write
 /// that gives no version id although the caller wants it.
 ///
-/// Throws exc::CRuntimeExc from the call without a REST client. A date of immutability that lies too near is left out, with a
-/// warning, the first time. Tasks may outlive this object; streams for writing may not.
+/// Throws exc::CRuntimeExc from the call without a REST client. A date of immutability that lies too near is left out,
+/// with a warning, the first time. Tasks may outlive this object; streams for writing may not.
 class CS3VersioningUtils : public ICloudVersioningUtils
 {
 public:
@@ -85,7 +86,8 @@ public:
     /// For one that keeps it in a continuation.
     std::shared_ptr<s3wire::s3::CS3WireClient> GetPtrClient() const;
 
-    /// The date that the store gets: the requested one, or none if there is none or it lies too near, which is warned of once.
+    /// The date that the store gets: the requested one, or none if there is none or it lies too near, which is warned
+    ///                               of once.
     std::optional<datetime::CDateTime> GetEffectiveImmutableTillUtc(
         std::optional<datetime::CDateTime> const& requested);
     /// The same; with a date it also fills `lock`.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/auth/signature_v4.h"
@@ -16,8 +17,8 @@ class IS3WireAuth
 public:
     virtual ~IS3WireAuth() = default;
 
-    /// The keys to sign with now. Blocks while a role's keys are fetched. Throws exc::CRuntimeExc that names the role if
-    /// there are none, web::http::http_exception if the metadata service gives no answer.
+    /// The keys to sign with now. Blocks while a role's keys are fetched. Throws exc::CRuntimeExc that names the role
+    /// if there are none, web::http::http_exception if the metadata service gives no answer.
     virtual std::shared_ptr<CSigningKeys const> Keys() = 0;
     /// The store has called `refused` expired. True if there are others now, so that a repeat makes sense.
     virtual bool Renew(CSigningKeys const& refused) = 0;
@@ -31,15 +32,15 @@ public:
 
 /// Makes authentications over one store of temporary keys. A small value.
 ///
-/// An access key id asks for these keys, whatever the role; without one a role name asks for the keys of that role, which
-/// are fetched when they are needed. With neither exc::CRuntimeExc is thrown.
+/// An access key id asks for these keys, whatever the role; without one a role name asks for the keys of that role,
+/// which are fetched when they are needed. With neither exc::CRuntimeExc is thrown.
 class CS3WireAuthFactory
 {
 public:
     explicit CS3WireAuthFactory(std::shared_ptr<CTempKeyStore> keyStore) : m_keyStore(std::move(keyStore)) {}
 
-    /// `metadataHost` is a host, with or without "http://" and port; empty for the process's option. `creationTime` is in
-    /// seconds since 1970-01-01 UTC, 0 for none: it is told when the store calls temporary keys expired.
+    /// `metadataHost` is a host, with or without "http://" and port; empty for the process's option. `creationTime` is
+    /// in seconds since 1970-01-01 UTC, 0 for none: it is told when the store calls temporary keys expired.
     std::shared_ptr<IS3WireAuth> CreateForS3(std::string const& accessKeyId, std::string const& secretAccessKey,
                                              std::string const& sessionToken, std::string const& endpoint,
                                              std::string const& region, std::string const& roleName,
@@ -48,7 +49,8 @@ public:
                                                      std::string const& sessionToken, std::string const& endpoint,
                                                      std::string const& region, std::string const& roleName,
                                                      std::string const& metadataHost) const;
-    /// The keys of a role, whatever other keys there are. With an empty role name the metadata service is asked for the name.
+    /// The keys of a role, whatever other keys there are. With an empty role name the metadata service is asked for the
+    /// name.
     std::shared_ptr<IS3WireAuth> CreateByRole(std::string const& roleName, std::string const& metadataHost,
                                               std::string const& region) const;
 

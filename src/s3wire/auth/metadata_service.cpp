@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/auth/metadata_service.h"
 
 #include "bucketry/base/datetime.h"
@@ -19,11 +20,11 @@ using transport::EHttpMethod;
 using transport::SHttpRequest;
 using transport::SHttpResponse;
 
-constexpr unsigned attempts = 3;
-constexpr std::chrono::milliseconds pauseBetween{200};
-constexpr std::time_t tokenSeconds = 21600;
-constexpr std::time_t tokenReserve = 60;
-constexpr char const* rolePath = "/latest/meta-data/iam/security-credentials/";
+constexpr unsigned Attempts = 3;
+constexpr std::chrono::milliseconds PauseBetween{200};
+constexpr std::time_t TokenSeconds = 21600;
+constexpr std::time_t TokenReserve = 60;
+constexpr char const* RolePath = "/latest/meta-data/iam/security-credentials/";
 
 std::string_view Trimmed(std::string_view text)
 {
@@ -140,19 +141,19 @@ SHttpResponse CMetadataService::Exchange(SHttpRequest const& request)
         try
         {
             SHttpResponse answer = m_transport->Exchange(request);
-            if (answer.m_status < 500 || attempt == attempts)
+            if (answer.m_status < 500 || attempt == Attempts)
             {
                 return answer;
             }
         }
         catch (web::http::http_exception const& failure)
         {
-            if (attempt == attempts)
+            if (attempt == Attempts)
             {
                 exc::RegenExc("The instance metadata service at %1 gives no answer.", m_url, failure);
             }
         }
-        m_surroundings.m_sleep(pauseBetween);
+        m_surroundings.m_sleep(PauseBetween);
     }
 }
 
@@ -163,7 +164,7 @@ std::string_view CMetadataService::SessionToken()
         return m_sessionToken.View();
     }
     SHttpRequest request{EHttpMethod::Put, m_url + "/latest/api/token", {}, {}, nullptr, 0};
-    request.m_headers.Add("x-aws-ec2-metadata-token-ttl-seconds", std::to_string(tokenSeconds));
+    request.m_headers.Add("x-aws-ec2-metadata-token-ttl-seconds", std::to_string(TokenSeconds));
     SHttpResponse answer = Exchange(request);
     CWipeAtEnd const wiped(answer.m_text);
     bool const versionOne = answer.m_status == 403 || answer.m_status == 404 || answer.m_status == 405;
@@ -173,7 +174,7 @@ std::string_view CMetadataService::SessionToken()
                                answer.m_status);
     }
     m_sessionToken = CSecret(versionOne ? std::string_view() : Trimmed(answer.m_text));
-    m_tokenEnd = m_surroundings.m_now() + tokenSeconds - tokenReserve;
+    m_tokenEnd = m_surroundings.m_now() + TokenSeconds - TokenReserve;
     return m_sessionToken.View();
 }
 
@@ -202,8 +203,8 @@ SHttpResponse CMetadataService::Ask(std::string const& path)
 
 SRoleKeys CMetadataService::FetchRoleKeys(std::string const& roleName)
 {
-    std::string const role = roleName.empty() ? std::string(Trimmed(Ask(rolePath).m_text)) : roleName;
-    std::string answer = std::move(Ask(rolePath + role).m_text);
+    std::string const role = roleName.empty() ? std::string(Trimmed(Ask(RolePath).m_text)) : roleName;
+    std::string answer = std::move(Ask(RolePath + role).m_text);
     CWipeAtEnd const answerWiped(answer);
     std::string const code = ReadJsonText(answer, "Code").value_or("Success");
     std::array<std::string, 4> fields;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/auth/signature_v4.h"
 
 #include <openssl/crypto.h>
@@ -11,9 +12,9 @@ namespace bucketry::s3wire
 namespace
 {
 
-constexpr std::string_view algorithm = "AWS4-HMAC-SHA256";
+constexpr std::string_view Algorithm = "AWS4-HMAC-SHA256";
 /// So many days, regions and services of one key are remembered.
-constexpr std::size_t maxDerived = 8;
+constexpr std::size_t MaxDerived = 8;
 
 /// What proxies and front ends change on the way, or what stands outside of the signature by definition.
 bool IsSigned(std::string_view name)
@@ -152,12 +153,12 @@ std::string MakeAuthorization(SSignedParts const& parts, SSigningScope const& sc
 
     std::string toSign;
     toSign.reserve(192);
-    toSign.append(algorithm).append("\n").append(scope.m_amzDate).append("\n").append(scopeText).append("\n");
+    toSign.append(Algorithm).append("\n").append(scope.m_amzDate).append("\n").append(scopeText).append("\n");
     toSign.append(ToHex(Sha256(canonical.m_text)));
 
     std::string value;
     value.reserve(320);
-    value.append(algorithm).append(" Credential=").append(accessKeyId).append("/").append(scopeText);
+    value.append(Algorithm).append(" Credential=").append(accessKeyId).append("/").append(scopeText);
     value.append(", SignedHeaders=").append(canonical.m_signedHeaders);
     return value.append(", Signature=").append(ToHex(HmacSha256(signingKey, toSign)));
 }
@@ -165,7 +166,7 @@ std::string MakeAuthorization(SSignedParts const& parts, SSigningScope const& sc
 CSigningKeys::CSigningKeys(std::string accessKeyId, CSecret secret, CSecret sessionToken)
     : m_accessKeyId(std::move(accessKeyId)), m_secret(std::move(secret)), m_sessionToken(std::move(sessionToken))
 {
-    m_derived.reserve(maxDerived);
+    m_derived.reserve(MaxDerived);
 }
 
 CSigningKeys::~CSigningKeys()
@@ -186,7 +187,7 @@ sha256_t CSigningKeys::SigningKey(SSigningScope const& scope) const
             return derived.m_key;
         }
     }
-    if (m_derived.size() == maxDerived)
+    if (m_derived.size() == MaxDerived)
     {
         m_derived.erase(m_derived.begin());
     }

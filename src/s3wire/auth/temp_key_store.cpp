@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/auth/temp_key_store.h"
 
 #include "bucketry/base/exceptions.h"
@@ -11,9 +12,9 @@ namespace
 {
 
 /// Keys are fetched anew so many seconds before they expire.
-constexpr std::time_t renewBefore = 300;
+constexpr std::time_t RenewBefore = 300;
 /// After a failed fetch the present keys are used for so long before the next one.
-constexpr std::time_t pauseAfterFailure = 30;
+constexpr std::time_t PauseAfterFailure = 30;
 
 std::string MetadataUrl(std::string const& host)
 {
@@ -49,7 +50,7 @@ std::shared_ptr<CSigningKeys const> CRoleKeyring::Keys()
 {
     std::time_t const now = m_surroundings.m_now();
     SRoleKeys present = Present();
-    if (present.m_keys && now < present.m_expiration - renewBefore)
+    if (present.m_keys && now < present.m_expiration - RenewBefore)
     {
         return present.m_keys;
     }
@@ -64,7 +65,7 @@ std::shared_ptr<CSigningKeys const> CRoleKeyring::Keys()
         return present.m_keys;
     }
     present = Present(); // another thread may have fetched meanwhile
-    if (present.m_keys && (now < present.m_expiration - renewBefore || (holds && now < m_nextTry)))
+    if (present.m_keys && (now < present.m_expiration - RenewBefore || (holds && now < m_nextTry)))
     {
         return present.m_keys;
     }
@@ -78,7 +79,7 @@ std::shared_ptr<CSigningKeys const> CRoleKeyring::Keys()
         {
             throw;
         }
-        m_nextTry = now + pauseAfterFailure;
+        m_nextTry = now + PauseAfterFailure;
         s3wire_log.warn("The keys of the role [%1] can't be renewed yet: %2", m_roleName, failure.what());
     }
     return Present().m_keys;

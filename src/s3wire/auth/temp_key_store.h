@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/auth/metadata_service.h"
@@ -12,8 +13,8 @@
 namespace bucketry::s3wire
 {
 
-/// The temporary keys of one role. Any number of threads at once: one of them fetches, before the keys expire, while the
-/// others go on with the ones that still hold, or wait if there are none.
+/// The temporary keys of one role. Any number of threads at once: one of them fetches, before the keys expire, while
+/// the others go on with the ones that still hold, or wait if there are none.
 class CRoleKeyring
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <string>
@@ -6,8 +7,8 @@ namespace bucketry::s3wire
 {
 
 /// The address of an access point, on S3 or on Outposts:
-/// arn:PARTITION:SERVICE:REGION:ACCOUNT:accesspoint/NAME or ...:outpost/ID/accesspoint/NAME, where ":" may stand for "/".
-/// A plain value.
+/// arn:PARTITION:SERVICE:REGION:ACCOUNT:accesspoint/NAME or ...:outpost/ID/accesspoint/NAME, where ":" may stand for
+/// "/". A plain value.
 class CS3Arn
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/codec/crc.h"
 
 #include <array>
@@ -7,8 +8,8 @@ namespace bucketry::s3wire
 namespace
 {
 
-constexpr std::size_t g_stride = 8;
-using tables_t = std::array<std::array<std::uint64_t, 256>, g_stride>;
+constexpr std::size_t Stride = 8;
+using tables_t = std::array<std::array<std::uint64_t, 256>, Stride>;
 
 /// Table n gives the effect of a byte that n others follow.
 constexpr tables_t MakeTables(std::uint64_t reflectedPolynomial)
@@ -23,7 +24,7 @@ constexpr tables_t MakeTables(std::uint64_t reflectedPolynomial)
         }
         tables[0][byte] = crc;
     }
-    for (std::size_t n = 1; n < g_stride; ++n)
+    for (std::size_t n = 1; n < Stride; ++n)
     {
         for (std::size_t byte = 0; byte < 256; ++byte)
         {
@@ -34,16 +35,16 @@ constexpr tables_t MakeTables(std::uint64_t reflectedPolynomial)
     return tables;
 }
 
-/// Eight bytes at a step (M. Kounavis, F. Berry, "A Systematic Approach to Building High Performance, Software-Based, CRC
-/// Generators", 2005), for a reflected CRC of any width up to 64 bits.
+/// Eight bytes at a step (M. Kounavis, F. Berry, "A Systematic Approach to Building High Performance, Software-Based,
+/// CRC Generators", 2005), for a reflected CRC of any width up to 64 bits.
 std::uint64_t Update(tables_t const& tables, std::uint64_t crc, unsigned char const* data, std::size_t size)
 {
-    for (; size >= g_stride; size -= g_stride, data += g_stride)
+    for (; size >= Stride; size -= Stride, data += Stride)
     {
         std::uint64_t next = 0;
-        for (std::size_t i = 0; i < g_stride; ++i)
+        for (std::size_t i = 0; i < Stride; ++i)
         {
-            next ^= tables[g_stride - 1 - i][(crc >> 8 * i & 0xFF) ^ data[i]];
+            next ^= tables[Stride - 1 - i][(crc >> 8 * i & 0xFF) ^ data[i]];
         }
         crc = next;
     }

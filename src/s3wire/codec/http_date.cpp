@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/codec/http_date.h"
 
 #include "bucketry/base/datetime.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3wire/storage_class.h"
 
 #include "bucketry/base/exceptions.h"
@@ -17,7 +18,7 @@ struct SNamedClass
     char const* m_description;
 };
 
-SNamedClass const g_classes[] = {
+SNamedClass const Classes[] = {
     {EObjectStorageClass::Default, "DEFAULT", "default"},
     {EAmazonS3StorageClass::Standard, "STANDARD", "Amazon S3 STANDARD"},
     {EAmazonS3StorageClass::ReducedRedundancy, "REDUCED_REDUNDANCY", "Amazon S3 REDUCED_REDUNDANCY"},
@@ -37,9 +38,9 @@ SNamedClass const g_classes[] = {
 template <class TValue>
 SNamedClass const& RowOf(TValue const& value)
 {
-    auto const row = std::find_if(std::begin(g_classes), std::end(g_classes),
-                                  [&](SNamedClass const& c) { return c.m_class == value; });
-    if (row == std::end(g_classes))
+    auto const row =
+        std::find_if(std::begin(Classes), std::end(Classes), [&](SNamedClass const& c) { return c.m_class == value; });
+    if (row == std::end(Classes))
     {
         throw exc::CRuntimeExc("Unknown storage class");
     }
@@ -60,9 +61,9 @@ CObjectStorageClass::CObjectStorageClass(EGoogleCSStorageClass value) : m_class(
 
 CObjectStorageClass CObjectStorageClass::FromString(std::string const& text)
 {
-    auto const row = std::find_if(std::begin(g_classes), std::end(g_classes),
-                                  [&](SNamedClass const& c) { return c.m_text == text; });
-    if (row == std::end(g_classes))
+    auto const row =
+        std::find_if(std::begin(Classes), std::end(Classes), [&](SNamedClass const& c) { return c.m_text == text; });
+    if (row == std::end(Classes))
     {
         throw exc::CRuntimeExc("Unknown storage class: %1", text);
     }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/codec/xml_reader.h"
 
 #include "bucketry/base/http.h"
@@ -13,8 +14,8 @@ namespace bucketry::s3wire
 namespace
 {
 
-constexpr std::size_t g_maxDepth = 64;
-constexpr std::string_view g_blanks = " \t\r\n";
+constexpr std::size_t MaxDepth = 64;
+constexpr std::string_view Blanks = " \t\r\n";
 
 bool EndsName(char c)
 {
@@ -104,7 +105,7 @@ bool CXmlReader::NextTag(std::string* text)
     {
         std::size_t const tag = std::min(m_text.find('<', m_position), m_text.size());
         std::string_view const raw = m_text.substr(m_position, tag - m_position);
-        if (m_open.empty() && raw.find_first_not_of(g_blanks) != std::string_view::npos)
+        if (m_open.empty() && raw.find_first_not_of(Blanks) != std::string_view::npos)
         {
             Fail("text outside the root element");
         }
@@ -163,7 +164,7 @@ bool CXmlReader::ReadMarkup(std::string* text, bool& opened)
 
 void CXmlReader::OpenTag()
 {
-    if (m_open.size() == g_maxDepth)
+    if (m_open.size() == MaxDepth)
     {
         Fail("too many levels");
     }
@@ -186,7 +187,7 @@ void CXmlReader::CloseTag()
     {
         Fail("mismatched end tag");
     }
-    m_position = m_text.find_first_not_of(g_blanks, m_position);
+    m_position = m_text.find_first_not_of(Blanks, m_position);
     if (m_position == std::string_view::npos || m_text[m_position] != '>')
     {
         m_position = std::min(m_position, m_text.size());

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <cstddef>
@@ -16,8 +17,8 @@ struct SXmlField
     std::string* m_target;
 };
 
-/// Reads an XML document (XML 1.0, without DTD) front to back, in one pass and without a tree: listings are long. Names are
-/// local names. What is malformed, cut off or followed by more throws web::http::http_exception that says where.
+/// Reads an XML document (XML 1.0, without DTD) front to back, in one pass and without a tree: listings are long. Names
+/// are local names. What is malformed, cut off or followed by more throws web::http::http_exception that says where.
 ///
 /// The text must outlive the reader.
 class CXmlReader
@@ -29,8 +30,8 @@ public:
     /// Of the element that the reader stands on.
     std::string_view Name() const { return m_open.back(); }
 
-    /// Calls `onChild(name)` for each child element of the one that the reader stands on, and leaves that one. The call may
-    /// read the child with Text or ForEachChild, or not at all.
+    /// Calls `onChild(name)` for each child element of the one that the reader stands on, and leaves that one. The call
+    /// may read the child with Text or ForEachChild, or not at all.
     template <class TOnChild>
     void ForEachChild(TOnChild&& onChild)
     {

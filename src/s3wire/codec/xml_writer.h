@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <string>
@@ -7,8 +8,8 @@ namespace bucketry::s3wire
 {
 
 /// The namespaces of the request bodies.
-inline constexpr std::string_view g_s3Namespace = "http://s3.amazonaws.com/doc/2006-03-01/";
-inline constexpr std::string_view g_s3ControlNamespace = "http://awss3control.amazonaws.com/doc/2018-08-20/";
+inline constexpr std::string_view S3Namespace = "http://s3.amazonaws.com/doc/2006-03-01/";
+inline constexpr std::string_view S3ControlNamespace = "http://awss3control.amazonaws.com/doc/2018-08-20/";
 
 /// Whether XML 1.0 can carry the text: it has no control characters but TAB, LF and CR, and no U+FFFE, U+FFFF.
 bool IsXmlText(std::string_view text);

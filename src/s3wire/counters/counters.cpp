@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/counters/counters.h"
 
 #include <array>
@@ -11,13 +12,13 @@ namespace
 
 using s3::SS3Stats;
 
-constexpr std::uint64_t SS3Stats::*fields[] = {
+constexpr std::uint64_t SS3Stats::*Fields[] = {
     &SS3Stats::m_getRequests,    &SS3Stats::m_headRequests, &SS3Stats::m_putRequests, &SS3Stats::m_postRequests,
     &SS3Stats::m_deleteRequests, &SS3Stats::m_repeats,      &SS3Stats::m_failures,    &SS3Stats::m_connections,
     &SS3Stats::m_sentBytes,      &SS3Stats::m_receivedBytes};
-static_assert(sizeof(SS3Stats) == sizeof(std::uint64_t) * std::size(fields));
+static_assert(sizeof(SS3Stats) == sizeof(std::uint64_t) * std::size(Fields));
 
-std::array<std::atomic<std::uint64_t>, std::size(fields)> totals; ///< in the order of `fields`
+std::array<std::atomic<std::uint64_t>, std::size(Fields)> totals; ///< in the order of `Fields`
 
 } // namespace
 
@@ -25,7 +26,7 @@ void AddToStats(SS3Stats const& done)
 {
     for (std::size_t i = 0; i < totals.size(); ++i)
     {
-        if (std::uint64_t const count = done.*fields[i]; count != 0)
+        if (std::uint64_t const count = done.*Fields[i]; count != 0)
         {
             totals[i].fetch_add(count, std::memory_order_relaxed);
         }
@@ -37,7 +38,7 @@ SS3Stats s3::CS3StatsAccumulator::GetStats()
     SS3Stats stats;
     for (std::size_t i = 0; i < totals.size(); ++i)
     {
-        stats.*fields[i] = totals[i].load(std::memory_order_relaxed);
+        stats.*Fields[i] = totals[i].load(std::memory_order_relaxed);
     }
     return stats;
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/operations/bulk_delete.h"
 
 #include "bucketry/s3wire/exception.h"
@@ -13,7 +14,7 @@ namespace bucketry::s3wire
 namespace
 {
 
-constexpr std::size_t g_parallelDeletes = 8;
+constexpr std::size_t ParallelDeletes = 8;
 
 } // namespace
 
@@ -36,7 +37,7 @@ SDeletePlan PlanDeletes(EDeleteStyle style, std::string const& bucket, std::span
     }
     while (!items.empty())
     {
-        auto const batch = items.first(std::min(items.size(), wire::g_maxDeleteItems));
+        auto const batch = items.first(std::min(items.size(), wire::MaxDeleteItems));
         plan.m_batches.push_back({wire::MakeDeleteObjects(bucket, batch), batch.front().m_key, batch.size()});
         items = items.subspan(batch.size());
     }
@@ -58,7 +59,7 @@ void CBulkDelete::Delete(SDeletePlan const& plan)
     std::span<wire::delete_item_t const> singles = plan.m_singles;
     while (!singles.empty())
     {
-        std::size_t const count = std::min(singles.size(), wire::g_maxDeleteItems);
+        std::size_t const count = std::min(singles.size(), wire::MaxDeleteItems);
         DeleteSingles(singles.first(count));
         singles = singles.subspan(count);
     }
@@ -83,7 +84,7 @@ void CBulkDelete::DeleteBatch(SDeletePlan::SBatch const& batch)
 
 void CBulkDelete::DeleteSingles(std::span<wire::delete_item_t const> items)
 {
-    ForEachInParallel(items.size(), g_parallelDeletes, [&](std::size_t index) { DeleteOne(items[index]); });
+    ForEachInParallel(items.size(), ParallelDeletes, [&](std::size_t index) { DeleteOne(items[index]); });
     Advance(items.size());
 }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/progress.h"
@@ -20,7 +21,8 @@ enum class EDeleteStyle
     Single ///< one request for each object, a few at a time, for stores without batch deletes
 };
 
-/// What is to be deleted, as requests: a batch goes out as it stands here, so no list of objects has to be kept beside it.
+/// What is to be deleted, as requests: a batch goes out as it stands here, so no list of objects has to be kept beside
+/// it.
 struct SDeletePlan
 {
     struct SBatch
@@ -36,9 +38,9 @@ struct SDeletePlan
 /// Throws exc::CRuntimeExc for an item without a key or with one over 1024 bytes.
 SDeletePlan PlanDeletes(EDeleteStyle style, std::string const& bucket, std::span<wire::delete_item_t const> items);
 
-/// Deletes many objects. A batch whose answer is lost is sent again without a look at its objects: in a bucket with versions this
-/// may leave a second delete marker above the first. What a store refuses stops nothing: all requests are tried, and then the first refusal is thrown. Only a
-/// connection that fails ends it at once. For one thread.
+/// Deletes many objects. A batch whose answer is lost is sent again without a look at its objects: in a bucket with
+/// versions this may leave a second delete marker above the first. What a store refuses stops nothing: all requests are
+/// tried, and then the first refusal is thrown. Only a connection that fails ends it at once. For one thread.
 class CBulkDelete
 {
 public:
@@ -47,7 +49,8 @@ public:
                 std::size_t total);
 
     void Delete(SDeletePlan const& plan);
-    /// Throws CS3WireException, with code and status of the first refusal and the number of all, if anything was refused.
+    /// Throws CS3WireException, with code and status of the first refusal and the number of all, if anything was
+    /// refused.
     void Finish() const;
 
 private:

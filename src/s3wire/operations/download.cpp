@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/operations/download.h"
 
 #include "s3wire/codec/crc.h"
@@ -49,7 +50,7 @@ struct SChecksum
 };
 
 /// The cheapest first.
-constexpr SChecksum g_checksums[] = {
+constexpr SChecksum Checksums[] = {
     {"x-amz-checksum-crc32",
      [](CPooledBuf const& content)
      { return BigEndian(static_cast<std::uint32_t>(crc32_z(0, content.GetData(), content.GetCount()))); }},
@@ -133,7 +134,7 @@ void CheckContent(SHttpResponse const& answer, CPooledBuf const& content)
     {
         return;
     }
-    for (SChecksum const& checksum : g_checksums)
+    for (SChecksum const& checksum : Checksums)
     {
         std::string const expected = wire::HeaderOf(answer, checksum.m_header);
         if (expected.empty() || expected.find('-') != std::string::npos) // "-": of the parts, not of the whole

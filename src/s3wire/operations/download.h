@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/buffers.h"
@@ -45,8 +46,8 @@ private:
     std::size_t m_size = 0;
 };
 
-/// Throws web::http::http_exception unless the answer holds the bytes that were asked for: from `offset`, up to `length`
-/// of them (0: to the end). A store that ignores ranges answers 200 with the whole object.
+/// Throws web::http::http_exception unless the answer holds the bytes that were asked for: from `offset`, up to
+/// `length` of them (0: to the end). A store that ignores ranges answers 200 with the whole object.
 void CheckRange(transport::SHttpResponse const& answer, std::uint64_t offset, std::uint64_t length,
                 std::uint64_t received);
 

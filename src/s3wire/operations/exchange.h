@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/base/exceptions.h"
@@ -15,7 +16,8 @@ namespace bucketry::s3wire
 
 /// Requests out, answers in: what all operations stand on. Blocks. Any number of threads at once.
 ///
-/// All throw CS3WireException for a refused request and web::http::http_exception for no answer, or for one that cannot be used.
+/// All throw CS3WireException for a refused request and web::http::http_exception for no answer, or for one that cannot
+/// be used.
 class CExchange
 {
 public:
@@ -37,8 +39,8 @@ public:
     }
     /// The same for an answer that says nothing more than its headers.
     transport::SHttpResponse Exchange(wire::SWireRequest const& request) const;
-    /// The same for a request that is not to be done twice. Where a failure leaves open whether the store has done it, `look`
-    /// is asked for the result; it gives an optional and never throws.
+    /// The same for a request that is not to be done twice. Where a failure leaves open whether the store has done it,
+    /// `look` is asked for the result; it gives an optional and never throws.
     template <class TReader, class TLook>
     auto ExchangeOnce(wire::SWireRequest request, TReader&& read, TLook&& look) const
     {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/operations/exchange.h"
@@ -8,8 +9,9 @@
 namespace bucketry::s3wire
 {
 
-/// Notices a listing that runs in a circle: the same place twice in a row, or again later (R. P. Brent, "An improved Monte
-/// Carlo factorization algorithm", 1980, section 3), in constant memory and without any idea of the store's order of keys.
+/// Notices a listing that runs in a circle: the same place twice in a row, or again later (R. P. Brent, "An improved
+/// Monte Carlo factorization algorithm", 1980, section 3), in constant memory and without any idea of the store's order
+/// of keys.
 class CPageGuard
 {
 public:
@@ -26,8 +28,8 @@ private:
 /// Follow a listing from `start` to its end and hand out one page after the other; only one page is in memory. What
 /// `onPage` throws ends the listing.
 ///
-/// `older` asks for version 1 from the start. A store that answers version 2 in the form of version 1 is followed by its
-/// markers.
+/// `older` asks for version 1 from the start. A store that answers version 2 in the form of version 1 is followed by
+/// its markers.
 void ForEachObjectPage(CExchange const& exchange, wire::SListing const& listing, wire::SPagePosition const& start,
                        bool older, std::function<void(wire::SObjectPage&&)> const& onPage);
 void ForEachVersionPage(CExchange const& exchange, wire::SListing const& listing, wire::SPagePosition const& start,

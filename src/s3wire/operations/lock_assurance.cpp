@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/operations/lock_assurance.h"
 
 #include "bucketry/base/logging.h"
@@ -32,7 +33,8 @@ enum class EFound
     Hidden ///< the caller may not see locks: that none is shown says nothing
 };
 
-/// What the store says of the object's lock. HEAD shows locks only to those who may read them, and alone tells of holds.
+/// What the store says of the object's lock. HEAD shows locks only to those who may read them, and alone tells of
+/// holds.
 EFound ReadBack(CExchange const& exchange, SObjectRef const& object, SObjectLockConfig const& wanted)
 {
     try

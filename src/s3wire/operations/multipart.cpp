@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/operations/multipart.h"
 
 #include "bucketry/s3wire/exception.h"
@@ -10,7 +11,8 @@ namespace bucketry::s3wire
 namespace
 {
 
-/// Whether the object is there, of this size and made of these parts. Size alone would take an older object for the new one.
+/// Whether the object is there, of this size and made of these parts. Size alone would take an older object for the new
+/// one.
 std::optional<s3::SMultipartUploadResult> FindCompleted(CExchange const& exchange, wire::SUploadRef const& upload,
                                                         std::vector<std::string> const& eTags, std::uint64_t size)
 {

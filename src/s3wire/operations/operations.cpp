@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/operations/operations.h"
 
 #include "bucketry/s3wire/exception.h"
@@ -102,8 +103,8 @@ s3::SPutObjectResult COperations::PutObject(SObjectRef const& object, wire::SNew
     return result;
 }
 
-/// The object, if it was written after `start`: an older one says nothing about a request whose answer was lost. Both times are
-/// the store's own.
+/// The object, if it was written after `start`: an older one says nothing about a request whose answer was lost. Both
+/// times are the store's own.
 std::optional<s3::SObjectData> COperations::HeadIfNew(SObjectRef const& object, start_t start) const
 {
     auto const read = [start](SHttpResponse const& answer) -> std::optional<s3::SObjectData>
@@ -196,8 +197,8 @@ s3::SCopyObjectResult COperations::CopyWhole(SObjectRef const& source, SObjectRe
                         wire::ReadCopyObject, look);
 }
 
-/// Some stores keep versions but don't name the one that a copy has made. Empty if it cannot be told: without versions, without
-/// the right to look, or if another writer came between.
+/// Some stores keep versions but don't name the one that a copy has made. Empty if it cannot be told: without versions,
+/// without the right to look, or if another writer came between.
 std::string COperations::VersionOfCopy(SObjectRef const& target, std::string const& eTag)
 {
     if (Store().Bucket(target.m_bucket)->m_namesNoVersions)

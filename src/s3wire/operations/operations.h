@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/s3wire/records.h"
@@ -14,8 +15,8 @@
 namespace bucketry::s3wire
 {
 
-/// The S3 operations, blocking: what runs on a task's thread, or on a stream's. One object is shared by all copies of a client,
-/// with what is known about the store. Throws as CExchange does. Any number of threads at once.
+/// The S3 operations, blocking: what runs on a task's thread, or on a stream's. One object is shared by all copies of a
+/// client, with what is known about the store. Throws as CExchange does. Any number of threads at once.
 class COperations : public CExchange
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/operations/part_copy.h"
 
 #include "bucketry/base/logging.h"
@@ -31,7 +32,7 @@ std::vector<std::string> CopyParts(CExchange const& exchange, wire::SUploadRef c
 {
     std::uint64_t const size = head.m_contentLength;
     std::uint64_t const partSize =
-        std::max(exchange.Store().Traits().m_copyPartSize, (size + wire::g_maxPartNumber - 1) / wire::g_maxPartNumber);
+        std::max(exchange.Store().Traits().m_copyPartSize, (size + wire::MaxPartNumber - 1) / wire::MaxPartNumber);
     std::vector<std::string> eTags((size + partSize - 1) / partSize);
     ForEachInParallel(eTags.size(), PartsInFlight,
                       [&](std::size_t index)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <string>
@@ -24,7 +25,8 @@ struct SEndpoint
     std::string Origin() const { return m_scheme + "://" + HostAndPort(); }
 };
 
-/// Reads "https://host[:port][/path]"; without a scheme it is https. Throws exc::CRuntimeExc that quotes any other text.
+/// Reads "https://host[:port][/path]"; without a scheme it is https. Throws exc::CRuntimeExc that quotes any other
+/// text.
 SEndpoint ParseEndpoint(std::string const& text);
 
 /// Throws exc::CRuntimeExc for a bucket name that no store takes.
@@ -41,12 +43,12 @@ struct SAddress
     bool m_isArn = false;
 };
 
-/// The address of a bucket name. In virtual-hosted style the name stands before the host, unless it is no single DNS label
-/// or the host is an IP address.
+/// The address of a bucket name. In virtual-hosted style the name stands before the host, unless it is no single DNS
+/// label or the host is an IP address.
 SAddress AddressOfBucket(SEndpoint const& endpoint, std::string const& bucket, std::string const& region,
                          bool virtualHosted);
-/// The address of an access point's ARN; without an endpoint that of the ARN's region. Throws exc::CRuntimeExc if the ARN
-/// can't be served or the endpoint is an IP address.
+/// The address of an access point's ARN; without an endpoint that of the ARN's region. Throws exc::CRuntimeExc if the
+/// ARN can't be served or the endpoint is an IP address.
 SAddress AddressOfArn(SEndpoint const* endpoint, std::string const& arn);
 /// The address of the batch jobs: `endpoint` may be null for that of the region.
 SAddress AddressOfControl(SEndpoint const* endpoint, std::string const& account, std::string const& region);
@@ -56,8 +58,8 @@ SAddress AddressOfSts(SEndpoint const* endpoint, std::string const& region);
 /// The same endpoint in another region, as far as its name tells a region.
 SEndpoint InRegion(SEndpoint endpoint, std::string const& region);
 
-/// Where a temporary redirect leads, with its whole path in place of what stands before the key. Throws exc::CRuntimeExc if
-/// that is no URL, or one without TLS after one with it.
+/// Where a temporary redirect leads, with its whole path in place of what stands before the key. Throws
+/// exc::CRuntimeExc if that is no URL, or one without TLS after one with it.
 SAddress AddressOfRedirect(std::string const& location, SAddress const& from);
 
 } // namespace bucketry::s3wire

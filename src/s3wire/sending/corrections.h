@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/auth/auth.h"
@@ -22,8 +23,8 @@ struct SOutgoing
     std::time_t m_signedAt = 0; ///< by the store's clock, as far as it is known
 };
 
-/// Learns from refusals that say what was wrong with one request: clock, keys, address, region, a missing Content-MD5. Each is
-/// corrected once. What other requests need as well goes into the store's record. For one thread.
+/// Learns from refusals that say what was wrong with one request: clock, keys, address, region, a missing Content-MD5.
+/// Each is corrected once. What other requests need as well goes into the store's record. For one thread.
 class CCorrections
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/s3wire/exception.h"
 
 namespace bucketry::s3wire

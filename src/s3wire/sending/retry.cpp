@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/sending/retry.h"
 
 #include "s3wire/codec/http_date.h"
@@ -23,9 +24,9 @@ bool Contains(std::array<std::string_view, N> const& words, std::string_view wor
 bool CRetryBudget::TryTake()
 {
     int tokens = m_tokens.load(std::memory_order_relaxed);
-    while (tokens >= costOfRepeat)
+    while (tokens >= CostOfRepeat)
     {
-        if (m_tokens.compare_exchange_weak(tokens, tokens - costOfRepeat, std::memory_order_relaxed))
+        if (m_tokens.compare_exchange_weak(tokens, tokens - CostOfRepeat, std::memory_order_relaxed))
         {
             return true;
         }

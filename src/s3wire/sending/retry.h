@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <atomic>
@@ -21,7 +22,8 @@ struct SRetryPolicy
 };
 
 /// Keeps the clients of a process from answering an overloaded store with more requests. Each repeat takes from it and
-/// each success gives a little back, so that on the whole about one request in five may be a repeat. Any number of threads.
+/// each success gives a little back, so that on the whole about one request in five may be a repeat. Any number of
+/// threads.
 class CRetryBudget
 {
 public:
@@ -32,7 +34,7 @@ public:
     void Succeeded();
 
 private:
-    static constexpr int costOfRepeat = 5;
+    static constexpr int CostOfRepeat = 5;
 
     int const m_capacity;
     std::atomic<int> m_tokens;
@@ -50,8 +52,8 @@ ERepeat RepeatAfter(unsigned status, std::string_view errorCode);
 /// The value of Retry-After as a pause from `now` on, seconds or a date (RFC 9110); none if it is neither.
 std::optional<std::chrono::milliseconds> ReadRetryAfter(std::string_view value, std::time_t now);
 
-/// The pause before attempt number `attempt` + 1: exponential with full jitter, `random` from 0 to 1, and at least what the
-/// store asks for.
+/// The pause before attempt number `attempt` + 1: exponential with full jitter, `random` from 0 to 1, and at least what
+/// the store asks for.
 std::chrono::milliseconds PauseAfter(unsigned attempt, SRetryPolicy const& policy, double random,
                                      std::optional<std::chrono::milliseconds> retryAfter);
 

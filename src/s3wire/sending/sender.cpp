@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/sending/sender.h"
 
 #include "bucketry/base/exceptions.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/auth/auth.h"
@@ -14,9 +15,9 @@ namespace bucketry::s3wire
 
 /// Signs, sends, repeats, counts, and turns a refusal into its exception. Any number of threads at once.
 ///
-/// Sent again, after a growing random pause, is what the store refused before it began; after a lost connection and after
-/// a failure of the store only what the request calls idempotent, and not before it has been asked whether the work is done
-/// already. Sent again at once, and once for each reason, is what
+/// Sent again, after a growing random pause, is what the store refused before it began; after a lost connection and
+/// after a failure of the store only what the request calls idempotent, and not before it has been asked whether the
+/// work is done already. Sent again at once, and once for each reason, is what
 /// the store corrects: its region, our clock, expired keys of a role, a missing Content-MD5.
 class CWireSender final : public wire::IWireSender
 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/sending/address.h"
@@ -70,8 +71,8 @@ struct SBucketRecord
     ELockHeaders LockHeaders(ELockRoute route) const { return m_locks[static_cast<std::size_t>(route)]; }
 };
 
-/// All that is known about a store: what its address tells, and what its answers have taught. One object is shared by all copies
-/// of a client. Any number of threads at once.
+/// All that is known about a store: what its address tells, and what its answers have taught. One object is shared by
+/// all copies of a client. Any number of threads at once.
 class CStoreRecord
 {
 public:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/transport/curl_handle.h"
 
 #include "bucketry/base/exceptions.h"
@@ -23,13 +24,13 @@ namespace bucketry::s3wire::transport
 namespace
 {
 
-constexpr long smallBuffer = 16L * 1024;
+constexpr long SmallBuffer = 16L * 1024;
 /// For an answer of unknown size: the allocator still has such a block at hand, a larger one is mapped anew each time.
-constexpr long middleBuffer = 64L * 1024;
-constexpr long largeBuffer = 512L * 1024;
+constexpr long MiddleBuffer = 64L * 1024;
+constexpr long LargeBuffer = 512L * 1024;
 /// A body up to this size goes out together with the headers, in one system call.
-constexpr std::uint64_t inlineBody = 60UL * 1024;
-constexpr std::size_t textLimit = 64u << 20;
+constexpr std::uint64_t InlineBody = 60UL * 1024;
+constexpr std::size_t TextLimit = 64u << 20;
 
 void Pause(io::CNetworkTrottlingCtx* throttling, std::size_t bytes)
 {
@@ -52,8 +53,8 @@ public:
     std::exception_ptr m_failure; ///< what a callback threw
     bool m_sendsAgain = false;    ///< libcurl was about to
 
-    /// Asked before a request goes out on a connection. libcurl sends by itself once more what it sent on a kept connection that
-    /// closes without a byte; but the store may have done the work, which only reading does not mind.
+    /// Asked before a request goes out on a connection. libcurl sends by itself once more what it sent on a kept
+    /// connection that closes without a byte; but the store may have done the work, which only reading does not mind.
     bool MaySend();
     void TakeHeader(std::string_view line);
     void TakeBody(char const* data, std::size_t size);
@@ -130,7 +131,7 @@ void CExchange::EndHeaders()
     }
     else
     {
-        m_response.m_text.reserve(std::min<std::uint64_t>(m_length.value_or(0), textLimit));
+        m_response.m_text.reserve(std::min<std::uint64_t>(m_length.value_or(0), TextLimit));
     }
 }
 
@@ -167,7 +168,7 @@ void CExchange::TakeBody(char const* data, std::size_t size)
         m_request.m_sink->Write(reinterpret_cast<unsigned char const*>(data), size);
         return;
     }
-    if (m_response.m_text.size() + size > textLimit)
+    if (m_response.m_text.size() + size > TextLimit)
     {
         throw CTransportFailure(EFailure::Settings, "The answer is larger than any that the store should give.");
     }
@@ -237,7 +238,8 @@ int OnClosed(void* context, curl_socket_t socket)
     return close(socket);
 }
 
-/// Where the system keeps the certificates it trusts. libcurl's own idea of it belongs to the distribution it was built on.
+/// Where the system keeps the certificates it trusts. libcurl's own idea of it belongs to the distribution it was built
+/// on.
 struct SSystemTrust
 {
     std::string m_file;
@@ -412,7 +414,7 @@ void CCurlHandle::SetMethod(SHttpRequest const& request, void* exchange)
     {
         return;
     }
-    if (request.m_body.m_size <= inlineBody)
+    if (request.m_body.m_size <= InlineBody)
     {
         Set(CURLOPT_POST, 1L);
         Set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.m_body.m_size));
@@ -459,16 +461,16 @@ long CCurlHandle::BufferFor(std::uint64_t expectedSize) const
 {
     // Objects of one job are mostly alike, so the last one tells about the next whose size is not known.
     std::uint64_t const likely =
-        expectedSize != 0 ? expectedSize : std::max<std::uint64_t>(m_lastReceived, middleBuffer);
-    return likely <= smallBuffer ? smallBuffer : likely <= 4 * middleBuffer ? middleBuffer : largeBuffer;
+        expectedSize != 0 ? expectedSize : std::max<std::uint64_t>(m_lastReceived, MiddleBuffer);
+    return likely <= SmallBuffer ? SmallBuffer : likely <= 4 * MiddleBuffer ? MiddleBuffer : LargeBuffer;
 }
 
 void CCurlHandle::SetBuffers(SHttpRequest const& request, bool throttled)
 {
-    Set(CURLOPT_BUFFERSIZE, throttled || !request.m_sink ? smallBuffer : BufferFor(request.m_expectedSize));
+    Set(CURLOPT_BUFFERSIZE, throttled || !request.m_sink ? SmallBuffer : BufferFor(request.m_expectedSize));
     std::uint64_t const size = request.m_body.m_size;
-    long const wanted = throttled ? smallBuffer : size <= largeBuffer ? middleBuffer : largeBuffer;
-    if (size > inlineBody && wanted != m_uploadBuffer)
+    long const wanted = throttled ? SmallBuffer : size <= LargeBuffer ? MiddleBuffer : LargeBuffer;
+    if (size > InlineBody && wanted != m_uploadBuffer)
     {
         Set(CURLOPT_UPLOAD_BUFFERSIZE, wanted);
         m_uploadBuffer = wanted;
@@ -487,7 +489,7 @@ SHttpResponse CCurlHandle::Perform(SHttpRequest const& request, io::CNetworkTrot
     bool const throttled = throttling && throttling->GetLimitBytesPerSec() != 0;
     SetBuffers(request, throttled);
     Set(CURLOPT_NOPROGRESS, request.m_sink ? 0L : 1L);
-    if (request.m_body.m_size <= inlineBody)
+    if (request.m_body.m_size <= InlineBody)
     {
         Pause(throttling, request.m_body.m_size);
     }

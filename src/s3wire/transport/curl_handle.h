@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/transport/gathering.h"
@@ -19,7 +20,8 @@ class CNetworkTrottlingCtx;
 namespace bucketry::s3wire::transport
 {
 
-/// Gets libcurl and what is below it ready, once. What is made afterwards goes before their own work at the end of the process.
+/// Gets libcurl and what is below it ready, once. What is made afterwards goes before their own work at the end of the
+/// process.
 void InitHttpLibrary();
 
 /// One libcurl easy handle with its connections, set up for one store. For one thread at a time.

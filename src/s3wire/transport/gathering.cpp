@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/transport/gathering.h"
 
 #include <sys/socket.h>
@@ -7,9 +8,9 @@ namespace bucketry::s3wire::transport
 namespace
 {
 
-constexpr int gathered = 256 * 1024;
+constexpr int Gathered = 256 * 1024;
 /// What libcurl has read ahead is no longer in the socket: never wait for more than is still to come.
-constexpr std::uint64_t leastDue = 4UL * 1024 * 1024;
+constexpr std::uint64_t LeastDue = 4UL * 1024 * 1024;
 
 } // namespace
 
@@ -33,14 +34,14 @@ void CGathering::WakeAt(int bytes)
 
 void CGathering::StillDue(std::uint64_t bytes)
 {
-    if (m_gathers != CURL_SOCKET_BAD && bytes < leastDue)
+    if (m_gathers != CURL_SOCKET_BAD && bytes < LeastDue)
     {
         WakeAt(1);
     }
-    else if (m_gathers == CURL_SOCKET_BAD && m_socket != CURL_SOCKET_BAD && bytes >= leastDue && !m_isSlow)
+    else if (m_gathers == CURL_SOCKET_BAD && m_socket != CURL_SOCKET_BAD && bytes >= LeastDue && !m_isSlow)
     {
         m_received = -1; // whatever comes first is news
-        WakeAt(gathered);
+        WakeAt(Gathered);
         m_isSlow = m_gathers == CURL_SOCKET_BAD; // a system that can't do it is not asked again
     }
 }

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <curl/curl.h>
@@ -8,9 +9,10 @@
 namespace bucketry::s3wire::transport
 {
 
-/// Lets what arrives of a large body gather in its socket before the reader is woken: over a fast link a wake-up for each
-/// packet costs more than the copy of what came. It gathers only while far more is due than it waits for, and no longer
-/// once nothing came for a second: a slow link is read as it comes, and a stall is seen as one. For one thread at a time.
+/// Lets what arrives of a large body gather in its socket before the reader is woken: over a fast link a wake-up for
+/// each packet costs more than the copy of what came. It gathers only while far more is due than it waits for, and no
+/// longer once nothing came for a second: a slow link is read as it comes, and a stall is seen as one. For one thread
+/// at a time.
 ///
 /// Source: SO_RCVLOWAT in socket(7).
 class CGathering

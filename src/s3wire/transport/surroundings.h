@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include <chrono>
@@ -7,7 +8,8 @@
 namespace bucketry::s3wire
 {
 
-/// The clock, the pauses and the chance of this layer, so that tests can hand in their own. Safe to call from any thread.
+/// The clock, the pauses and the chance of this layer, so that tests can hand in their own. Safe to call from any
+/// thread.
 struct SSurroundings
 {
     std::function<std::time_t()> m_now; ///< seconds since 1970-01-01 UTC

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/wire/delete_requests.h"
 
 #include "bucketry/base/exceptions.h"
@@ -51,14 +52,14 @@ bool FitsDeleteBody(delete_item_t const& item)
 
 SWireRequest MakeDeleteObjects(std::string const& bucket, std::span<delete_item_t const> items)
 {
-    if (items.size() > g_maxDeleteItems)
+    if (items.size() > MaxDeleteItems)
     {
         throw exc::CRuntimeExc("A multi-object delete takes 1000 items, not %1", items.size());
     }
     SWireRequest request = BucketRequest("DeleteObjects", transport::EHttpMethod::Post, bucket);
     AddSubResource(request, "delete");
     SetXmlBody(request,
-               XmlDocument("Delete", g_s3Namespace,
+               XmlDocument("Delete", S3Namespace,
                            [&](std::string& xml)
                            {
                                xml.reserve(LikelySize(items));

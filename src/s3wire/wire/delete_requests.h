@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/s3wire/records.h"
@@ -13,7 +14,7 @@ namespace bucketry::s3wire::wire
 
 using delete_item_t = s3::SMultiObjectDeleteRequest::SObjectVersionInfo;
 
-inline constexpr std::size_t g_maxDeleteItems = 1000;
+inline constexpr std::size_t MaxDeleteItems = 1000;
 
 /// An item that the store has refused to delete.
 struct SRefusedItem
@@ -24,8 +25,8 @@ struct SRefusedItem
     std::string m_message;
 };
 
-/// Whether a request body can name the object. One whose key or version id has control characters other than TAB, LF and CR
-/// is deleted alone.
+/// Whether a request body can name the object. One whose key or version id has control characters other than TAB, LF
+/// and CR is deleted alone.
 bool FitsDeleteBody(delete_item_t const& item);
 
 /// At most 1000 items that fit, all of them with a key.

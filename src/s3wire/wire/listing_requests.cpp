@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/wire/listing_requests.h"
 
 #include "s3wire/codec/encoding.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/wire/multipart_requests.h"
 
 #include "bucketry/base/exceptions.h"
@@ -23,7 +24,7 @@ SWireRequest UploadRequest(char const* operation, EHttpMethod method, SUploadRef
 
 SWireRequest PartRequest(char const* operation, SUploadRef const& upload, unsigned partNumber)
 {
-    if (partNumber == 0 || partNumber > g_maxPartNumber)
+    if (partNumber == 0 || partNumber > MaxPartNumber)
     {
         throw exc::CRuntimeExc("An upload has parts 1 to 10000, not %1", partNumber);
     }
@@ -118,7 +119,7 @@ SWireRequest MakeCompleteMultipartUpload(SUploadRef const& upload, std::vector<s
 {
     SWireRequest request = UploadRequest("CompleteMultipartUpload", EHttpMethod::Post, upload);
     SetXmlBody(request,
-               XmlDocument("CompleteMultipartUpload", g_s3Namespace,
+               XmlDocument("CompleteMultipartUpload", S3Namespace,
                            [&](std::string& xml)
                            {
                                unsigned partNumber = 0;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/s3wire/records.h"
@@ -11,7 +12,7 @@
 namespace bucketry::s3wire::wire
 {
 
-inline constexpr unsigned g_maxPartNumber = 10000;
+inline constexpr unsigned MaxPartNumber = 10000;
 
 struct SUploadRef
 {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/wire/object_requests.h"
 
 #include "bucketry/base/exceptions.h"
@@ -18,8 +19,8 @@ namespace
 using transport::EHttpMethod;
 using transport::SHttpResponse;
 
-constexpr std::size_t g_maxKeyBytes = 1024;
-constexpr std::string_view g_metadataPrefix = "x-amz-meta-";
+constexpr std::size_t MaxKeyBytes = 1024;
+constexpr std::string_view MetadataPrefix = "x-amz-meta-";
 
 char const* ModeWord(s3::EObjectLockMode mode)
 {
@@ -110,9 +111,9 @@ std::map<std::string, std::string> MetadataOf(SHttpResponse const& answer)
     for (auto const [name, value] : answer.m_headers)
     {
         std::string const lower = ToLower(name);
-        if (lower.starts_with(g_metadataPrefix))
+        if (lower.starts_with(MetadataPrefix))
         {
-            metadata.emplace(lower.substr(g_metadataPrefix.size()), DecodeMetadataValue(value));
+            metadata.emplace(lower.substr(MetadataPrefix.size()), DecodeMetadataValue(value));
         }
     }
     return metadata;
@@ -175,7 +176,7 @@ void CheckKey(std::string const& key)
     {
         throw exc::CRuntimeExc("The object key is empty");
     }
-    if (key.size() > g_maxKeyBytes)
+    if (key.size() > MaxKeyBytes)
     {
         throw exc::CRuntimeExc("The object key has %1 bytes, more than 1024: [%2]", key.size(), key);
     }
@@ -208,7 +209,7 @@ void AddNewObjectHeaders(SWireRequest& request, SNewObject const& object)
 {
     for (auto const& [name, value] : object.m_metadata)
     {
-        AddHeader(request, std::string(g_metadataPrefix) + name, EncodeMetadataValue(value));
+        AddHeader(request, std::string(MetadataPrefix) + name, EncodeMetadataValue(value));
     }
     for (auto const& [name, value] : object.m_headers)
     {
@@ -386,7 +387,7 @@ SWireRequest MakePutObjectRetention(SObjectRef const& object, s3::EObjectLockMod
     SWireRequest request = ObjectRequest("PutObjectRetention", EHttpMethod::Put, object);
     AddSubResource(request, "retention");
     SetXmlBody(request,
-               XmlDocument("Retention", g_s3Namespace,
+               XmlDocument("Retention", S3Namespace,
                            [&](std::string& xml)
                            {
                                AppendXmlElement(xml, "Mode", ModeWord(mode));
@@ -419,7 +420,7 @@ SWireRequest MakePutObjectLegalHold(SObjectRef const& object, bool hold)
     SWireRequest request = ObjectRequest("PutObjectLegalHold", EHttpMethod::Put, object);
     AddSubResource(request, "legal-hold");
     SetXmlBody(request,
-               XmlDocument("LegalHold", g_s3Namespace,
+               XmlDocument("LegalHold", S3Namespace,
                            [&](std::string& xml) { AppendXmlElement(xml, "Status", hold ? "ON" : "OFF"); }));
     return request;
 }
@@ -435,7 +436,7 @@ SWireRequest MakeRestoreObject(SObjectRef const& object, unsigned days, s3::EGla
     SWireRequest request = ObjectRequest("RestoreObject", EHttpMethod::Post, object);
     AddSubResource(request, "restore");
     SetXmlBody(request,
-               XmlDocument("RestoreRequest", g_s3Namespace,
+               XmlDocument("RestoreRequest", S3Namespace,
                            [&](std::string& xml)
                            {
                                AppendXmlElement(xml, "Days", std::to_string(days));

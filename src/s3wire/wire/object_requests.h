@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "bucketry/s3wire/records.h"
@@ -80,7 +81,8 @@ s3::SPutObjectResult ReadPutObject(transport::SHttpResponse const& answer);
 SWireRequest MakeGetObject(SObjectRef const& object, SByteRange const& range, std::string const& eTag,
                            bool wantsChecksum);
 SWireRequest MakeHeadObject(SObjectRef const& object);
-/// Both answers: everything but the content. `received`: bytes of the content, for an answer that doesn't announce its length.
+/// Both answers: everything but the content. `received`: bytes of the content, for an answer that doesn't announce its
+///               length.
 s3::SObjectData ReadObjectData(transport::SHttpResponse const& answer, std::optional<std::uint64_t> received);
 
 SWireRequest MakeCopyObject(SObjectRef const& source, SObjectRef const& target,

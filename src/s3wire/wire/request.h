@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "s3wire/transport/http.h"
@@ -32,8 +33,8 @@ struct SWireRequest
     transport::SBody m_body;
     transport::IBodySink* m_sink = nullptr;
     bool m_idempotent = false; ///< may be sent again when it is unknown whether the store has seen it
-    /// Asked where a failure leaves that open, before the request is sent again or given up: true if the store has done the
-    /// work. Then no answer is needed, and an empty one comes back. Never throws.
+    /// Asked where a failure leaves that open, before the request is sent again or given up: true if the store has done
+    /// the work. Then no answer is needed, and an empty one comes back. Never throws.
     std::function<bool()> m_isDone;
     /// Status 404 is a success where an attempt before has left open what the store did: it has removed what is gone.
     bool m_goneIsDone = false;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/wire/service_requests.h"
 
 #include "bucketry/base/exceptions.h"
@@ -166,7 +167,7 @@ SWireRequest MakeCreateJob(SCreateJobRequest const& job)
 {
     SWireRequest request = ControlRequest("CreateJob", EHttpMethod::Post, "v20180820/jobs");
     SetXmlBody(request,
-               XmlDocument("CreateJobRequest", g_s3ControlNamespace, [&](std::string& xml) { AppendJob(xml, job); }));
+               XmlDocument("CreateJobRequest", S3ControlNamespace, [&](std::string& xml) { AppendJob(xml, job); }));
     request.m_contentMd5 = false;
     return request;
 }

@@ -1,5 +1,6 @@
-// The tests of the real store on the simulator, which has to be like it: the two are held against each other. Takes the place of
-// the script that starts the gateway.
+// SPDX-License-Identifier: Apache-2.0
+// The tests of the real store on the simulator, which has to be like it: the two are held against each other. Takes the
+// place of the script that starts the gateway.
 
 #include <bucketry/simulator.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/detail/store_clock.h"
 
 #include "support/fake_clock.h"

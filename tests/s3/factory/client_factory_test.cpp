@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/perf.h"
 #include "bucketry/s3.h"
 #include "bucketry/statistics.h"
@@ -20,8 +21,8 @@ using testing::CRawHttpServer;
 using ::testing::HasSubstr;
 using certificate_t = sockets::ssl::CX509CertBlob;
 
-constexpr char const* g_arn = "arn:aws:s3:eu-west-1:123456789012:accesspoint/backup";
-constexpr char const* g_outpost = "arn:aws:s3-outposts:eu-west-1:123456789012:outpost/op-1/accesspoint/backup";
+constexpr char const* Arn = "arn:aws:s3:eu-west-1:123456789012:accesspoint/backup";
+constexpr char const* Outpost = "arn:aws:s3-outposts:eu-west-1:123456789012:outpost/op-1/accesspoint/backup";
 
 SS3ClientConnSpec SpecFor(std::string const& endpoint)
 {
@@ -71,7 +72,7 @@ TEST(ClientFactory, RefusesInOrderAndKeepsTheContextOnceThereIsOne)
               {
                   spec.Credentials.Keys.reset();
                   spec.BucketAddr.ApiEndpoint.clear();
-                  spec.BucketAddr.ARN = g_arn;
+                  spec.BucketAddr.ARN = Arn;
               },
               "There are no credentials", nullptr},
              {[](auto& spec) { spec.Credentials.ClientId = guid::guid_t::CreateNew(); }, "client", nullptr},
@@ -102,20 +103,20 @@ TEST(ClientFactory, RefusesInOrderAndKeepsTheContextOnceThereIsOne)
 TEST(ClientFactory, TakesTheContainerFromTheArnAndTheClassOfOutposts)
 {
     SS3ClientConnSpec spec = SpecFor("");
-    spec.BucketAddr.ARN = g_outpost;
+    spec.BucketAddr.ARN = Outpost;
     spec.Options.StorageClass = s3wire::s3::EGoogleCSStorageClass::Archive;
     SMade const outpost = Make(spec);
     ASSERT_EQ(outpost.m_failure, "");
     EXPECT_TRUE(outpost.m_context->m_storageClass == s3wire::s3::EAmazonS3StorageClass::Outposts);
-    EXPECT_EQ(outpost.m_context->m_container, g_outpost);
+    EXPECT_EQ(outpost.m_context->m_container, Outpost);
     EXPECT_EQ(outpost.m_client->GetCloudContainerName(), "backup");
 
     CRawHttpServer const server([](std::string const&) { return Answer(200); });
     spec = SpecFor(server.Url());
-    spec.BucketAddr.ARN = g_arn;
+    spec.BucketAddr.ARN = Arn;
     SMade const both = Make(spec);
     ASSERT_EQ(both.m_failure, "");
-    EXPECT_EQ(both.m_context->m_container, g_arn);
+    EXPECT_EQ(both.m_context->m_container, Arn);
 }
 
 TEST(ClientFactory, ClientIdStandsForTheStoresAddressKeysAndProxy)

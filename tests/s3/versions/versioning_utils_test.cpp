@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3/versions/versioning_utils.h"
 
 #include "bucketry/base/options.h"
@@ -62,7 +63,8 @@ CDateTime In(long seconds)
     return CDateTime::fromUnixTime(CDateTime::currentUtcTime().toUnixTime() + seconds, true);
 }
 
-// ---- Queries ---------------------------------------------------------------------------------------------------------
+// ---- Queries
+// ---------------------------------------------------------------------------------------------------------
 
 TEST(S3VersionQueries, PageIsReadWithCare)
 {
@@ -146,7 +148,8 @@ TEST(S3VersioningUtils, NothingIsDoneWithoutAClient)
     }
 }
 
-// ---- On a store ------------------------------------------------------------------------------------------------------
+// ---- On a store
+// ------------------------------------------------------------------------------------------------------
 
 class S3Versions : public ::testing::Test
 {

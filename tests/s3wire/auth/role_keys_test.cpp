@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/http.h"
 #include "bucketry/base/options.h"
@@ -20,7 +21,7 @@ using testing::Answer;
 using ::testing::HasSubstr;
 using testing::SRawAnswer;
 
-constexpr std::time_t start = 1'900'000'000; // 2030-03-17T17:46:40Z
+constexpr std::time_t Start = 1'900'000'000; // 2030-03-17T17:46:40Z
 
 /// A metadata service whose keys last an hour, and a clock.
 class RoleKeys : public ::testing::Test
@@ -68,7 +69,7 @@ protected:
         return CS3WireAuthFactory(m_store).CreateForS3("", "", "", "endpoint", "eu-west-1", role, m_server.Url(), 0);
     }
 
-    std::atomic<std::time_t> m_now{start};
+    std::atomic<std::time_t> m_now{Start};
     std::atomic<int> m_tokens{0};
     std::atomic<int> m_fetches{0};
     std::atomic<int> m_tokenStatus{200};

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "s3wire/auth/signature_v4.h"
 
 #include "s3wire/codec/encoding.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/exceptions.h"
 #include "bucketry/base/http.h"
 #include "s3wire/codec/arn.h"

@@ -1,5 +1,7 @@
-// Every operation, with every fault at its first request, its second, and so on until there is no such request: either the
-// call succeeds, and the store is as it should be, or it fails with the failure of that fault and has harmed nothing.
+// SPDX-License-Identifier: Apache-2.0
+// Every operation, with every fault at its first request, its second, and so on until there is no such request: either
+// the call succeeds, and the store is as it should be, or it fails with the failure of that fault and has harmed
+// nothing.
 
 #include "bucketry/base/http.h"
 #include "s3wire/faults/simulated_store.h"
@@ -19,10 +21,10 @@ using namespace s3;
 using simulator::EFaultAction;
 using simulator::SFault;
 
-constexpr unsigned long g_twoParts = 8 * 1024 * 1024 + 1;
-constexpr char const* g_account = "123456789012";
-constexpr char const* g_until = "2040-01-01T00:00:00.000Z";
-SObjectLockConfig const g_lock(true, EObjectLockMode::Governance, g_until, false);
+constexpr unsigned long TwoParts = 8 * 1024 * 1024 + 1;
+constexpr char const* Account = "123456789012";
+constexpr char const* Until = "2040-01-01T00:00:00.000Z";
+SObjectLockConfig const g_lock(true, EObjectLockMode::Governance, Until, false);
 
 /// One bucket of the store, with the client that meets the faults and one that meets none.
 struct SStage
@@ -50,16 +52,16 @@ struct SStage
 using step_t = std::function<void(SStage&)>;
 using question_t = std::function<bool(SStage&)>;
 
-question_t const g_fine = [](SStage&) { return true; };
+question_t const Fine = [](SStage&) { return true; };
 
 struct SOperation
 {
     char const* m_name;
     step_t m_prepare;
-    question_t m_call;                ///< false if what it gives isn't what the store has
-    question_t m_isDone = g_fine;     ///< the state of the store after success
-    question_t m_isUnharmed = g_fine; ///< and after failure
-    bool m_locks = false;             ///< wants a bucket with object lock
+    question_t m_call;              ///< false if what it gives isn't what the store has
+    question_t m_isDone = Fine;     ///< the state of the store after success
+    question_t m_isUnharmed = Fine; ///< and after failure
+    bool m_locks = false;           ///< wants a bucket with object lock
 };
 
 void PutThree(SStage& stage)
@@ -114,7 +116,7 @@ void PrepareJob(SStage& stage)
     stage.Put("manifest", "hello");
     for (CS3WireClient client : {stage.m_client, stage.m_quiet})
     {
-        client.SetBatchParameters(stage.m_store.Endpoint(), g_account);
+        client.SetBatchParameters(stage.m_store.Endpoint(), Account);
     }
 }
 
@@ -152,17 +154,17 @@ question_t Does(TCall call)
     };
 }
 
-question_t const g_newIsWholeOrNot = [](SStage& stage) { return stage.Lacks("new") || stage.Has("new", "text"); };
-question_t const g_onlyAIsGone = [](SStage& stage)
+question_t const NewIsWholeOrNot = [](SStage& stage) { return stage.Lacks("new") || stage.Has("new", "text"); };
+question_t const OnlyAIsGone = [](SStage& stage)
 { return stage.Lacks("a") && stage.Has("keep", "keep") && stage.Count() == 1; };
-question_t const g_keepIsThere = [](SStage& stage) { return stage.Has("keep", "keep"); };
-step_t const g_aAndKeep = [](SStage& stage)
+question_t const KeepIsThere = [](SStage& stage) { return stage.Has("keep", "keep"); };
+step_t const AAndKeep = [](SStage& stage)
 {
     stage.Put("a", "1");
     stage.Put("keep", "keep");
 };
-step_t const g_text = [](SStage& stage) { stage.Put("a", "some text"); };
-step_t const g_nothing = [](SStage&) {};
+step_t const Text = [](SStage& stage) { stage.Put("a", "some text"); };
+step_t const Nothing = [](SStage&) {};
 
 std::vector<SOperation> Reads()
 {
@@ -178,24 +180,24 @@ std::vector<SOperation> Reads()
         };
     };
     return {
-        {"GetObject", g_text,
+        {"GetObject", Text,
          [](SStage& s)
          { return TextOf(*s.m_client.GetObject(s.m_bucket, "a", nullptr, 0, 0, "").get().m_content) == "some text"; }},
-        {"GetObject of a range", g_text,
+        {"GetObject of a range", Text,
          [](SStage& s)
          { return TextOf(*s.m_client.GetObject(s.m_bucket, "a", nullptr, 5, 3, "").get().m_content) == "tex"; }},
-        {"GetObjectHead", g_text,
+        {"GetObjectHead", Text,
          [](SStage& s) { return IsLengthOfText(s.m_client.GetObjectHead(s.m_bucket, "a", "").get().m_contentLength); }},
-        {"IsObjectExist", g_text, [](SStage& s) { return s.m_client.IsObjectExist(s.m_bucket, "a", "").get(); }},
-        {"IsObjectExist of nothing", g_text,
+        {"IsObjectExist", Text, [](SStage& s) { return s.m_client.IsObjectExist(s.m_bucket, "a", "").get(); }},
+        {"IsObjectExist of nothing", Text,
          [](SStage& s) { return !s.m_client.IsObjectExist(s.m_bucket, "b", "").get(); }},
-        {"GetBucketRegion", g_nothing,
+        {"GetBucketRegion", Nothing,
          [](SStage& s)
          {
              std::string const region = s.m_client.GetBucketRegion(s.m_bucket).get().m_region;
              return region == "us-east-1" || region == "eu-west-1"; // the second one is what a fault says
          }},
-        {"GetServerTimeUtc", g_nothing,
+        {"GetServerTimeUtc", Nothing,
          [](SStage& s) { return s.m_client.GetServerTimeUtc(s.m_bucket).ends_with(" GMT"); }},
         {"GetBucket", PutThree,
          [](SStage& s) { return AreThree(s.m_client.GetBucket(s.m_bucket, "", "", "", 1).get().m_contents); }},
@@ -218,8 +220,8 @@ std::vector<SOperation> Reads()
              s.m_client.GetBucketObjectVersions(onPage, s.m_bucket, "", "", "", "", 1).get();
              return seen == "a+a+b-b+";
          },
-         g_fine, g_fine, true},
-        {"GetAccountId", g_nothing, [](SStage& s) { return s.m_client.GetAccountId() == g_account; }},
+         Fine, Fine, true},
+        {"GetAccountId", Nothing, [](SStage& s) { return s.m_client.GetAccountId() == Account; }},
         {"DescribeJob",
          [](SStage& s)
          {
@@ -227,7 +229,7 @@ std::vector<SOperation> Reads()
              s.m_id = s.m_quiet.CreateBatchJob(RestoreJob(s)).get().m_jobId;
          },
          [](SStage& s) { return !s.m_client.DescribeJob(s.m_id).get().m_status.empty(); }},
-        {"a read stream", g_text,
+        {"a read stream", Text,
          [](SStage& s)
          {
              CS3WireReadStream stream(s.m_client, s.m_bucket, "a", "");
@@ -255,13 +257,13 @@ std::vector<SOperation> Writes()
     question_t const isLockedNew = [](SStage& s) { return s.Has("new", "text") && s.IsLocked("new"); };
     step_t const source = [](SStage& s) { s.Put("a", "text"); };
     return {
-        {"PutObject", g_nothing, put({}), isNew, g_newIsWholeOrNot},
-        {"PutObject with a lock", g_nothing, put(g_lock), isLockedNew, g_newIsWholeOrNot, true},
-        {"CopyObject", source, copy({}), isNew, g_newIsWholeOrNot},
-        {"CopyObject with a lock", source, copy(g_lock), isLockedNew, g_newIsWholeOrNot, true},
-        {"PutObjectRetention", g_text,
+        {"PutObject", Nothing, put({}), isNew, NewIsWholeOrNot},
+        {"PutObject with a lock", Nothing, put(g_lock), isLockedNew, NewIsWholeOrNot, true},
+        {"CopyObject", source, copy({}), isNew, NewIsWholeOrNot},
+        {"CopyObject with a lock", source, copy(g_lock), isLockedNew, NewIsWholeOrNot, true},
+        {"PutObjectRetention", Text,
          Does([](SStage& s)
-              { s.m_client.PutObjectRetention(s.m_bucket, "a", EObjectLockMode::Governance, g_until, "").get(); }),
+              { s.m_client.PutObjectRetention(s.m_bucket, "a", EObjectLockMode::Governance, Until, "").get(); }),
          [](SStage& s) { return s.IsLocked("a"); }, [](SStage& s) { return s.Has("a", "some text"); }, true},
         {"PostObjectRestore",
          [](SStage& s)
@@ -291,12 +293,12 @@ std::vector<SOperation> Writes()
          },
          // Asked for with the same token again, it is the same job.
          [](SStage& s) { return s.m_quiet.CreateBatchJob(RestoreJob(s)).get().m_jobId == s.m_id; }},
-        {"a write stream of one request", g_nothing, Does([](SStage& s) { WriteAndFinish(s, 5); }),
+        {"a write stream of one request", Nothing, Does([](SStage& s) { WriteAndFinish(s, 5); }),
          [](SStage& s) { return IsStreamed(s, 5); }, [](SStage& s) { return s.Lacks("new") || IsStreamed(s, 5); }},
-        {"a write stream of parts", g_nothing, Does([](SStage& s) { WriteAndFinish(s, g_twoParts, g_lock); }),
-         [](SStage& s) { return IsStreamed(s, g_twoParts) && s.IsLocked("new"); },
-         [](SStage& s) { return s.Lacks("new") || IsStreamed(s, g_twoParts); }, true},
-        {"a dropped write stream", g_nothing, Does([](SStage& s) { StreamTo(s).WriteZeroes(g_twoParts); }),
+        {"a write stream of parts", Nothing, Does([](SStage& s) { WriteAndFinish(s, TwoParts, g_lock); }),
+         [](SStage& s) { return IsStreamed(s, TwoParts) && s.IsLocked("new"); },
+         [](SStage& s) { return s.Lacks("new") || IsStreamed(s, TwoParts); }, true},
+        {"a dropped write stream", Nothing, Does([](SStage& s) { StreamTo(s).WriteZeroes(TwoParts); }),
          [](SStage& s) { return s.Lacks("new"); }, [](SStage& s) { return s.Lacks("new"); }},
     };
 }
@@ -305,7 +307,7 @@ std::vector<SOperation> Deletes()
 {
     auto const twoVersions = [](SStage& s) { return s.m_store.VersionCount(s.m_bucket) == 2; };
     auto const row = [](char const* name, auto const& call) {
-        return SOperation{name, g_aAndKeep, Does(call), g_onlyAIsGone, g_keepIsThere};
+        return SOperation{name, AAndKeep, Does(call), OnlyAIsGone, KeepIsThere};
     };
     auto const versions = [&](char const* name, auto const& call)
     {
@@ -315,7 +317,7 @@ std::vector<SOperation> Deletes()
             s.Put("keep", "keep");
             s.Put("keep", "keep");
         };
-        return SOperation{name, prepare, Does(call), twoVersions, g_keepIsThere, true};
+        return SOperation{name, prepare, Does(call), twoVersions, KeepIsThere, true};
     };
     return {
         row("DeleteObject", [](SStage& s) { s.m_client.DeleteObject(s.m_bucket, "a", "").get(); }),
@@ -367,7 +369,7 @@ struct SKind
     bool m_isStanding = false; ///< holds for every request
 };
 
-constexpr char const* g_here = "the store itself";
+constexpr char const* Here = "the store itself";
 
 std::vector<SKind> Kinds()
 {
@@ -387,7 +389,7 @@ std::vector<SKind> Kinds()
         {"length too great", {.m_action = WrongLength, .m_amount = 7}, true},
         {"duplicate delivery", {.m_action = Duplicate}, true},
         {"close behind the answer", {.m_action = Close}, true},
-        {"redirect 307", {.m_action = Redirect, .m_status = 307, .m_endpoint = g_here}, false, 307},
+        {"redirect 307", {.m_action = Redirect, .m_status = 307, .m_endpoint = Here}, false, 307},
         {"redirect 301", {.m_action = Redirect, .m_status = 301, .m_endpoint = "localhost"}, false, 301},
         {"wrong region", {.m_action = WrongRegion, .m_region = "eu-west-1"}, false, 400},
         {"expired token", {.m_action = ExpiredToken}, false, 400},
@@ -481,7 +483,7 @@ bool FaultAtEveryRequest::Try(SKind const& kind, unsigned nth, unsigned attempts
     store.ClearLog();
     SFault fault = kind.m_fault;
     fault.m_nth = kind.m_isStanding ? 0 : nth;
-    if (fault.m_endpoint == g_here)
+    if (fault.m_endpoint == Here)
     {
         fault.m_endpoint = "127.0.0.1:" + std::to_string(store.Port());
     }

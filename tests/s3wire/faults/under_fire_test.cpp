@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/http.h"
 #include "s3wire/auth_by_role.h"
 #include "s3wire/faults/simulated_store.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/exceptions.h"
 #include "bucketry/s3wire/client.h"
 #include "bucketry/s3wire/exception.h"

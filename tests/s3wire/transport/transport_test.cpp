@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/io.h"
 #include "s3wire/transport/curl_transport.h"
 #include "s3wire/transport/failure.h"

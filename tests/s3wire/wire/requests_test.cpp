@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "bucketry/base/exceptions.h"
 #include "s3wire/wire/delete_requests.h"
 #include "s3wire/wire/google_dialect.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "backup/manifest.h"
@@ -12,8 +13,8 @@
 namespace bucketry::tool
 {
 
-/// How the stored content of a file turned out. `m_kind` is empty if it is what the manifest says; else it is the word for
-/// COutput::Problem, with a text and the object at fault.
+/// How the stored content of a file turned out. `m_kind` is empty if it is what the manifest says; else it is the word
+/// for COutput::Problem, with a text and the object at fault.
 struct SFetchOutcome
 {
     std::string m_kind;
@@ -34,8 +35,9 @@ public:
     virtual void OnEnd(SFetchOutcome const& outcome) = 0;
 };
 
-/// Fetches the objects of a file through the window and compares size and hash with the entry. The receiver is called on
-/// the window's thread, the last time in CTaskWindow::Drain at the latest. The client and the entry must live until then.
+/// Fetches the objects of a file through the window and compares size and hash with the entry. The receiver is called
+/// on the window's thread, the last time in CTaskWindow::Drain at the latest. The client and the entry must live until
+/// then.
 void FetchContent(CHost& host, CTaskWindow& window, std::string_view runFolder, SEntry const& entry,
                   std::shared_ptr<IContentReceiver> receiver);
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "backup/sha256.h"
@@ -39,8 +40,8 @@ struct SEntry
     bool IsFile() const noexcept { return m_kind == EEntryKind::File || m_kind == EEntryKind::TornFile; }
 };
 
-/// Files of more than PieceBytes are stored as several objects, as many as have a number of six digits. It bounds what a
-/// forged size can make a reader do.
+/// Files of more than PieceBytes are stored as several objects, as many as have a number of six digits. It bounds what
+/// a forged size can make a reader do.
 inline constexpr std::uint64_t MaxPieces = 1'000'000;
 
 struct SManifest
@@ -70,8 +71,8 @@ private:
     bool m_isComplete = true;
 };
 
-/// Reads a manifest. Throws exc::CRuntimeExc "The manifest is damaged: ..." for anything that the writer does not write:
-/// a wrong digest first of all, then anything that could lead a restore out of its directory.
+/// Reads a manifest. Throws exc::CRuntimeExc "The manifest is damaged: ..." for anything that the writer does not
+/// write: a wrong digest first of all, then anything that could lead a restore out of its directory.
 SManifest ParseManifest(std::string_view text);
 
 } // namespace bucketry::tool

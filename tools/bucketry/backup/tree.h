@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 #include "backup/manifest.h"
@@ -38,7 +39,8 @@ using directory_id_t = std::pair<dev_t, ino_t>;
 /// Throws exc::CRuntimeExc if the directory itself cannot be opened or is the one to leave out.
 void WalkTree(std::string const& directory, std::optional<directory_id_t> const& leaveOut, ITreeVisitor& visitor);
 
-/// Bytes and number of the regular files that a walk would meet, for the progress line; what cannot be read counts nothing.
+/// Bytes and number of the regular files that a walk would meet, for the progress line; what cannot be read counts
+/// nothing.
 SAmount MeasureTree(std::string const& directory, std::optional<directory_id_t> const& leaveOut);
 
 /// Reads the content of a file once, from front to back, and hashes it on the way.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "backup/verifier.h"
 
 #include "backup/fetch.h"
@@ -200,7 +201,8 @@ private:
 
     std::string Shown(std::string const& path) const { return JoinPath(m_directory, path); }
 
-    /// The manifest's entry for a path of the walk, if there is one. Those before it have not been met, so they are missing.
+    /// The manifest's entry for a path of the walk, if there is one. Those before it have not been met, so they are
+    /// missing.
     SEntry const* Expected(std::string const& path)
     {
         while (m_next != m_end && IsPathBefore(m_next->m_path, path))
