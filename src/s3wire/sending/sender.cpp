@@ -183,6 +183,7 @@ SHttpRequest CWireSender::CSending::Sign() const
     http.m_url.append(next.m_address.m_origin).append(next.m_path).append(m_query.empty() ? "" : "?").append(m_query);
     http.m_body = m_request.m_body;
     http.m_expectedSize = m_request.m_expectedSize;
+    http.m_isRepeatable = m_request.m_idempotent && !m_request.m_isDone && !m_request.m_goneIsDone;
     http.m_headers = m_request.m_headers;
 
     SSigningScope const scope{ToAmzDate(next.m_signedAt), next.m_address.m_region, Service()};

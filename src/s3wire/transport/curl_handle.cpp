@@ -53,8 +53,8 @@ public:
     std::exception_ptr m_failure; ///< what a callback threw
     bool m_sendsAgain = false;    ///< libcurl was about to
 
-    /// Asked before a request goes out on a connection. libcurl sends by itself once more what it sent on a kept
-    /// connection that closes without a byte; but the store may have done the work, which only reading does not mind.
+    /// Asked before a request goes out on a connection. libcurl sends by itself once more what it sent on a kept connection that
+    /// closes without a byte.
     bool MaySend();
     void TakeHeader(std::string_view line);
     void TakeBody(char const* data, std::size_t size);
@@ -97,7 +97,7 @@ private:
 bool CExchange::MaySend()
 {
     bool const onlyReads = m_request.m_method == EHttpMethod::Get || m_request.m_method == EHttpMethod::Head;
-    m_sendsAgain = m_isOut && !onlyReads;
+    m_sendsAgain = m_isOut && !onlyReads && !m_request.m_isRepeatable;
     m_isOut = true;
     return !m_sendsAgain;
 }

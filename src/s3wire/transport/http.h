@@ -103,6 +103,9 @@ struct SHttpRequest
     SBody m_body;
     IBodySink* m_sink = nullptr;      ///< takes a 2xx body; any other body lands in `m_text`
     std::uint64_t m_expectedSize = 0; ///< bytes that the answer will bring, if known: small ones get small buffers
+    /// May go out a second time where a kept connection closes without a byte: the store may have done the work the first time.
+    /// GET and HEAD always may.
+    bool m_isRepeatable = false;
 };
 
 struct SHttpResponse

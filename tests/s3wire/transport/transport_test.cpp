@@ -5,6 +5,8 @@
 #include "support/raw_http_server.h"
 
 #include <gmock/gmock.h>
+
+#include <atomic>
 #include <gtest/gtest.h>
 
 namespace bucketry::s3wire::transport
@@ -196,15 +198,29 @@ TEST(Transport, AnAnswerThatIsCutIsAFailure)
     ExpectFailure(EFailure::Lost, HasSubstr("/k"), [&] { Exchange(SettingsFor(server), Get(server.Url() + "/k")); });
 }
 
-TEST(Transport, ADeadIdleConnectionCostsARepeat)
+TEST(Transport, SendsNothingTwiceUnlessItMay)
 {
-    CRawHttpServer server([](std::string const&) { return SRawAnswer{Answer(200, "ok").m_text, true}; });
-    CCurlTransport transport(SettingsFor(server), FreshPool(), nullptr);
-    std::string const body = "body";
-    for (unsigned i = 1; i <= 3; ++i)
+    for (bool const mayRepeat : {false, true})
     {
-        EXPECT_EQ(transport.Exchange(Put(server.Url() + "/k", body)).m_text, "ok");
-        EXPECT_EQ(server.ConnectionCount(), i);
+        std::atomic<int> requests = 0;
+        CRawHttpServer server(
+            [&](std::string const&) {
+                return ++requests == 2 ? SRawAnswer{"", true} : SRawAnswer{Answer(200, "ok").m_text};
+            });
+        CCurlTransport transport(SettingsFor(server), FreshPool(), nullptr);
+        std::string const body = "body";
+        SHttpRequest request = Put(server.Url() + "/k", body);
+        request.m_isRepeatable = mayRepeat;
+        EXPECT_EQ(transport.Exchange(request).m_text, "ok");
+        if (mayRepeat)
+        {
+            EXPECT_EQ(transport.Exchange(request).m_text, "ok");
+        }
+        else
+        {
+            ExpectFailure(EFailure::Lost, HasSubstr("closed without a byte"), [&] { transport.Exchange(request); });
+        }
+        EXPECT_EQ(requests, mayRepeat ? 3 : 2);
     }
 }
 
