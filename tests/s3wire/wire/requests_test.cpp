@@ -16,7 +16,6 @@ namespace
 {
 
 using namespace wire;
-using s3::CObjectStorageClass;
 using s3::EObjectLockMode;
 using s3::SObjectLockConfig;
 
