@@ -3,6 +3,7 @@
 
 #include "bucketry/base/logging.h"
 #include "bucketry/locks.h"
+#include "bucketry/parallel.h"
 #include "bucketry/s3.h"
 #include "bucketry/versions.h"
 #include "google/google_versioning_utils.h"
@@ -241,6 +242,39 @@ TEST_F(Google, KeepsADateOfImmutability)
                          [&] { utils->DeleteFileVersionAsync("object", *version)->Wait(); });
     utils->DeleteFileVersionIgnoreImmutabilityAsync("object", *version)->Wait();
     EXPECT_EQ(Get(*client, "object", *version), "kept");
+}
+
+TEST_F(Google, WritesAndDeletesInParallel)
+{
+    for (bool const keepsVersions : {true, false})
+    {
+        auto const client = Client(keepsVersions ? "bucket" : "plain", keepsVersions);
+        CObjectVersionsQueue versions;
+        CCloudParallelWriter writer(client);
+        for (int i = 0; i < 60; ++i)
+        {
+            std::string const path = "folder/" + std::to_string(i % 20);
+            writer.Write(path, BufsOf(std::to_string(i)), versions.CreateVersionSink(path), std::nullopt);
+        }
+        writer.Flush();
+        EXPECT_EQ(Get(*client, "folder/7"), "47") << "the writes of one path keep their order";
+        EXPECT_EQ(client->GetObjectCount("folder"), 20u);
+        CCloudParallelObjsDeleter deleter(client, nullptr);
+        std::size_t written = 0;
+        while (auto const version = keepsVersions ? versions.PopVersion() : std::nullopt)
+        {
+            ++written;
+            deleter.PushObj(version->first, version->second);
+        }
+        for (int i = 0; !keepsVersions && i < 20; ++i)
+        {
+            deleter.PushObj("folder/" + std::to_string(i), "");
+        }
+        deleter.SignalObjsPushed();
+        deleter.Wait4Finish();
+        EXPECT_EQ(written, keepsVersions ? 60u : 0u);
+        EXPECT_EQ(m_store.VersionCount(keepsVersions ? "bucket" : "plain"), 0u);
+    }
 }
 
 TEST_F(Google, TakesTheExclusiveLockAgainAndAgain)

@@ -11,6 +11,7 @@
 
 #include <iostream>
 #include <set>
+#include <string_view>
 
 namespace bucketry::s3wire::tests
 {
@@ -24,7 +25,7 @@ using simulator::SFault;
 constexpr unsigned long TwoParts = 8 * 1024 * 1024 + 1;
 constexpr char const* Account = "123456789012";
 constexpr char const* Until = "2040-01-01T00:00:00.000Z";
-SObjectLockConfig const g_lock(true, EObjectLockMode::Governance, Until, false);
+SObjectLockConfig const Locked(true, EObjectLockMode::Governance, Until, false);
 
 /// One bucket of the store, with the client that meets the faults and one that meets none.
 struct SStage
@@ -62,6 +63,7 @@ struct SOperation
     question_t m_isDone = Fine;     ///< the state of the store after success
     question_t m_isUnharmed = Fine; ///< and after failure
     bool m_locks = false;           ///< wants a bucket with object lock
+    simulator::EProfile m_profile = simulator::EProfile::S3;
 };
 
 void PutThree(SStage& stage)
@@ -258,9 +260,9 @@ std::vector<SOperation> Writes()
     step_t const source = [](SStage& s) { s.Put("a", "text"); };
     return {
         {"PutObject", Nothing, put({}), isNew, NewIsWholeOrNot},
-        {"PutObject with a lock", Nothing, put(g_lock), isLockedNew, NewIsWholeOrNot, true},
+        {"PutObject with a lock", Nothing, put(Locked), isLockedNew, NewIsWholeOrNot, true},
         {"CopyObject", source, copy({}), isNew, NewIsWholeOrNot},
-        {"CopyObject with a lock", source, copy(g_lock), isLockedNew, NewIsWholeOrNot, true},
+        {"CopyObject with a lock", source, copy(Locked), isLockedNew, NewIsWholeOrNot, true},
         {"PutObjectRetention", Text,
          Does([](SStage& s)
               { s.m_client.PutObjectRetention(s.m_bucket, "a", EObjectLockMode::Governance, Until, "").get(); }),
@@ -295,7 +297,7 @@ std::vector<SOperation> Writes()
          [](SStage& s) { return s.m_quiet.CreateBatchJob(RestoreJob(s)).get().m_jobId == s.m_id; }},
         {"a write stream of one request", Nothing, Does([](SStage& s) { WriteAndFinish(s, 5); }),
          [](SStage& s) { return IsStreamed(s, 5); }, [](SStage& s) { return s.Lacks("new") || IsStreamed(s, 5); }},
-        {"a write stream of parts", Nothing, Does([](SStage& s) { WriteAndFinish(s, TwoParts, g_lock); }),
+        {"a write stream of parts", Nothing, Does([](SStage& s) { WriteAndFinish(s, TwoParts, Locked); }),
          [](SStage& s) { return IsStreamed(s, TwoParts) && s.IsLocked("new"); },
          [](SStage& s) { return s.Lacks("new") || IsStreamed(s, TwoParts); }, true},
         {"a dropped write stream", Nothing, Does([](SStage& s) { StreamTo(s).WriteZeroes(TwoParts); }),
@@ -472,8 +474,8 @@ void FaultAtEveryRequest::CountUploads(SStage const& stage, SKind const& kind, u
 
 bool FaultAtEveryRequest::Try(SKind const& kind, unsigned nth, unsigned attempts)
 {
-    simulator::CSimulator store;
-    store.CreateBucket("bucket", {.m_objectLock = GetParam().m_locks});
+    simulator::CSimulator store({.m_profile = GetParam().m_profile});
+    store.CreateBucket("bucket", {.m_versioning = GetParam().m_locks, .m_objectLock = GetParam().m_locks});
     SClientWish wish;
     wish.m_attempts = attempts;
     CS3WireClient client = ClientOf(store, wish);
@@ -517,6 +519,31 @@ TEST_P(FaultAtEveryRequest, EndsInTheRightStateOrInItsOwnFailure)
     EXPECT_THAT(m_tally.m_wrong, ::testing::IsEmpty());
 }
 
+/// What Google's store has of all this: no batches, no archive, no delete markers to list. Parts are as on S3, and large.
+std::vector<SOperation> OnGoogle()
+{
+    std::set<std::string_view> const missing = {"GetAccountId",
+                                                "DescribeJob",
+                                                "PostObjectRestore",
+                                                "CreateBatchJob",
+                                                "GetBucketObjectVersions",
+                                                "a write stream of parts",
+                                                "a dropped write stream"};
+    std::vector<SOperation> all;
+    for (std::vector<SOperation> const& operations : {Reads(), Writes(), Deletes()})
+    {
+        for (SOperation operation : operations)
+        {
+            operation.m_profile = simulator::EProfile::Google;
+            if (!missing.contains(operation.m_name) && !std::string_view(operation.m_name).starts_with("DeleteObjects"))
+            {
+                all.push_back(operation);
+            }
+        }
+    }
+    return all;
+}
+
 std::string NameOf(::testing::TestParamInfo<SOperation> const& info)
 {
     std::string name;
@@ -530,6 +557,7 @@ std::string NameOf(::testing::TestParamInfo<SOperation> const& info)
 INSTANTIATE_TEST_SUITE_P(Reads, FaultAtEveryRequest, ::testing::ValuesIn(Reads()), NameOf);
 INSTANTIATE_TEST_SUITE_P(Writes, FaultAtEveryRequest, ::testing::ValuesIn(Writes()), NameOf);
 INSTANTIATE_TEST_SUITE_P(Deletes, FaultAtEveryRequest, ::testing::ValuesIn(Deletes()), NameOf);
+INSTANTIATE_TEST_SUITE_P(Google, FaultAtEveryRequest, ::testing::ValuesIn(OnGoogle()), NameOf);
 
 } // namespace
 } // namespace bucketry::s3wire::tests
