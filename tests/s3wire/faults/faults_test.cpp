@@ -503,8 +503,14 @@ bool FaultAtEveryRequest::Try(SKind const& kind, unsigned nth, unsigned attempts
 
 TEST_P(FaultAtEveryRequest, EndsInTheRightStateOrInItsOwnFailure)
 {
+    bool const tellsGone = GetParam().m_profile == simulator::EProfile::Google &&
+        std::string_view(GetParam().m_name).starts_with("DeleteObject");
     for (SKind const& kind : Kinds())
     {
+        if (tellsGone && kind.m_fault.m_action == EFaultAction::Duplicate)
+        {
+            continue; // the answer to the second one says rightly that nothing is there
+        }
         for (unsigned const attempts : {1u, 4u})
         {
             for (unsigned nth = 1; Try(kind, nth, attempts); ++nth)
