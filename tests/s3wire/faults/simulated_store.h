@@ -35,8 +35,8 @@ inline std::shared_ptr<COperations> OperationsOf(simulator::CSimulator const& st
 {
     simulator::SAccessKey const key;
     std::string const endpoint = wish.m_endpoint.empty() ? store.Endpoint() : wish.m_endpoint;
-    auto record =
-        std::make_shared<CStoreRecord>(SStoreAddress{ParseEndpoint(endpoint), wish.m_region, false}, TraitsOf(endpoint));
+    auto record = std::make_shared<CStoreRecord>(SStoreAddress{ParseEndpoint(endpoint), wish.m_region, false},
+                                                 TraitsOf(endpoint));
     auto auth = wish.m_auth ? wish.m_auth
                             : CS3WireAuthFactory(s3::CS3WireContext::Instance().GetTempKeyStore())
                                   .CreateForS3(key.m_id, key.m_secret, "", "", "", "", "", 0);
