@@ -5,7 +5,7 @@
 to_build=(g++ cmake ninja-build libboost1.81-dev libboost-thread1.81-dev libboost-chrono1.81-dev
           libboost-system1.81-dev libboost-url1.81-dev libtinyxml2-dev libcurl4-openssl-dev libssl-dev libzstd-dev
           zlib1g-dev libspdlog-dev libcli11-dev ca-certificates)
-to_test=("${to_build[@]}" ccache libgtest-dev libgmock-dev pkg-config git openssl curl spin)
+to_test=("${to_build[@]}" make ccache libgtest-dev libgmock-dev pkg-config git openssl curl spin)
 to_check=("${to_test[@]}" clang-14 libclang-rt-14-dev clang-format-14 clang-tidy-14)
 
 # install_missing PACKAGE...: touches neither the network nor the system if all of them are there.

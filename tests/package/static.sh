@@ -5,7 +5,8 @@
 . "$(dirname "$0")/hosts.sh"
 source_of_its_own
 prefix=$work/prefix
-quietly cmake -S "$work/tree" -B "$work/tree/$inside" -D BUILD_SHARED_LIBS=OFF -D BUCKETRY_TOOL=OFF "${like[@]}"
+generator=$(sed -n 's/^CMAKE_GENERATOR:INTERNAL=//p' "$build/CMakeCache.txt") # which decides from where the compiler runs
+quietly cmake -G "$generator" -S "$work/tree" -B "$work/tree/$inside" -D BUILD_SHARED_LIBS=OFF -D BUCKETRY_TOOL=OFF "${like[@]}"
 quietly cmake --build "$work/tree/$inside" -j 2
 quietly cmake --install "$work/tree/$inside" --prefix "$prefix"
 if find "$prefix" -name '*.so*' | grep .; then
