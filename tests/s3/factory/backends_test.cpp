@@ -4,9 +4,6 @@
 
 #include <bucketry/simulator.h>
 
-#include <algorithm>
-#include <iterator>
-
 namespace bucketry::testing
 {
 
@@ -50,7 +47,7 @@ std::vector<SBackend> AllSimulated()
     for (SBackend const& google : {SimulatedGoogle({"Google"}), SimulatedGoogle({"GoogleVersions", true, true})})
     {
         all.push_back(google);
-        std::ranges::copy(Decorated(google), std::back_inserter(all));
+        all.push_back(Decorated(google).back());
     }
     return all;
 }
