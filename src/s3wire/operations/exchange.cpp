@@ -19,18 +19,19 @@ transport::SHttpResponse CExchange::Exchange(wire::SWireRequest const& request) 
     {
         return m_sender->Send(request);
     }
+    using enum transport::EHttpMethod;
+    bool const isWrite = !request.m_key.empty() && (request.m_method == Put || request.m_method == Post);
+    // A write is told before it goes out, so that a look behind a lost answer knows, too, whether what it sees is a version.
+    bool const keepsVersions =
+        isWrite ? KeepsVersions(request.m_bucket) : m_store->Bucket(request.m_bucket)->m_keepsVersions.value_or(false);
     wire::SWireRequest translated = request;
     wire::ToGoogle(translated);
     transport::SHttpResponse answer = m_sender->Send(translated);
-    using enum transport::EHttpMethod;
-    bool const isWrite = !request.m_key.empty() && (request.m_method == Put || request.m_method == Post);
-    wire::FromGoogle(answer,
-                     isWrite ? KeepsVersions(request.m_bucket)
-                             : m_store->Bucket(request.m_bucket)->m_keepsVersions.value_or(false));
+    wire::FromGoogle(answer, keepsVersions);
     return answer;
 }
 
-/// Asked once for each bucket. A store that doesn't tell is taken at its word: what it does not say is not known.
+/// Asked before the first writes to a bucket, until the store has told or the account may not ask: what is not said is not known.
 bool CExchange::KeepsVersions(std::string const& bucket) const
 {
     if (auto const known = m_store->Bucket(bucket)->m_keepsVersions)
@@ -44,7 +45,7 @@ bool CExchange::KeepsVersions(std::string const& bucket) const
     }
     catch (CS3WireException const& refusal)
     {
-        if (refusal.GetStatusCode() >= 500)
+        if (refusal.GetStatusCode() != 403)
         {
             return false; // to be asked again
         }
