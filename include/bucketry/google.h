@@ -47,7 +47,7 @@ private:
 ///            delete markers: a deletion without a generation keeps the object as a former one, and one that names the
 ///            live generation removes it and brings no former one back.
 /// Deletion:  one request for each object, a few at a time, since not every such store takes lists. What is gone
-///            already is no failure.
+///            already is no failure, except to DeleteFileVersionIgnoreImmutabilityAsync: status 404.
 /// Listings:  in the older form of the protocol, which every such store has.
 /// Archive:   objects of every class are read at once. RetrieveArchiveAsync, GetArchiveRetrievalStatusAsync and the
 ///            batch jobs throw exc::CNotImplExc from the call.
