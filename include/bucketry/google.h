@@ -43,7 +43,7 @@ private:
 /// that store.
 ///
 /// As s3::CS3CloudClient, with these differences:
-/// Versions:  are generations, numbers that grow; IsVersioningEnabled says what the specification says. There are no
+/// Versions:  are generations, numbers that grow; IsVersioningEnabled says what the connection was told. There are no
 ///            delete markers: a deletion without a generation keeps the object as a former one, and one that names the
 ///            live generation removes it and brings no former one back.
 /// Deletion:  one request for each object, a few at a time, since not every such store takes lists. What is gone
